@@ -1,0 +1,226 @@
+#include <quelt/containers/vector.h>
+
+#include <quelt/base/trace.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+// Address of element `index`; callers have checked the index against the size.
+uint8_t* slot(vect_vector* v, int64_t index) {
+  return v->data + static_cast<size_t>(index) * static_cast<size_t>(v->unit);
+}
+
+// The resize behind vect_size, vect_alloc and vect_free. Takes the size as a 64-bit value so
+// that callers adding or subtracting counts cannot overflow on the way in.
+int32_t resize(vect_vector* v, int64_t n) {
+  if (n < 1) {
+    std::free(v->data);
+    v->data = nullptr;
+    v->size = 0;
+    v->capacity = 0;
+    return 1;
+  }
+  bool refused = n > std::numeric_limits<int32_t>::max() || v->step < 1 || v->unit < 1;
+  int64_t capacity = 0;
+  if (!refused) {
+    capacity = (n / v->step + (n % v->step != 0 ? 1 : 0)) * static_cast<int64_t>(v->step);
+    refused = capacity > std::numeric_limits<int32_t>::max() ||
+              static_cast<uint64_t>(capacity) > SIZE_MAX / static_cast<uint64_t>(v->unit);
+  }
+  if (!refused && capacity == v->capacity) {
+    v->size = static_cast<int32_t>(n);
+    return 1;
+  }
+  uint8_t* block = refused ? nullptr
+                           : static_cast<uint8_t*>(std::malloc(static_cast<size_t>(capacity) *
+                                                               static_cast<size_t>(v->unit)));
+  if (!block) return 0;
+  int64_t keep = n < v->size ? n : v->size;
+  if (keep > 0 && v->data) std::memcpy(block, v->data, static_cast<size_t>(keep) * v->unit);
+  std::free(v->data);
+  v->data = block;
+  v->capacity = static_cast<int32_t>(capacity);
+  v->size = static_cast<int32_t>(n);
+  return 1;
+}
+
+// vect_size is the one place where memory changes; vect_alloc and vect_free reach it with a
+// 64-bit size. A failed allocation is traced as vect_size's, as when it is called directly.
+int32_t size_to(vect_vector* v, int64_t n) {
+  if (resize(v, n)) return 1;
+  quelt::trace_fail(__FILE_NAME__, __LINE__, "vect_size", "malloc");
+  quelt::trace_exit(__FILE_NAME__, __LINE__, "vect_size");
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t vect_create(vect_vector** vector, int32_t unit) {
+  auto* v = static_cast<vect_vector*>(std::malloc(sizeof(vect_vector)));
+  if (v) std::memset(v, 0, sizeof *v);
+  *vector = v;
+  if (!v) {
+    QUELT_FAIL("");
+    QUELT_EXIT();
+    return 0;
+  }
+  v->unit = unit;
+  v->step = 32;
+  return 1;
+}
+
+void vect_release(vect_vector** vector) {
+  if (!vector || !*vector) return;
+  std::free((*vector)->data);
+  std::free(*vector);
+  *vector = nullptr;
+}
+
+int32_t vect_size(vect_vector* vector, int32_t size) { return size_to(vector, size); }
+
+int32_t vect_alloc(vect_vector* vector, int32_t count) {
+  if (count < 1) return 0;
+  if (!size_to(vector, static_cast<int64_t>(vector->size) + count)) {
+    QUELT_FAIL("");
+    QUELT_EXIT();
+    return 0;
+  }
+  return 1;
+}
+
+int32_t vect_free(vect_vector* vector, int32_t count) {
+  if (count < 1) return 0;
+  if (!size_to(vector, static_cast<int64_t>(vector->size) - count)) {
+    QUELT_FAIL("");
+    QUELT_EXIT();
+    return 0;
+  }
+  return 1;
+}
+
+void vect_unit(vect_vector* vector, int32_t unit) { vector->unit = unit; }
+void vect_step(vect_vector* vector, int32_t step) { vector->step = step; }
+int32_t vect_clear(vect_vector* vector) { return size_to(vector, 0); }
+
+int32_t vect_at(vect_vector* vector, int32_t index, void* value, void** pointer) {
+  vector->iter = vector->size;
+  if (index < 0 || index >= vector->size) return 0;
+  uint8_t* p = slot(vector, index);
+  if (pointer) *pointer = p;
+  if (value) std::memcpy(value, p, static_cast<size_t>(vector->unit));
+  vector->iter = index;
+  return 1;
+}
+
+int32_t vect_first(vect_vector* vector, void* value, void** pointer) {
+  return vect_at(vector, 0, value, pointer);
+}
+
+int32_t vect_next(vect_vector* vector, void* value, void** pointer) {
+  // iter may stand anywhere after size changes; INT32_MAX + 1 must not wrap to a valid index.
+  int64_t next = static_cast<int64_t>(vector->iter) + 1;
+  if (next > std::numeric_limits<int32_t>::max()) return vect_at(vector, -1, value, pointer);
+  return vect_at(vector, static_cast<int32_t>(next), value, pointer);
+}
+
+int32_t vect_back(vect_vector* vector, void* value, void** pointer) {
+  return vect_at(vector, vector->size - 1, value, pointer);
+}
+
+int32_t vect_prev(vect_vector* vector, void* value, void** pointer) {
+  int64_t prev = static_cast<int64_t>(vector->iter) - 1;
+  if (prev < std::numeric_limits<int32_t>::min()) prev = -1;
+  return vect_at(vector, static_cast<int32_t>(prev), value, pointer);
+}
+
+int32_t vect_push(vect_vector* vector, const void* element) {
+  // An element inside the block would move with it: remember its offset, not its address.
+  auto* e = static_cast<const uint8_t*>(element);
+  const uint8_t* begin = vector->data;
+  const uint8_t* end = begin ? begin + static_cast<size_t>(vector->capacity) * vector->unit : begin;
+  bool inside = begin && e >= begin && e < end;
+  size_t offset = inside ? static_cast<size_t>(e - begin) : 0;
+  int32_t old = vector->size;
+  if (!vect_alloc(vector, 1)) {
+    QUELT_FAIL("");
+    QUELT_EXIT();
+    return 0;
+  }
+  const uint8_t* from = inside ? vector->data + offset : e;
+  std::memmove(slot(vector, old), from, static_cast<size_t>(vector->unit));
+  return 1;
+}
+
+int32_t vect_pop(vect_vector* vector, void* value) {
+  if (vector->size < 1) return 0;
+  if (value) std::memcpy(value, slot(vector, vector->size - 1), static_cast<size_t>(vector->unit));
+  if (!vect_free(vector, 1)) {
+    QUELT_FAIL("");
+    QUELT_EXIT();
+    return 0;
+  }
+  return 1;
+}
+
+int32_t vect_insert(vect_vector* vector, const void* source, int32_t index, int32_t count) {
+  int32_t old = vector->size;
+  if (!vect_alloc(vector, count)) {
+    QUELT_FAIL("");
+    QUELT_EXIT();
+    return 0;
+  }
+  int64_t last = static_cast<int64_t>(index) + count - 1;
+  if (index < 0 || index >= vector->size || last < 0 || last >= vector->size) return 0;
+  // Move the tail up by count, last element first: one memmove does the same safely.
+  size_t unit = static_cast<size_t>(vector->unit);
+  if (old > index)
+    std::memmove(slot(vector, static_cast<int64_t>(index) + count), slot(vector, index),
+                 static_cast<size_t>(old - index) * unit);
+  std::memcpy(slot(vector, index), source, static_cast<size_t>(count) * unit);
+  return 1;
+}
+
+int32_t vect_erase(vect_vector* vector, void* destination, int32_t index, int32_t count) {
+  int64_t last = static_cast<int64_t>(index) + count - 1;
+  if (count < 1 || index < 0 || index >= vector->size || last < 0 || last >= vector->size) return 0;
+  size_t unit = static_cast<size_t>(vector->unit);
+  if (destination) std::memcpy(destination, slot(vector, index), static_cast<size_t>(count) * unit);
+  int64_t behind = vector->size - (last + 1);
+  if (behind > 0) std::memmove(slot(vector, index), slot(vector, last + 1), static_cast<size_t>(behind) * unit);
+  if (!vect_free(vector, count)) {
+    QUELT_FAIL("");
+    QUELT_EXIT();
+    return 0;
+  }
+  return 1;
+}
+
+int32_t vect_swap(vect_vector* vector, int32_t a, int32_t b, int32_t count) {
+  if (count < 1 || a < 0 || b < 0 || static_cast<int64_t>(a) + count > vector->size ||
+      static_cast<int64_t>(b) + count > vector->size)
+    return 0;
+  size_t bytes = static_cast<size_t>(count) * static_cast<size_t>(vector->unit);
+  auto* temp = static_cast<uint8_t*>(std::malloc(bytes));
+  if (!temp) {
+    QUELT_FAIL("malloc");
+    QUELT_EXIT();
+    return 0;
+  }
+  // Three ascending copies; overlapping blocks give what such copies give.
+  auto forward = [](uint8_t* to, const uint8_t* from, size_t n) {
+    for (size_t i = 0; i < n; ++i) to[i] = from[i];
+  };
+  forward(temp, slot(vector, a), bytes);
+  forward(slot(vector, a), slot(vector, b), bytes);
+  forward(slot(vector, b), temp, bytes);
+  std::free(temp);
+  return 1;
+}
+
+}  // extern "C"

@@ -1,0 +1,14 @@
+/* quelt: software drawing on pixel surfaces, text, image files, an archive format, small math
+   and top-level windows, behind one flat C interface. Including this header gives all of it. */
+#ifndef QUELT_QUELT_H
+#define QUELT_QUELT_H
+
+#include <quelt/containers/vector.h>
+#include <quelt/surface/clip.h>
+#include <quelt/surface/surface.h>
+#include <quelt/surface/blend.h>
+#include <quelt/surface/context.h>
+#include <quelt/surface/transform.h>
+#include <quelt/processing/strip.h>
+
+#endif

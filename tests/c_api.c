@@ -1,0 +1,55 @@
+/* The public interface used from plain C11: quelt.h compiles as C, and the shared library
+   blends and fills as its callers expect. */
+#include <quelt/quelt.h>
+
+#include <stdio.h>
+#include <string.h>
+
+static int failures = 0;
+#define CHECK(cond)                                              \
+  do {                                                           \
+    if (!(cond)) {                                               \
+      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
+      ++failures;                                                \
+    }                                                            \
+  } while (0)
+
+static uint32_t pixel(const sf_surface* s, int x, int y) {
+  uint32_t v;
+  memcpy(&v, s->pixels + ((size_t)y * (size_t)s->width + (size_t)x) * 4, 4);
+  return v;
+}
+
+int main(void) {
+  sf_surface target, glyph;
+  sf_rect half = {0, 0, 4, 8};
+  vect_vector* v = NULL;
+  int32_t value = 7;
+
+  CHECK(sf_create(&target, 8, 8, 4) == 1);
+  CHECK(sf_create(&glyph, 2, 2, 1) == 1);
+
+  target.color = 0xFF123456u;
+  CHECK(sf_fill(&target, &half) == 1);
+  CHECK(pixel(&target, 3, 7) == 0xFF123456u);
+  CHECK(pixel(&target, 4, 0) == 0);
+
+  glyph.pixels[0] = 255;
+  target.color = 0xFF102030u;
+  CHECK(sf_blend(&target, &glyph, NULL, 6, 6, NULL) == 1);
+  CHECK(pixel(&target, 6, 6) == 0xFF0F1F2Fu);
+
+  CHECK(sf_push(&target, &half) == 1);
+  CHECK(target.clip != NULL && target.clip->right == 4);
+  CHECK(sf_pop(&target) == 1 && target.clip == NULL);
+
+  CHECK(vect_create(&v, (int32_t)sizeof value) == 1);
+  CHECK(vect_push(v, &value) == 1 && v->size == 1);
+  vect_release(&v);
+  CHECK(v == NULL);
+
+  sf_release(&glyph);
+  sf_release(&target);
+  if (failures == 0) puts("c_api: all checks passed");
+  return failures == 0 ? 0 : 1;
+}

@@ -1,0 +1,47 @@
+// Test support shared by every suite: allocation failure on purpose, and capture of standard
+// output (where the failure trace goes).
+#pragma once
+
+#include <string>
+
+namespace qtest {
+
+// The next `n` allocations (malloc, calloc, realloc, from anywhere in the process) succeed and
+// the one after fails; then allocation works again. fail_after(-1) disarms.
+void fail_after(long n);
+// True once an armed failure has happened since the last fail_after.
+bool failure_happened();
+// Number of allocations made since the process started.
+long allocation_count();
+
+// Captures everything written to standard output (file descriptor 1) between construction and
+// text(); the captured text is also available after the object is done.
+class Stdout {
+ public:
+  Stdout();
+  ~Stdout();
+  std::string text();
+
+ private:
+  int saved_ = -1;
+  int file_ = -1;
+  std::string text_;
+  bool done_ = false;
+};
+
+// The trace with line numbers replaced by N: "vector.cpp:N:\t\tvect_size: malloc\n...".
+std::string trace_shape(const std::string& out);
+
+// A fresh empty directory for files of one test; removed with its content by the destructor.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  std::string path(const std::string& name) const { return dir_ + "/" + name; }
+  const std::string& dir() const { return dir_; }
+
+ private:
+  std::string dir_;
+};
+
+}  // namespace qtest
