@@ -1,12 +1,24 @@
 #!/bin/sh
-# Compares the dynamic symbols that the library defines with the list of its interface.
+# Compares the names that the library exports with the list of its interface: the dynamic
+# symbols that a shared object defines, or, when an objdump is given as third argument, the
+# export table of a DLL.
 lib=$1
 dir=$2
+objdump=${3:-}
 have=$(mktemp)
 want=$(mktemp)
 trap 'rm -f "$have" "$want"' EXIT
-nm -D --defined-only "$lib" | awk '$2 ~ /^[TDBRVW]$/ {print $3}' |
-  grep -v -x -E '__bss_start|_edata|_end|_init|_fini' | sort -u > "$have"
+if [ -n "$objdump" ]; then
+  # The "[Ordinal/Name Pointer] Table" of `objdump -p` has one "[ n] name" line per export.
+  "$objdump" -p "$lib" | awk '
+    /^\[Ordinal\/Name Pointer\] Table/ { table = 1; next }
+    table && /^[ \t]*\[ *[0-9]+\] / { print $NF; next }
+    table { table = 0 }' | sort -u > "$have"
+  [ -s "$have" ] || { echo "no export table in $lib"; exit 1; }
+else
+  nm -D --defined-only "$lib" | awk '$2 ~ /^[TDBRVW]$/ {print $3}' |
+    grep -v -x -E '__bss_start|_edata|_end|_init|_fini' | sort -u > "$have"
+fi
 cat "$dir"/*.txt | grep -v '^#' | grep -v '^$' | sort -u > "$want"
 if ! diff -u "$want" "$have"; then
   echo "exported symbols differ from the interface list (- listed, + exported)"
