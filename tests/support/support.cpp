@@ -5,8 +5,17 @@
 #include <cstdlib>
 #include <filesystem>
 #include <regex>
-#include <unistd.h>
 
+#ifdef _WIN32
+#include <cstring>
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+#else
+#include <unistd.h>
+#endif
+
+#ifndef _WIN32
 // A counting allocator interposed in the test executable. It forwards to the sanitizer's
 // allocator when one is linked (its entry points are exported as __interceptor_*), else to
 // glibc's, so that the sanitizers still see every block.
@@ -22,6 +31,9 @@ void* __interceptor_realloc(void*, size_t) __attribute__((weak));
 // These run before the sanitizer runtime is set up (the dynamic loader allocates early), so they
 // must not be instrumented: plain words with atomic builtins, no sanitizer checks.
 #define QTEST_RAW __attribute__((no_sanitize("address", "undefined"), noinline))
+#else
+#define QTEST_RAW __attribute__((noinline))
+#endif
 
 namespace {
 long countdown = -1;
@@ -43,6 +55,7 @@ QTEST_RAW bool should_fail() {
 }
 }  // namespace
 
+#ifndef _WIN32
 extern "C" QTEST_RAW void* malloc(size_t n) {
   if (should_fail()) return nullptr;
   return __interceptor_malloc ? __interceptor_malloc(n) : __libc_malloc(n);
@@ -55,6 +68,74 @@ extern "C" QTEST_RAW void* realloc(void* p, size_t n) {
   if (should_fail()) return nullptr;
   return __interceptor_realloc ? __interceptor_realloc(p, n) : __libc_realloc(p, n);
 }
+#else
+// Windows has no symbol interposition: every DLL calls the C runtime through its own import
+// table. So the counting versions are written into the import tables of the test program and
+// of quelt.dll (which holds FreeType, libpng and zlib too) before any test runs. They forward
+// to the runtime's functions as the tables held them.
+namespace {
+using malloc_fn = void* (*)(size_t);
+using calloc_fn = void* (*)(size_t, size_t);
+using realloc_fn = void* (*)(void*, size_t);
+using strdup_fn = char* (*)(const char*);
+malloc_fn real_malloc = nullptr;
+calloc_fn real_calloc = nullptr;
+realloc_fn real_realloc = nullptr;
+strdup_fn real_strdup = nullptr;
+
+void* counting_malloc(size_t n) { return should_fail() ? nullptr : real_malloc(n); }
+void* counting_calloc(size_t n, size_t m) { return should_fail() ? nullptr : real_calloc(n, m); }
+void* counting_realloc(void* p, size_t n) { return should_fail() ? nullptr : real_realloc(p, n); }
+// The runtime's strdup allocates inside the runtime, out of reach of the import tables: it
+// counts as the one allocation it makes, as it does with glibc.
+char* counting_strdup(const char* s) { return should_fail() ? nullptr : real_strdup(s); }
+
+// Replaces an import slot that holds the runtime's NAME, remembering the runtime's function.
+template <typename Fn>
+bool hook(const char* name, const char* wanted, ULONG_PTR* slot, Fn& real, Fn counting) {
+  if (std::strcmp(name, wanted) != 0) return false;
+  if (reinterpret_cast<ULONG_PTR>(counting) == *slot) return true;
+  if (!real) real = reinterpret_cast<Fn>(*slot);
+  DWORD old = 0;
+  VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &old);
+  *slot = reinterpret_cast<ULONG_PTR>(counting);
+  VirtualProtect(slot, sizeof *slot, old, &old);
+  return true;
+}
+
+void hook_imports(HMODULE module) {
+  if (!module) return;
+  auto* base = reinterpret_cast<uint8_t*>(module);
+  auto* dos = reinterpret_cast<IMAGE_DOS_HEADER*>(base);
+  auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+  const IMAGE_DATA_DIRECTORY& dir = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+  if (dir.VirtualAddress == 0) return;
+  for (auto* imp = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + dir.VirtualAddress); imp->Name; ++imp) {
+    auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(
+        base + (imp->OriginalFirstThunk ? imp->OriginalFirstThunk : imp->FirstThunk));
+    auto* slots = reinterpret_cast<IMAGE_THUNK_DATA*>(base + imp->FirstThunk);
+    for (; names->u1.AddressOfData; ++names, ++slots) {
+      if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
+      auto* by_name = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
+      const char* name = reinterpret_cast<const char*>(by_name->Name);
+      ULONG_PTR* slot = &slots->u1.Function;
+      hook(name, "malloc", slot, real_malloc, &counting_malloc) ||
+          hook(name, "calloc", slot, real_calloc, &counting_calloc) ||
+          hook(name, "realloc", slot, real_realloc, &counting_realloc) ||
+          hook(name, "strdup", slot, real_strdup, &counting_strdup) ||
+          hook(name, "_strdup", slot, real_strdup, &counting_strdup);
+    }
+  }
+}
+
+// Runs before main, after quelt.dll is loaded (the program imports it).
+[[maybe_unused]] const bool hooked = [] {
+  hook_imports(GetModuleHandleW(nullptr));
+  hook_imports(GetModuleHandleW(L"quelt.dll"));
+  return true;
+}();
+}  // namespace
+#endif
 
 namespace qtest {
 
@@ -65,6 +146,7 @@ void fail_after(long n) {
 bool failure_happened() { return __atomic_load_n(&happened, __ATOMIC_RELAXED); }
 long allocation_count() { return __atomic_load_n(&count, __ATOMIC_RELAXED); }
 
+#ifndef _WIN32
 Stdout::Stdout() {
   std::fflush(stdout);
   char name[] = "/tmp/quelt-stdout-XXXXXX";
@@ -88,6 +170,36 @@ std::string Stdout::text() {
   return text_;
 }
 
+#else
+// The same on Windows: a binary-mode temporary file (so that "\n" is not written as "\r\n"),
+// deleted by the system when it is closed.
+Stdout::Stdout() {
+  std::fflush(stdout);
+  wchar_t dir[MAX_PATH], name[MAX_PATH];
+  if (GetTempPathW(MAX_PATH, dir) == 0 || GetTempFileNameW(dir, L"qso", 0, name) == 0) return;
+  file_ = _wopen(name, _O_RDWR | _O_BINARY | _O_TRUNC | _O_TEMPORARY);
+  if (file_ < 0) return;
+  saved_ = _dup(1);
+  _dup2(file_, 1);
+}
+
+std::string Stdout::text() {
+  if (!done_) {
+    done_ = true;
+    if (file_ < 0) return text_;
+    std::fflush(stdout);
+    _dup2(saved_, 1);
+    _close(saved_);
+    long size = _lseek(file_, 0, SEEK_END);
+    _lseek(file_, 0, SEEK_SET);
+    text_.resize(size > 0 ? static_cast<size_t>(size) : 0);
+    if (size > 0 && _read(file_, text_.data(), static_cast<unsigned>(size)) != size) text_.clear();
+    _close(file_);
+  }
+  return text_;
+}
+#endif
+
 Stdout::~Stdout() { text(); }
 
 std::string trace_shape(const std::string& out) {
@@ -95,6 +207,7 @@ std::string trace_shape(const std::string& out) {
   return std::regex_replace(out, line, ":N:\t");
 }
 
+#ifndef _WIN32
 TempDir::TempDir() {
   char name[] = "/tmp/quelt-test-XXXXXX";
   dir_ = mkdtemp(name) ? name : "/tmp";
@@ -103,5 +216,23 @@ TempDir::~TempDir() {
   std::error_code ec;
   if (dir_ != "/tmp") std::filesystem::remove_all(dir_, ec);
 }
+#else
+// A new directory in the user's temporary folder, named after the process and a counter, with
+// forward slashes so that path() joins names the same way on both systems.
+TempDir::TempDir() {
+  std::error_code ec;
+  std::filesystem::path base = std::filesystem::temp_directory_path(ec);
+  static unsigned serial = 0;
+  for (int attempt = 0; attempt < 1000 && dir_.empty(); ++attempt) {
+    std::filesystem::path dir = base / ("quelt-test-" + std::to_string(GetCurrentProcessId()) + "-" +
+                                        std::to_string(GetTickCount()) + "-" + std::to_string(serial++));
+    if (std::filesystem::create_directory(dir, ec)) dir_ = dir.generic_string();
+  }
+}
+TempDir::~TempDir() {
+  std::error_code ec;
+  if (!dir_.empty()) std::filesystem::remove_all(dir_, ec);
+}
+#endif
 
 }  // namespace qtest
