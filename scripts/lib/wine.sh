@@ -2,13 +2,14 @@
 # program then starts in a fraction of a second instead of bringing Wine up and down again.
 # Call start_wineserver in a subshell: it sets that subshell's EXIT trap to stop the server,
 # and it stops only a server it started itself.
+QUELT_WINE_RUN="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/wine-run"
+
 start_wineserver() {
-  local wine_run
-  wine_run="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/wine-run"
+  local wine_run=$QUELT_WINE_RUN
   "$wine_run" --init
   local attempt status
   for attempt in $(seq 1 20); do
-    "$wine_run" --server &
+    "$wine_run" --server > /dev/null 2>&1 < /dev/null &
     QUELT_WINESERVER_PID=$!
     sleep 0.3
     if kill -0 "$QUELT_WINESERVER_PID" 2> /dev/null; then
@@ -32,8 +33,7 @@ start_wineserver() {
 }
 
 stop_wineserver() {
-  local wine_run
-  wine_run="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/wine-run"
+  local wine_run=$QUELT_WINE_RUN
   if [ -n "${QUELT_WINESERVER_PID:-}" ] && kill -0 "$QUELT_WINESERVER_PID" 2> /dev/null; then
     "$wine_run" --kill || true
     wait "$QUELT_WINESERVER_PID" 2> /dev/null || true
