@@ -72,10 +72,11 @@ int32_t sf_image_bmp_read(sf_surface* surface, const char* path, bool* top_down)
   const int64_t height = static_cast<int32_t>(get32(header + 22));
   const uint32_t bits = get16(header + 28);
   // A negative height is a top-down raster; the surface takes its absolute value. Sizes are
-  // worked out in 64 bits: every product of header fields fits there.
+  // worked out in 64 bits, where width × rows (each below 2^31 + 1) can't overflow; the
+  // 4-byte surface must stay within 2^31 − 1 bytes.
   const int64_t rows = height < 0 ? -height : height;
   refused = refused || get32(header + 14) != kInfoHeader || (bits != 24 && bits != 32) || width < 1 ||
-            rows == 0 || width * rows * 4 > INT32_MAX;
+            rows == 0 || width * rows > INT32_MAX / 4;
   if (refused) {
     sf_release(surface);
     std::fclose(file);

@@ -72,9 +72,6 @@ int32_t sf_image_png_read(sf_surface* surface, const char* path) {
     QUELT_EXIT();
     return 0;
   }
-  png_set_user_limits(png, kMaxSide, kMaxSide);
-  png_set_chunk_cache_max(png, kMaxChunks);
-  png_set_chunk_malloc_max(png, kMaxChunkBytes);
   png_infop volatile const info = png_create_info_struct(png);
   if (!info) {
     QUELT_FAIL("png_create_info_struct");
@@ -94,6 +91,14 @@ int32_t sf_image_png_read(sf_surface* surface, const char* path) {
     QUELT_EXIT();
     return 0;
   }
+  png_set_user_limits(png, kMaxSide, kMaxSide);
+  png_set_chunk_cache_max(png, kMaxChunks);
+  png_set_chunk_malloc_max(png, kMaxChunkBytes);
+  // No ancillary chunk matters to a surface (tRNS aside, which libpng keeps): skip them all
+  // unread. Besides saving the work, this keeps libpng from allocating and clearing a buffer of
+  // whatever size a text chunk announces, which its size limit only warns about. The call
+  // allocates, so it comes after the jump target.
+  png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
   png_init_io(png, file);
   png_read_info(png, info);
   if (png_get_bit_depth(png, info) != 8) {
