@@ -1,6 +1,5 @@
 #include "support.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -20,35 +19,39 @@ void* __interceptor_calloc(size_t, size_t) __attribute__((weak));
 void* __interceptor_realloc(void*, size_t) __attribute__((weak));
 }
 
-namespace {
-std::atomic<long> countdown{-1};
-std::atomic<long> count{0};
-std::atomic<bool> happened{false};
+// These run before the sanitizer runtime is set up (the dynamic loader allocates early), so they
+// must not be instrumented: plain words with atomic builtins, no sanitizer checks.
+#define QTEST_RAW __attribute__((no_sanitize("address", "undefined"), noinline))
 
-bool should_fail() {
-  count.fetch_add(1, std::memory_order_relaxed);
-  long c = countdown.load(std::memory_order_relaxed);
+namespace {
+long countdown = -1;
+long count = 0;
+bool happened = false;
+
+QTEST_RAW bool should_fail() {
+  __atomic_fetch_add(&count, 1, __ATOMIC_RELAXED);
+  long c = __atomic_load_n(&countdown, __ATOMIC_RELAXED);
   if (c < 0) return false;
   if (c == 0) {
-    countdown.store(-1);
-    happened.store(true);
+    __atomic_store_n(&countdown, -1, __ATOMIC_RELAXED);
+    __atomic_store_n(&happened, true, __ATOMIC_RELAXED);
     errno = ENOMEM;
     return true;
   }
-  countdown.store(c - 1);
+  __atomic_store_n(&countdown, c - 1, __ATOMIC_RELAXED);
   return false;
 }
 }  // namespace
 
-extern "C" void* malloc(size_t n) {
+extern "C" QTEST_RAW void* malloc(size_t n) {
   if (should_fail()) return nullptr;
   return __interceptor_malloc ? __interceptor_malloc(n) : __libc_malloc(n);
 }
-extern "C" void* calloc(size_t n, size_t m) {
+extern "C" QTEST_RAW void* calloc(size_t n, size_t m) {
   if (should_fail()) return nullptr;
   return __interceptor_calloc ? __interceptor_calloc(n, m) : __libc_calloc(n, m);
 }
-extern "C" void* realloc(void* p, size_t n) {
+extern "C" QTEST_RAW void* realloc(void* p, size_t n) {
   if (should_fail()) return nullptr;
   return __interceptor_realloc ? __interceptor_realloc(p, n) : __libc_realloc(p, n);
 }
@@ -56,11 +59,11 @@ extern "C" void* realloc(void* p, size_t n) {
 namespace qtest {
 
 void fail_after(long n) {
-  happened.store(false);
-  countdown.store(n);
+  __atomic_store_n(&happened, false, __ATOMIC_RELAXED);
+  __atomic_store_n(&countdown, n, __ATOMIC_RELAXED);
 }
-bool failure_happened() { return happened.load(); }
-long allocation_count() { return count.load(); }
+bool failure_happened() { return __atomic_load_n(&happened, __ATOMIC_RELAXED); }
+long allocation_count() { return __atomic_load_n(&count, __ATOMIC_RELAXED); }
 
 Stdout::Stdout() {
   std::fflush(stdout);
