@@ -20,13 +20,13 @@ int32_t sf_create(sf_surface* surface, int32_t width, int32_t height, int32_t by
     const bool refused = width < 0 || height < 0 || bytes_per_pixel < 0 || area > limit ||
                          area * bytes_per_pixel > limit;
     const int64_t bytes = refused ? 0 : area * bytes_per_pixel;
-    void* pixels = refused ? nullptr : std::malloc(static_cast<size_t>(bytes));
+    // calloc: large buffers come as fresh zero pages, with no clearing pass over them.
+    void* pixels = refused ? nullptr : std::calloc(static_cast<size_t>(bytes), 1);
     if (!pixels) {
       QUELT_FAIL("malloc");
       QUELT_EXIT();
       return 0;
     }
-    std::memset(pixels, 0, static_cast<size_t>(bytes));
     surface->pixels = static_cast<uint8_t*>(pixels);
   }
   surface->bytes_per_pixel = bytes_per_pixel;
