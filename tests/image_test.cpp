@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <png.h>
 #include <quelt/imagefile/image.h>
-#include <sys/resource.h>
 #include <zlib.h>
 
 #include <csetjmp>
@@ -300,7 +299,7 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
       {"cut in the image data", Bytes(good.begin(), good.begin() + good.size() / 2), jump, true},
       {"bad signature", Bytes{0x89, 'P', 'N', 'G', 0, 0, 0, 0, 1, 2, 3}, jump, false},
   };
-  const auto peak_kb = [] { rusage u{}; return getrusage(RUSAGE_SELF, &u) == 0 ? u.ru_maxrss : 0; };
+  const auto peak_kb = qtest::peak_memory_kb;
   const long peak_before = peak_kb();
   qtest::TempDir dir;
   for (const auto& c : cases) {

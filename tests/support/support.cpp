@@ -11,7 +11,9 @@
 #include <fcntl.h>
 #include <io.h>
 #include <windows.h>
+#include <psapi.h>
 #else
+#include <sys/resource.h>
 #include <unistd.h>
 #endif
 
@@ -78,10 +80,12 @@ using malloc_fn = void* (*)(size_t);
 using calloc_fn = void* (*)(size_t, size_t);
 using realloc_fn = void* (*)(void*, size_t);
 using strdup_fn = char* (*)(const char*);
+using fopen_fn = FILE* (*)(const char*, const char*);
 malloc_fn real_malloc = nullptr;
 calloc_fn real_calloc = nullptr;
 realloc_fn real_realloc = nullptr;
 strdup_fn real_strdup = nullptr;
+fopen_fn real_fopen = nullptr;
 
 void* counting_malloc(size_t n) { return should_fail() ? nullptr : real_malloc(n); }
 void* counting_calloc(size_t n, size_t m) { return should_fail() ? nullptr : real_calloc(n, m); }
@@ -89,6 +93,13 @@ void* counting_realloc(void* p, size_t n) { return should_fail() ? nullptr : rea
 // The runtime's strdup allocates inside the runtime, out of reach of the import tables: it
 // counts as the one allocation it makes, as it does with glibc.
 char* counting_strdup(const char* s) { return should_fail() ? nullptr : real_strdup(s); }
+// glibc's fopen allocates its stream with malloc, so there a failing allocation makes fopen fail
+// with ENOMEM; the Windows runtime allocates inside itself. Counting fopen as that one
+// allocation gives callers of fopen the same failure to handle on both systems.
+FILE* counting_fopen(const char* path, const char* mode) {
+  if (should_fail()) return nullptr;
+  return real_fopen(path, mode);
+}
 
 // Replaces an import slot that holds the runtime's NAME, remembering the runtime's function.
 template <typename Fn>
@@ -123,7 +134,8 @@ void hook_imports(HMODULE module) {
           hook(name, "calloc", slot, real_calloc, &counting_calloc) ||
           hook(name, "realloc", slot, real_realloc, &counting_realloc) ||
           hook(name, "strdup", slot, real_strdup, &counting_strdup) ||
-          hook(name, "_strdup", slot, real_strdup, &counting_strdup);
+          hook(name, "_strdup", slot, real_strdup, &counting_strdup) ||
+          hook(name, "fopen", slot, real_fopen, &counting_fopen);
     }
   }
 }
@@ -145,6 +157,18 @@ void fail_after(long n) {
 }
 bool failure_happened() { return __atomic_load_n(&happened, __ATOMIC_RELAXED); }
 long allocation_count() { return __atomic_load_n(&count, __ATOMIC_RELAXED); }
+
+long peak_memory_kb() {
+#ifdef _WIN32
+  PROCESS_MEMORY_COUNTERS counters{};
+  counters.cb = sizeof counters;
+  if (!GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters)) return 0;
+  return static_cast<long>(counters.PeakWorkingSetSize / 1024);
+#else
+  rusage usage{};
+  return getrusage(RUSAGE_SELF, &usage) == 0 ? usage.ru_maxrss : 0;
+#endif
+}
 
 #ifndef _WIN32
 Stdout::Stdout() {

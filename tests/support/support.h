@@ -13,6 +13,8 @@ void fail_after(long n);
 bool failure_happened();
 // Number of allocations made since the process started.
 long allocation_count();
+// The most memory the process has held resident so far, in KiB.
+long peak_memory_kb();
 
 // Captures everything written to standard output (file descriptor 1) between construction and
 // text(); the captured text is also available after the object is done.
