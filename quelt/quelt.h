@@ -10,5 +10,10 @@
 #include <quelt/surface/context.h>
 #include <quelt/surface/transform.h>
 #include <quelt/processing/strip.h>
+#include <quelt/windowing/button.h>
+#include <quelt/windowing/layout.h>
+#include <quelt/windowing/main.h>
+#include <quelt/windowing/pixmap.h>
+#include <quelt/windowing/window.h>
 
 #endif
