@@ -34,10 +34,12 @@ constexpr const char* kAtomNames[kAtomCount] = {
     "_NET_SUPPORTING_WM_CHECK", "_NET_WM_STATE", "_NET_WM_STATE_MAXIMIZED_HORZ",
     "_NET_WM_STATE_MAXIMIZED_VERT", "WM_CLASS"};
 
-int dpi_of(Display* display) {
+}  // namespace
+
+int dpi_from_resources(const char* resources) {
   constexpr int fallback = 96;
   int dpi = fallback;
-  if (const char* resources = XResourceManagerString(display)) {
+  if (resources) {
     XrmInitialize();
     if (XrmDatabase db = XrmGetStringDatabase(resources)) {
       char* type = nullptr;
@@ -53,6 +55,10 @@ int dpi_of(Display* display) {
   }
   return dpi;
 }
+
+namespace {
+
+int dpi_of(Display* display) { return dpi_from_resources(XResourceManagerString(display)); }
 
 // A UTF-8 codeset for the input method: the application's locale when it has one, else C.UTF-8
 // for the time of the call, so that an input method server can commit any character. Xlib's

@@ -56,6 +56,7 @@ void disconnect_if_idle();     // closes it when no window is left
 void errors_reset();
 int errors_sync();             // XSync, then the first error code since errors_reset, or 0
 int display_dpi();             // Xft.dpi or 96; connects only for the query when needed
+int dpi_from_resources(const char* resources);  // Xft.dpi of a resource string, else 96
 Cursor cursor_for(HCURSOR cursor);
 bool window_manager_running();
 

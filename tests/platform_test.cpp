@@ -1,0 +1,352 @@
+// The X11 platform layer on its own (its sources are built into this test): the screen's
+// resolution with and without a display, handles that outlive their objects, DIB sections and
+// blits, the queue's order, the messages of creation and sizing, layered updates, and the text
+// conversions.
+#include <gtest/gtest.h>
+#include <quelt/platform/win32.h>
+#include <quelt/platform/x11/x11_p.h>
+
+#include <dirent.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"; }
+
+using namespace quelt::x11;
+
+namespace {
+
+int open_files() {
+  int n = 0;
+  if (DIR* d = opendir("/proc/self/fd")) {
+    while (readdir(d)) ++n;
+    closedir(d);
+  }
+  return n;
+}
+
+struct NoDisplay {
+  std::string saved;
+  bool had;
+  NoDisplay() : had(std::getenv("DISPLAY") != nullptr) {
+    if (had) saved = std::getenv("DISPLAY");
+    unsetenv("DISPLAY");
+  }
+  ~NoDisplay() {
+    if (had) setenv("DISPLAY", saved.c_str(), 1);
+  }
+};
+
+bool have_display() {
+  Display* d = XOpenDisplay(nullptr);
+  if (d) XCloseDisplay(d);
+  return d != nullptr;
+}
+
+BITMAPINFO header(LONG width, LONG height, WORD bits = 32) {
+  BITMAPINFO info{};
+  info.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
+  info.bmiHeader.biWidth = width;
+  info.bmiHeader.biHeight = height;
+  info.bmiHeader.biPlanes = 1;
+  info.bmiHeader.biBitCount = bits;
+  return info;
+}
+
+// A memory DC with a fresh top-down bitmap of width × height selected.
+struct MemoryDc {
+  HDC dc = CreateCompatibleDC(nullptr);
+  HBITMAP bitmap = nullptr;
+  uint32_t* bits = nullptr;
+  MemoryDc(int width, int height) {
+    BITMAPINFO info = header(width, -height);
+    void* p = nullptr;
+    bitmap = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &p, nullptr, 0);
+    bits = static_cast<uint32_t*>(p);
+    SelectObject(dc, bitmap);
+  }
+  ~MemoryDc() {
+    DeleteDC(dc);
+    DeleteObject(bitmap);
+  }
+};
+
+TEST(Screen, ResolutionWithoutDisplayIs96AndLeavesNothingOpen) {
+  NoDisplay none;
+  int files = open_files();
+  for (int i = 0; i < 20; ++i) {
+    HDC dc = GetDC(nullptr);
+    ASSERT_NE(dc, nullptr);
+    EXPECT_EQ(GetDeviceCaps(dc, LOGPIXELSX), 96);
+    EXPECT_EQ(GetDeviceCaps(dc, LOGPIXELSY), 96);
+    EXPECT_EQ(ReleaseDC(nullptr, dc), 1);
+    EXPECT_EQ(GetObjectType(dc), 0u);
+  }
+  EXPECT_EQ(open_files(), files);
+  EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 0);
+}
+
+TEST(Screen, ResolutionComesFromXftDpi) {
+  struct Case {
+    const char* resources;
+    int dpi;
+  };
+  const Case cases[] = {
+      {nullptr, 96},
+      {"", 96},
+      {"Xft.dpi:\t144\n", 144},
+      {"Xcursor.size: 24\nXft.dpi: 120.6\nXft.antialias: 1\n", 121},
+      {"Xft.dpi: lots\n", 96},
+      {"Xft.dpi: 0\n", 96},
+      {"Xft.dpi: -96\n", 96},
+      {"Xft.dpi: 1e308\n", 96},
+  };
+  for (const Case& c : cases) EXPECT_EQ(dpi_from_resources(c.resources), c.dpi) << (c.resources ? c.resources : "null");
+  // With a display, GetDC(NULL) reads the server's resources and closes its connection again.
+  Display* d = XOpenDisplay(nullptr);
+  if (!d) return;
+  int want = dpi_from_resources(XResourceManagerString(d));
+  int width = DisplayWidth(d, DefaultScreen(d));
+  XCloseDisplay(d);
+  int files = open_files();
+  HDC dc = GetDC(nullptr);
+  EXPECT_EQ(GetDeviceCaps(dc, LOGPIXELSY), want);
+  EXPECT_EQ(GetDeviceCaps(dc, HORZRES), width);
+  ReleaseDC(nullptr, dc);
+  EXPECT_EQ(open_files(), files);
+}
+
+TEST(Gdi, HandlesOfDeletedObjectsAreRefused) {
+  HDC dc = CreateCompatibleDC(nullptr);
+  ASSERT_EQ(GetObjectType(dc), static_cast<DWORD>(OBJ_MEMDC));
+  BITMAPINFO info = header(5, -3);
+  void* bits = nullptr;
+  HBITMAP bitmap = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+  ASSERT_NE(bitmap, nullptr);
+  EXPECT_EQ(GetObjectType(bitmap), static_cast<DWORD>(OBJ_BITMAP));
+  HGDIOBJ first = SelectObject(dc, bitmap);
+  EXPECT_EQ(GetObjectType(first), static_cast<DWORD>(OBJ_BITMAP));  // the DC's own stock bitmap
+  EXPECT_EQ(GetCurrentObject(dc, OBJ_BITMAP), bitmap);
+  HDC other = CreateCompatibleDC(nullptr);
+  EXPECT_EQ(SelectObject(other, bitmap), nullptr);  // one DC at a time
+  EXPECT_FALSE(DeleteObject(bitmap));               // still selected: refused
+  EXPECT_TRUE(DeleteDC(dc));
+  EXPECT_EQ(GetObjectType(dc), 0u);
+  HDC fresh = CreateCompatibleDC(nullptr);
+  EXPECT_NE(fresh, dc);
+  EXPECT_EQ(GetObjectType(dc), 0u);  // a stale handle never reaches a newer object
+  EXPECT_FALSE(DeleteDC(dc));
+  EXPECT_TRUE(DeleteObject(bitmap));
+  EXPECT_FALSE(DeleteObject(bitmap));
+  EXPECT_TRUE(DeleteObject(first));  // stock objects ignore deletion
+  EXPECT_EQ(GetObjectType(first), static_cast<DWORD>(OBJ_BITMAP));
+  DeleteDC(other);
+  DeleteDC(fresh);
+  EXPECT_EQ(GetObjectType(nullptr), 0u);
+  EXPECT_EQ(GetObjectType(reinterpret_cast<HGDIOBJ>(uintptr_t{0x12345})), 0u);
+}
+
+TEST(Gdi, DibSectionsAreTopDown32BitAndZeroed) {
+  struct Case {
+    LONG width, height;
+    WORD bits;
+    bool made;
+  };
+  for (Case c : {Case{3, -2, 32, true}, Case{3, 2, 32, false}, Case{3, -2, 24, false},
+                 Case{0, -2, 32, false}, Case{-3, -2, 32, false}, Case{65536, -65536, 32, false}}) {
+    BITMAPINFO info = header(c.width, c.height, c.bits);
+    void* bits = reinterpret_cast<void*>(1);
+    HBITMAP b = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    EXPECT_EQ(b != nullptr, c.made) << c.width << "x" << c.height << "x" << c.bits;
+    EXPECT_EQ(bits != nullptr, c.made);
+    if (!b) continue;
+    for (int i = 0; i < 3 * 2 * 4; ++i) EXPECT_EQ(static_cast<uint8_t*>(bits)[i], 0);
+    DeleteObject(b);
+  }
+}
+
+TEST(Gdi, BitBltBetweenMemoryDcsClipsAndKeepsOverlapsIntact) {
+  MemoryDc a(4, 4), b(3, 3);
+  for (uint32_t i = 0; i < 16; ++i) a.bits[i] = i + 1;
+  // Reaching past both edges copies only what both bitmaps have.
+  EXPECT_TRUE(BitBlt(b.dc, -1, 1, 10, 10, a.dc, 0, 0, SRCCOPY));
+  EXPECT_EQ(std::vector<uint32_t>(b.bits, b.bits + 9), (std::vector<uint32_t>{0, 0, 0, 2, 3, 4, 6, 7, 8}));
+  // Within one bitmap, moving down by one row.
+  EXPECT_TRUE(BitBlt(a.dc, 0, 1, 4, 3, a.dc, 0, 0, SRCCOPY));
+  EXPECT_EQ(std::vector<uint32_t>(a.bits, a.bits + 16),
+            (std::vector<uint32_t>{1, 2, 3, 4, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
+  EXPECT_FALSE(BitBlt(b.dc, 0, 0, 1, 1, a.dc, 0, 0, 0x00EE0086));  // only SRCCOPY
+  EXPECT_TRUE(BitBlt(b.dc, 0, 0, 1, 1, a.dc, 0x7FFFFFF0, 0, SRCCOPY));  // far away: nothing
+}
+
+TEST(Queue, PostedThenQuitThenNothing) {
+  MSG m{};
+  EXPECT_FALSE(PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE));
+  PostQuitMessage(3);
+  EXPECT_TRUE(PostMessageW(nullptr, 0x400, 1, 2));
+  EXPECT_TRUE(PostMessageW(nullptr, 0x401, 0, 0));
+  EXPECT_FALSE(PostMessageW(reinterpret_cast<HWND>(uintptr_t{0x4321}), 0x402, 0, 0));
+  ASSERT_TRUE(PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE));
+  EXPECT_EQ(m.message, 0x400u);
+  ASSERT_TRUE(GetMessageW(&m, nullptr, 0, 0));
+  EXPECT_EQ(m.message, 0x400u);
+  EXPECT_EQ(m.lParam, 2);
+  ASSERT_TRUE(GetMessageW(&m, nullptr, 0, 0));
+  EXPECT_EQ(m.message, 0x401u);
+  ASSERT_TRUE(PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE));  // the quit counts as waiting
+  EXPECT_EQ(m.message, static_cast<UINT>(WM_QUIT));
+  EXPECT_FALSE(GetMessageW(&m, nullptr, 0, 0));
+  EXPECT_EQ(m.wParam, 3u);
+  EXPECT_FALSE(PeekMessageW(&m, nullptr, 0, 0, PM_REMOVE));
+}
+
+// ---- Windows of the layer --------------------------------------------------------------------
+
+std::vector<UINT> seen;
+MINMAXINFO limits_asked{};
+bool limit_size = false;
+
+LRESULT CALLBACK recording_proc(HWND hwnd, UINT message, WPARAM wparam, LPARAM lparam) {
+  seen.push_back(message);
+  if (message == WM_GETMINMAXINFO && limit_size) {
+    auto* info = reinterpret_cast<MINMAXINFO*>(lparam);
+    info->ptMinTrackSize = POINT{50, 40};
+    info->ptMaxTrackSize = POINT{300, 200};
+    return 0;
+  }
+  return DefWindowProcW(hwnd, message, wparam, lparam);
+}
+
+const WCHAR kClass[] = {'p', 'l', 'a', 't', 'f', 'o', 'r', 'm', 0};
+
+HWND make_window(DWORD ex_style) {
+  static bool registered = false;
+  if (!registered) {
+    WNDCLASSW wc{};
+    wc.lpfnWndProc = recording_proc;
+    wc.lpszClassName = kClass;
+    registered = RegisterClassW(&wc) != 0;
+    EXPECT_EQ(RegisterClassW(&wc), 0);  // a second class of the same name is refused
+  }
+  return CreateWindowExW(ex_style, kClass, nullptr, WS_OVERLAPPEDWINDOW, 10, 20, 0, 0, nullptr,
+                         nullptr, nullptr, nullptr);
+}
+
+class Windows : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!have_display()) GTEST_SKIP() << "no X display";
+    seen.clear();
+    limit_size = false;
+  }
+};
+
+TEST_F(Windows, MessagesOfCreationSizingAndDestruction) {
+  HWND hwnd = make_window(0);
+  ASSERT_NE(hwnd, nullptr);
+  EXPECT_EQ(seen, (std::vector<UINT>{WM_GETMINMAXINFO, WM_NCCREATE, WM_CREATE, WM_SIZE, WM_MOVE}));
+  seen.clear();
+  EXPECT_TRUE(MoveWindow(hwnd, 10, 20, 120, 90, TRUE));
+  EXPECT_EQ(seen, (std::vector<UINT>{WM_WINDOWPOSCHANGING, WM_GETMINMAXINFO, WM_WINDOWPOSCHANGED, WM_SIZE}));
+  seen.clear();
+  EXPECT_TRUE(MoveWindow(hwnd, 10, 20, 120, 90, TRUE));  // nothing changes: no size message
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), WM_SIZE), 0);
+  // The limits that WM_GETMINMAXINFO returns bound the size.
+  limit_size = true;
+  MoveWindow(hwnd, 0, 0, 1000, 10, TRUE);
+  RECT r{};
+  GetClientRect(hwnd, &r);
+  EXPECT_EQ(r.right, 300);
+  EXPECT_EQ(r.bottom, 40);
+  limit_size = false;
+  seen.clear();
+  EXPECT_TRUE(DestroyWindow(hwnd));
+  EXPECT_EQ(seen, (std::vector<UINT>{WM_DESTROY, WM_NCDESTROY}));
+  EXPECT_FALSE(IsWindow(hwnd));
+  EXPECT_FALSE(DestroyWindow(hwnd));  // a dead handle is harmless
+}
+
+TEST_F(Windows, LayeredUpdateModes) {
+  HWND plain = make_window(0);
+  HWND hwnd = make_window(WS_EX_LAYERED);
+  ASSERT_NE(hwnd, nullptr);
+  MemoryDc source(2, 1);
+  source.bits[0] = 0xFFC86432;  // opaque (200, 100, 50)
+  source.bits[1] = 0x00102030;  // transparent, and the colour key below
+  POINT at{0, 0};
+  SIZE size{2, 1};
+  BLENDFUNCTION blend{AC_SRC_OVER, 0, 128, AC_SRC_ALPHA};
+  EXPECT_FALSE(UpdateLayeredWindow(plain, nullptr, &at, &size, source.dc, &at, 0, &blend, ULW_ALPHA));
+  ShowWindow(hwnd, SW_SHOW);
+  MSG m;
+  Wnd* w = wnd_get(hwnd);
+  ASSERT_NE(w, nullptr);
+  auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+  while (!w->mapped && std::chrono::steady_clock::now() < end) PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE);
+  ASSERT_TRUE(w->mapped);
+  if (w->depth != 32) GTEST_SKIP() << "no 32-bit visual";
+  struct Case {
+    BYTE constant;
+    DWORD flags;
+    uint32_t first, second;
+  };
+  const Case cases[] = {
+      {255, ULW_ALPHA, 0xFFC86432, 0x00102030},
+      {128, ULW_ALPHA, 0x80643219, 0x00081018},
+      {255, ULW_OPAQUE, 0xFFC86432, 0xFF102030},
+      {255, ULW_ALPHA | ULW_COLORKEY, 0xFFC86432, 0x00000000},
+  };
+  seen.clear();
+  for (const Case& c : cases) {
+    blend.SourceConstantAlpha = c.constant;
+    ASSERT_TRUE(UpdateLayeredWindow(hwnd, nullptr, &at, &size, source.dc, &at, 0x302010, &blend, c.flags));
+    XImage* image = XGetImage(conn.display, w->xwin, 0, 0, 2, 1, AllPlanes, ZPixmap);
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(XGetPixel(image, 0, 0), c.first) << c.flags;
+    EXPECT_EQ(XGetPixel(image, 1, 0), c.second) << c.flags;
+    XDestroyImage(image);
+  }
+  // The window took the size and place asked for, with the messages of a move.
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), WM_SIZE), 1);
+  RECT r{};
+  GetWindowRect(hwnd, &r);
+  EXPECT_EQ(r.left, 0);
+  EXPECT_EQ(r.right, 2);
+  POINT outside{1, 0};
+  EXPECT_FALSE(UpdateLayeredWindow(hwnd, nullptr, &at, &size, source.dc, &outside, 0, &blend, ULW_ALPHA));
+  DestroyWindow(hwnd);
+  DestroyWindow(plain);
+  EXPECT_EQ(conn.display, nullptr);  // the last window closed the connection
+}
+
+TEST(Text, Utf8ToUtf16) {
+  struct Case {
+    const char* utf8;
+    std::vector<uint16_t> utf16;
+  };
+  const Case cases[] = {
+      {"a\xC3\xA9\xE2\x82\xAC", {'a', 0xE9, 0x20AC}},
+      {"\xF0\x9F\x98\x80", {0xD83D, 0xDE00}},
+      {"\xC0\xAF", {0xFFFD, 0xFFFD}},          // overlong
+      {"\xED\xA0\x80", {0xFFFD, 0xFFFD, 0xFFFD}},  // an encoded surrogate
+      {"\xE2\x82", {0xFFFD, 0xFFFD}},          // cut short
+      {"\xFF", {0xFFFD}},
+  };
+  for (const Case& c : cases) {
+    uint16_t out[8];
+    int n = utf8_to_utf16(c.utf8, static_cast<int>(std::strlen(c.utf8)), out, 8);
+    EXPECT_EQ(std::vector<uint16_t>(out, out + n), c.utf16) << c.utf8;
+  }
+  uint16_t one[1];
+  EXPECT_EQ(utf8_to_utf16("\xF0\x9F\x98\x80", 4, one, 1), 0);  // no half of a pair
+  const WCHAR mixed[] = {'A', 0xD83D, 0xDE00, 0xDC00, 0xE9, 0};
+  char* utf8 = utf16_to_utf8(mixed);
+  EXPECT_STREQ(utf8, "A\xF0\x9F\x98\x80\xEF\xBF\xBD\xC3\xA9");
+  std::free(utf8);
+}
+
+}  // namespace
