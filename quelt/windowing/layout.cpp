@@ -5,10 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 
-// The archive subsystem's life operations, used on the layout's one archive.
-extern "C" int32_t arch_create(struct arch_archive** archive);
-extern "C" void arch_release(struct arch_archive** archive);
-
 extern "C" {
 
 int32_t ctl_layout_create(ctl_layout_rec** layout) {
@@ -29,7 +25,7 @@ int32_t ctl_layout_create(ctl_layout_rec** layout) {
 
 void ctl_layout_release(ctl_layout_rec** layout) {
   ctl_layout_rec* record = *layout;
-  if (record->archive) arch_release(&record->archive);
+  arch_release(&record->archive);
   std::free(record);
   *layout = nullptr;
 }

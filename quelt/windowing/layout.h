@@ -5,14 +5,13 @@
 #define QUELT_WINDOWING_LAYOUT_H
 
 #include <stdint.h>
+#include <quelt/archive/arch.h>
 #include <quelt/base/export.h>
 
 QUELT_EXTERN_C_BEGIN
 
-struct arch_archive;
-
 typedef struct ctl_layout_rec {
-  struct arch_archive* archive;
+  arch_archive* archive;
 } ctl_layout_rec;
 
 QUELT_API int32_t ctl_layout_create(ctl_layout_rec** layout);
