@@ -47,8 +47,8 @@ int32_t ctl_window_create(ctl_window_rec** window) {
     std::memset(&wc, 0, sizeof wc);
     wc.style = 0;
     wc.lpfnWndProc = ctl_window_proc;
-    wc.hIcon = LoadIconW(nullptr, IDI_APPLICATION);
-    wc.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    wc.hIcon = LoadIconW(nullptr, MAKEINTRESOURCEW(32512));  // IDI_APPLICATION
+    wc.hCursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32512));  // IDC_ARROW
     LOGBRUSH brush = {BS_NULL, 0, 0};  // the platform erases nothing
     wc.hbrBackground = CreateBrushIndirect(&brush);
     wc.lpszClassName = wide(ctl_window_class);
