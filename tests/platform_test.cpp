@@ -1,7 +1,6 @@
 // The X11 platform layer on its own (its sources are built into this test): the screen's
-// resolution with and without a display, handles that outlive their objects, DIB sections and
-// blits, the queue's order, the messages of creation and sizing, layered updates, and the text
-// conversions.
+// resolution with and without a display, handles that outlive their objects, DIB sections, the
+// messages of creation and sizing, and layered updates.
 #include <gtest/gtest.h>
 #include <quelt/platform/win32.h>
 #include <quelt/platform/x11/x11_p.h>
@@ -146,47 +145,12 @@ TEST(Gdi, HandlesOfDeletedObjectsAreRefused) {
   EXPECT_EQ(GetObjectType(first), static_cast<DWORD>(OBJ_BITMAP));
   DeleteDC(other);
   DeleteDC(fresh);
-  EXPECT_EQ(GetObjectType(nullptr), 0u);
-  EXPECT_EQ(GetObjectType(reinterpret_cast<HGDIOBJ>(uintptr_t{0x12345})), 0u);
-}
-
-TEST(Gdi, BitBltBetweenMemoryDcsClipsAndKeepsOverlapsIntact) {
-  MemoryDc a(4, 4), b(3, 3);
+  // DIB sections are top-down and 32-bit.
   BITMAPINFO upside_down = header(4, 4), deep = header(4, -4, 24);
   EXPECT_EQ(CreateDIBSection(nullptr, &upside_down, DIB_RGB_COLORS, nullptr, nullptr, 0), nullptr);
   EXPECT_EQ(CreateDIBSection(nullptr, &deep, DIB_RGB_COLORS, nullptr, nullptr, 0), nullptr);
-  EXPECT_EQ(a.bits[15], 0u);  // zero-filled
-  for (uint32_t i = 0; i < 16; ++i) a.bits[i] = i + 1;
-  // Reaching past both edges copies only what both bitmaps have.
-  EXPECT_TRUE(BitBlt(b.dc, -1, 1, 10, 10, a.dc, 0, 0, SRCCOPY));
-  EXPECT_EQ(std::vector<uint32_t>(b.bits, b.bits + 9), (std::vector<uint32_t>{0, 0, 0, 2, 3, 4, 6, 7, 8}));
-  // Within one bitmap, moving down by one row.
-  EXPECT_TRUE(BitBlt(a.dc, 0, 1, 4, 3, a.dc, 0, 0, SRCCOPY));
-  EXPECT_EQ(std::vector<uint32_t>(a.bits, a.bits + 16),
-            (std::vector<uint32_t>{1, 2, 3, 4, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
-  EXPECT_FALSE(BitBlt(b.dc, 0, 0, 1, 1, a.dc, 0, 0, 0x00EE0086));  // only SRCCOPY
-  EXPECT_TRUE(BitBlt(b.dc, 0, 0, 1, 1, a.dc, 0x7FFFFFF0, 0, SRCCOPY));  // far away: nothing
-}
-
-TEST(Queue, PostedThenQuitThenNothing) {
-  MSG m{};
-  EXPECT_FALSE(PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE));
-  PostQuitMessage(3);
-  EXPECT_TRUE(PostMessageW(nullptr, 0x400, 1, 2));
-  EXPECT_TRUE(PostMessageW(nullptr, 0x401, 0, 0));
-  EXPECT_FALSE(PostMessageW(reinterpret_cast<HWND>(uintptr_t{0x4321}), 0x402, 0, 0));
-  ASSERT_TRUE(PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE));
-  EXPECT_EQ(m.message, 0x400u);
-  ASSERT_TRUE(GetMessageW(&m, nullptr, 0, 0));
-  EXPECT_EQ(m.message, 0x400u);
-  EXPECT_EQ(m.lParam, 2);
-  ASSERT_TRUE(GetMessageW(&m, nullptr, 0, 0));
-  EXPECT_EQ(m.message, 0x401u);
-  ASSERT_TRUE(PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE));  // the quit counts as waiting
-  EXPECT_EQ(m.message, static_cast<UINT>(WM_QUIT));
-  EXPECT_FALSE(GetMessageW(&m, nullptr, 0, 0));
-  EXPECT_EQ(m.wParam, 3u);
-  EXPECT_FALSE(PeekMessageW(&m, nullptr, 0, 0, PM_REMOVE));
+  EXPECT_EQ(GetObjectType(nullptr), 0u);
+  EXPECT_EQ(GetObjectType(reinterpret_cast<HGDIOBJ>(uintptr_t{0x12345})), 0u);
 }
 
 // ---- Windows of the layer --------------------------------------------------------------------
@@ -306,32 +270,6 @@ TEST_F(Windows, LayeredUpdateModes) {
   DestroyWindow(hwnd);
   DestroyWindow(plain);
   EXPECT_EQ(conn.display, nullptr);  // the last window closed the connection
-}
-
-TEST(Text, Utf8ToUtf16) {
-  struct Case {
-    const char* utf8;
-    std::vector<uint16_t> utf16;
-  };
-  const Case cases[] = {
-      {"a\xC3\xA9\xE2\x82\xAC", {'a', 0xE9, 0x20AC}},
-      {"\xF0\x9F\x98\x80", {0xD83D, 0xDE00}},
-      {"\xC0\xAF", {0xFFFD, 0xFFFD}},          // overlong
-      {"\xED\xA0\x80", {0xFFFD, 0xFFFD, 0xFFFD}},  // an encoded surrogate
-      {"\xE2\x82", {0xFFFD, 0xFFFD}},          // cut short
-      {"\xFF", {0xFFFD}},
-  };
-  for (const Case& c : cases) {
-    uint16_t out[8];
-    int n = utf8_to_utf16(c.utf8, static_cast<int>(std::strlen(c.utf8)), out, 8);
-    EXPECT_EQ(std::vector<uint16_t>(out, out + n), c.utf16) << c.utf8;
-  }
-  uint16_t one[1];
-  EXPECT_EQ(utf8_to_utf16("\xF0\x9F\x98\x80", 4, one, 1), 0);  // no half of a pair
-  const WCHAR mixed[] = {'A', 0xD83D, 0xDE00, 0xDC00, 0xE9, 0};
-  char* utf8 = utf16_to_utf8(mixed);
-  EXPECT_STREQ(utf8, "A\xF0\x9F\x98\x80\xEF\xBF\xBD\xC3\xA9");
-  std::free(utf8);
 }
 
 }  // namespace

@@ -15,8 +15,8 @@
 // - DIB sections are 32-bit BI_RGB and top-down (negative biHeight) only; their memory is MIT-SHM
 //   shared memory while a display connection with MIT-SHM is open, plain memory otherwise, and
 //   BitBlt to a window falls back to XPutImage whenever shared memory can't be used. BitBlt
-//   copies between memory DCs and from a memory DC to a window DC, SRCCOPY only, and is
-//   finished on the server when it returns.
+//   copies from a memory DC to a window DC only (SRCCOPY), and is finished on the server when
+//   it returns.
 // - WS_EX_LAYERED puts the window on a 32-bit ARGB visual (the X window is remade when the bit
 //   changes). UpdateLayeredWindow puts premultiplied pixels on it; psize is the client size.
 // - The display connection opens with the first window and closes when the last one is

@@ -383,29 +383,13 @@ HBRUSH CreateBrushIndirect(const LOGBRUSH* brush) {
 BOOL BitBlt(HDC dst, int x, int y, int width, int height, HDC src, int src_x, int src_y, DWORD rop) {
   Dc* d = dc_get(dst);
   Dc* s = dc_get(src);
-  if (!d || !s || rop != SRCCOPY || width < 0 || height < 0 || s->type != DcType::memory)
+  if (!d || !s || rop != SRCCOPY || width < 0 || height < 0 || s->type != DcType::memory ||
+      d->type != DcType::window)
     return FALSE;
   Bitmap* from = bitmap_get(s->bitmap);
-  if (!from) return FALSE;
-  Blit b{x, y, width, height, src_x, src_y};
-  if (d->type == DcType::memory) {
-    Bitmap* to = bitmap_get(d->bitmap);
-    if (!to) return FALSE;
-    if (!clip_blit(b, from->width, from->height, RECT{0, 0, to->width, to->height})) return TRUE;
-    size_t row = static_cast<size_t>(b.w) * 4;
-    // Rows run bottom-up when a copy within one bitmap moves down, so that no source row is
-    // overwritten before it is read.
-    bool down = from == to && b.y > b.sy;
-    for (int64_t i = 0; i < b.h; ++i) {
-      int64_t r = down ? b.h - 1 - i : i;
-      std::memmove(to->bits + (static_cast<size_t>(b.y + r) * to->width + b.x) * 4,
-                   from->bits + (static_cast<size_t>(b.sy + r) * from->width + b.sx) * 4, row);
-    }
-    return TRUE;
-  }
-  if (d->type != DcType::window) return FALSE;
   Wnd* w = wnd_get(d->hwnd);
-  if (!w) return FALSE;
+  if (!from || !w) return FALSE;
+  Blit b{x, y, width, height, src_x, src_y};
   RECT limit = d->clip;
   limit.right = std::min<LONG>(limit.right, w->minimized ? 0 : w->cw);
   limit.bottom = std::min<LONG>(limit.bottom, w->minimized ? 0 : w->ch);
