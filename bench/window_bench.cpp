@@ -157,9 +157,13 @@ class Reporter : public benchmark::ConsoleReporter {
  public:
   std::map<std::string, double> seconds;
   void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs)
-      if (!run.error_occurred && run.iterations > 0)
-        seconds[run.run_name.function_name] = run.real_accumulated_time / static_cast<double>(run.iterations);
+    // One run, or the median of repetitions.
+    for (const Run& run : runs) {
+      bool usable = run.run_type == Run::RT_Iteration || run.aggregate_name == "median";
+      if (!run.error_occurred && usable)
+        seconds[run.run_name.function_name] =
+            run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
+    }
     ConsoleReporter::ReportRuns(runs);
   }
 };

@@ -271,8 +271,11 @@ void send_pos_changed(HWND hwnd, UINT flags) {
 BOOL apply_pos(HWND hwnd, WINDOWPOS pos) {
   Wnd* w = wnd_get(hwnd);
   if (!w) return FALSE;
-  int cw = std::clamp(pos.cx - w->frame_left - w->frame_right, 0, kMaxSize);
-  int ch = std::clamp(pos.cy - w->frame_top - w->frame_bottom, 0, kMaxSize);
+  auto inner = [](int outer, int a, int b) {
+    return static_cast<int>(std::clamp<int64_t>(int64_t{outer} - a - b, 0, kMaxSize));
+  };
+  int cw = inner(pos.cx, w->frame_left, w->frame_right);
+  int ch = inner(pos.cy, w->frame_top, w->frame_bottom);
   bool moved = !(pos.flags & SWP_NOMOVE) && (pos.x != w->x || pos.y != w->y);
   bool sized = !(pos.flags & SWP_NOSIZE) && (cw != w->cw || ch != w->ch);
   if (moved) {
