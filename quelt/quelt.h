@@ -10,5 +10,8 @@
 #include <quelt/surface/context.h>
 #include <quelt/surface/transform.h>
 #include <quelt/processing/strip.h>
+#include <quelt/processing/process.h>
+#include <quelt/drawing/render.h>
+#include <quelt/drawing/frame.h>
 
 #endif
