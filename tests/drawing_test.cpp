@@ -87,6 +87,7 @@ TEST(Line, ExactPlots) {
       {1, -0.25f, 6, -0.25f, runs(1, 6, [](int k) { return std::vector<plot>{{k, 0, 191}}; })},
       {-0.25f, 1, -0.25f, 4, runs(1, 4, [](int k) { return std::vector<plot>{{0, k, 191}}; })},
       {2.5f, -0.5f, 2.5f, 3, runs(0, 2, [](int k) { return std::vector<plot>{{2, k, 127}, {3, k, 127}}; })},
+      {0, -1.5f, 8, -1.1f, {}},  // rows −2 and −1 only
       // Far away: jumped to the surface and cut where it leaves it.
       {-1e7f, 5.5f, 1e7f, 5.5f, runs(0, 23, [](int k) { return std::vector<plot>{{k, 5, 127}, {k, 6, 127}}; })},
       {5.5f, 1e9f, 5.5f, -1e9f, runs(0, 15, [](int k) { return std::vector<plot>{{5, k, 127}, {6, k, 127}}; })},
