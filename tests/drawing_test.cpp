@@ -279,6 +279,48 @@ TEST(Shape, CoversEachPixelOfTheRectangleOnce) {
       }
 }
 
+// The nine parts as separate blends, one per repeated row and column, the far halves placed by
+// their own size.
+void shape_reference(sf_surface* s, sf_surface* sh, const sf_rect& r) {
+  const int W = sh->width, H = sh->height, hw = W / 2, hh = H / 2, fw = W - hw, fh = H - hh;
+  auto part = [&](int l, int t, int rr, int b, int x, int y) { const sf_rect src{l, t, rr, b}; sf_blend(s, sh, &src, x, y, nullptr); };
+  part(0, 0, hw, hh, r.left, r.top);
+  part(0, hh, hw, H, r.left, r.bottom - fh);
+  part(hw, 0, W, hh, r.right - fw, r.top);
+  part(hw, hh, W, H, r.right - fw, r.bottom - fh);
+  for (int i = 0; i < r.bottom - r.top - H; ++i) part(0, hh, hw, hh + 1, r.left, r.top + hh + i);
+  for (int i = 0; i < r.bottom - r.top - H; ++i) part(hw, hh, W, hh + 1, r.right - fw, r.top + hh + i);
+  for (int i = 0; i < r.right - r.left - W; ++i) part(hw, 0, hw + 1, hh, r.left + hw + i, r.top);
+  for (int i = 0; i < r.right - r.left - W; ++i) part(hw, hh, hw + 1, H, r.left + hw + i, r.bottom - fh);
+  const uint32_t c = s->color, p = sh->pixels[(hh * W + hw) * sh->bytes_per_pixel];
+  s->color = (((p * (c >> 24)) >> 8) << 24) | (c & 0xFFFFFF);
+  const sf_rect inside{r.left + hw, r.top + hh, r.right - fw, r.bottom - fh};
+  sf_fill(s, &inside);
+  s->color = c;
+}
+
+TEST(Shape, MatchesThePartsBlendedOneByOne) {
+  std::mt19937 rng(5);
+  const uint32_t colors[] = {0xFF204080, 0x80204080, 0x00FFFFFF, 0xFFFFFFFF, 0xFF000000, 0x01FF00FF};
+  for (int k = 0; k < 300; ++k) {
+    const int W = 2 + rng() % 8, H = 2 + rng() % 8, bpp = k % 7 ? 1 : 4;
+    Surf sh(W, H, bpp);
+    for (int i = 0; i < W * H * bpp; ++i) sh.s.pixels[i] = uint8_t(rng() % 3 == 0 ? 0 : rng() % 3 == 0 ? 255 : rng());
+    if (k % 2) sf_strip(&sh.s);
+    const int x = int(rng() % 30) - 8, y = int(rng() % 24) - 8;
+    const sf_rect r{x, y, x + W + int(rng() % 20), y + H + int(rng() % 16)};
+    Surf a(24, 20, 4, 0x80808080 ^ rng()), b(24, 20);
+    b.set(a.get());
+    sf_rect clip{3, 2, 20, 17};
+    if (k % 3 == 0) sf_push(&a.s, &clip), sf_push(&b.s, &clip);
+    a.s.color = b.s.color = colors[k % 6];
+    sf_shape(&a.s, &sh.s, &r);
+    shape_reference(&b.s, &sh.s, r);
+    ASSERT_EQ(a.get(), b.get()) << k;
+    if (k % 3 == 0) sf_pop(&a.s), sf_pop(&b.s);
+  }
+}
+
 TEST(Shape, InsideColourAnchorsAndDegenerateInput) {
   sf_surface ring, disc;
   ASSERT_EQ(sf_render_ring(&ring, 4, 2), 1);

@@ -35,6 +35,40 @@ span visible(int64_t start, int64_t count, int64_t size) {
   return {std::max<int64_t>(0, -start), std::min<int64_t>(count, size - start)};
 }
 
+// The top or bottom edge of a 1-byte shape: source column hw, rows r0 .. r1 − 1, repeated over
+// `count` columns from x0, source row r landing on destination row y0 + r − r0. Blending a
+// column of the shape once per destination column gives each destination row one weight all
+// along it, so each row is drawn as one span by sf_fill with that weight as alpha, clipped the
+// same way. A weight of 255 comes out of the blend as the colour less one step per channel,
+// which the span stores as such; a weight of 0 that the skip table doesn't skip still lowers
+// the target, which a fill can't do, so then it returns false having drawn nothing.
+bool edge_spans(sf_surface* s, const sf_surface* shape, int32_t hw, int32_t r0, int32_t r1, int64_t x0, int64_t count,
+                int64_t y0) {
+  if (s->bytes_per_pixel != 4 || shape->bytes_per_pixel != 1) return false;
+  const uint32_t c = s->color, a = c >> 24;
+  const auto drawn = [&](int32_t r) {  // the blend walk processes this source pixel
+    return !shape->strip || shape->strip[static_cast<size_t>(r) * static_cast<size_t>(shape->width) + hw] == 0;
+  };
+  const auto weight = [&](int32_t r) {
+    const uint32_t v = shape->pixels[static_cast<size_t>(r) * static_cast<size_t>(shape->width) + hw];
+    return a == 255 ? v : (v * a) >> 8;
+  };
+  if (a == 0 || count <= 0) return true;  // the kernel draws nothing at all
+  for (int32_t r = r0; r < r1; ++r)
+    if (drawn(r) && weight(r) == 0) return false;
+  const uint32_t full = 0xFF000000u | (((((c >> 16) & 0xFF) * 255) >> 8) << 16) |
+                        (((((c >> 8) & 0xFF) * 255) >> 8) << 8) | (((c & 0xFF) * 255) >> 8);
+  for (int32_t r = r0; r < r1; ++r) {
+    if (!drawn(r)) continue;
+    const uint32_t w = weight(r);
+    s->color = w == 255 ? full : (w << 24 | (c & 0xFFFFFFu));
+    const int64_t y = y0 + (r - r0);
+    fill(s, x0, y, x0 + count, y + 1);
+  }
+  s->color = c;
+  return true;
+}
+
 }  // namespace
 
 extern "C" {
@@ -76,8 +110,10 @@ void sf_shape(sf_surface* surface, sf_surface* shape, const sf_rect* rect) {
   for (int64_t i = rows.first; i < rows.end; ++i) part(surface, shape, 0, hh, hw, hh + 1, L, T + hh + i);  // left
   for (int64_t i = rows.first; i < rows.end; ++i) part(surface, shape, hw, hh, W, hh + 1, R - fw, T + hh + i);  // right
   const span cols = visible(L + hw, m, surface->width);
-  for (int64_t i = cols.first; i < cols.end; ++i) part(surface, shape, hw, 0, hw + 1, hh, L + hw + i, T);  // top
-  for (int64_t i = cols.first; i < cols.end; ++i) part(surface, shape, hw, hh, hw + 1, H, L + hw + i, B - fh);  // bottom
+  if (!edge_spans(surface, shape, hw, 0, hh, L + hw, m, T))
+    for (int64_t i = cols.first; i < cols.end; ++i) part(surface, shape, hw, 0, hw + 1, hh, L + hw + i, T);  // top
+  if (!edge_spans(surface, shape, hw, hh, H, L + hw, m, B - fh))
+    for (int64_t i = cols.first; i < cols.end; ++i) part(surface, shape, hw, hh, hw + 1, H, L + hw + i, B - fh);  // bottom
 
   // The inside in the surface's colour, its alpha scaled by the coverage at the shape's centre:
   // a disc fills it, a ring (empty at its centre) leaves it open.

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
 #include <utility>
 
@@ -128,27 +129,38 @@ int32_t sf_render_ring(sf_surface* surface, float radius, float thickness) {
   // A thickness of 0 or less puts the hole below every distance: a disc.
   const float inner = thickness > 0.0f ? static_cast<float>(static_cast<double>(radius) - thickness) : -2.0f;
   const double r = radius, in = inner;
-  const int64_t cx = surface->width / 2, cy = surface->height / 2;
-  uint8_t* p = surface->pixels;
-  for (int64_t y = 0; y < size; ++y) {
-    const int64_t dy2 = (y - cy) * (y - cy);
-    for (int64_t x = 0; x < size; ++x, ++p) {
-      const double d = static_cast<float>(std::sqrt(static_cast<double>((x - cx) * (x - cx) + dy2)));
-      if (d < in || d > r) continue;
-      float e;
-      if (d <= in + 1.0)
-        e = static_cast<float>(in - d);  // inner band
-      else if (d >= r - 1.0)
-        e = static_cast<float>(d - r);  // outer band
-      else {
-        *p = 255;
-        continue;
-      }
-      // e lies in −1..0, so v × 255 lies in 256..511: its low 8 bits make the ramp from 0 at
-      // the boundary to 255 one pixel inside.
-      const float v = static_cast<float>(1.0 - (static_cast<double>(e) - 0.005));
-      *p = static_cast<uint8_t>(static_cast<uint32_t>(static_cast<double>(v) * 255.0));
-    }
+  // Coverage of a pixel at squared distance dist2 from the centre.
+  const auto coverage = [r, in](int64_t dist2) -> uint8_t {
+    const double d = static_cast<float>(std::sqrt(static_cast<double>(dist2)));
+    if (d < in || d > r) return 0;
+    float e;
+    if (d <= in + 1.0)
+      e = static_cast<float>(in - d);  // inner band
+    else if (d >= r - 1.0)
+      e = static_cast<float>(d - r);  // outer band
+    else
+      return 255;
+    // e lies in −1..0, so v × 255 lies in 256..511: its low 8 bits make the ramp from 0 at the
+    // boundary to 255 one pixel inside.
+    const float v = static_cast<float>(1.0 - (static_cast<double>(e) - 0.005));
+    return static_cast<uint8_t>(static_cast<uint32_t>(static_cast<double>(v) * 255.0));
+  };
+  // The centre is (c, c). The quarter from the centre to the bottom right is worked out and
+  // mirrored to the left and upwards; only the first column and row of an even size have no
+  // mirror image and are worked out on their own.
+  const int64_t n = size, c = n / 2, far = n - 1 - c;
+  uint8_t* const px = surface->pixels;
+  for (int64_t ky = 0; ky <= far && n > 0; ++ky) {
+    uint8_t* row = px + (c + ky) * n;
+    for (int64_t kx = 0; kx <= far; ++kx) row[c + kx] = coverage(kx * kx + ky * ky);
+    for (int64_t kx = 1; kx <= c; ++kx) row[c - kx] = kx <= far ? row[c + kx] : coverage(kx * kx + ky * ky);
+  }
+  for (int64_t ky = 1; ky <= c; ++ky) {
+    uint8_t* row = px + (c - ky) * n;
+    if (ky <= far)
+      std::memcpy(row, px + (c + ky) * n, static_cast<size_t>(n));
+    else
+      for (int64_t x = 0; x < n; ++x) row[x] = coverage((x - c) * (x - c) + ky * ky);
   }
   sf_smooth(surface);
   sf_strip(surface);
