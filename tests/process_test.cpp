@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <quelt/processing/process.h>
 #include <quelt/processing/strip.h>
+#include <quelt/processing/process_p.h>
 #include <quelt/surface/context.h>
 
 #include <algorithm>
@@ -174,9 +175,13 @@ TEST(Smooth, MatchesTheReferenceOnEveryPixelSize) {
     for (const auto& sz : sizes) {
       bytes in = random_bytes(size_t(sz[0]) * sz[1] * bpp, sz[0] * 100 + bpp), want = in;
       smooth_reference(want, sz[0], sz[1], bpp);
-      Surf a(sz[0], sz[1], bpp, in);
-      EXPECT_EQ(sf_smooth(&a.s), 1);
+      Surf a(sz[0], sz[1], bpp, in), b(sz[0], sz[1], bpp, in), c(sz[0], sz[1], bpp, in);
+      EXPECT_EQ(sf_smooth(&a.s), 1);  // the widest loops this processor runs
+      quelt::process::smooth<16>(&b.s);  // each vector width, compiled here for the base set
+      quelt::process::smooth<32>(&c.s);
       EXPECT_EQ(a.get(), want) << sz[0] << "x" << sz[1] << " bpp " << bpp;
+      EXPECT_EQ(b.get(), want) << sz[0] << "x" << sz[1] << " bpp " << bpp;
+      EXPECT_EQ(c.get(), want) << sz[0] << "x" << sz[1] << " bpp " << bpp;
     }
 }
 

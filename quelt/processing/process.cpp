@@ -2,6 +2,8 @@
 
 #include <quelt/base/trace.h>
 
+#include "process_p.h"
+
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -37,52 +39,6 @@ void each_channel_byte(const sf_surface* s, F f) {
   uint8_t* p = s->pixels;
   for (size_t i = 0; i < n; ++i, p += bpp)
     for (int c = 0; c < ch; ++c) f(p[c], c);
-}
-
-// The smoothing steps on a run of `count` bytes of whole pixels. A colour byte d[i] becomes
-// (n[i] >> 1) + (d[i] >> 1); other bytes stay. `n` may be `d` + one pixel: every chunk is read
-// before it is written and the walk goes forwards, so each read sees the old value.
-template <int Bpp>
-void add_halves(uint8_t* d, const uint8_t* n, size_t count, size_t bpp) {
-  const size_t b = Bpp ? Bpp : bpp;
-  size_t i = 0;
-  if constexpr (Bpp >= 1 && Bpp <= 4) {
-    const bytes16 keep_alpha = Bpp == 4 ? bytes16{0xFF, 0xFF, 0xFF, 0, 0xFF, 0xFF, 0xFF, 0, 0xFF, 0xFF, 0xFF, 0,
-                                                  0xFF, 0xFF, 0xFF, 0}
-                                        : bytes16{} + 0xFF;
-    for (; i + 16 <= count; i += 16) {
-      const bytes16 a = load16(d + i), b = load16(n + i);
-      const bytes16 r = (b >> 1) + (a >> 1);
-      store16(d + i, (r & keep_alpha) | (a & ~keep_alpha));
-    }
-  }
-  for (; i < count; ++i)
-    if (b <= 3 || i % b < 3) d[i] = static_cast<uint8_t>((n[i] >> 1) + (d[i] >> 1));
-}
-
-// Halves the colour bytes of a run of whole pixels (the edge, where the neighbour is 0).
-void halve(uint8_t* d, size_t count, size_t bpp) {
-  for (size_t i = 0; i < count; ++i)
-    if (bpp <= 3 || i % bpp < 3) d[i] = static_cast<uint8_t>(d[i] >> 1);
-}
-
-template <int Bpp>
-void smooth(const sf_surface* s, size_t bpp) {
-  const size_t w = static_cast<size_t>(s->width), h = static_cast<size_t>(s->height);
-  const size_t stride = w * bpp;
-  const auto row_pass = [&](uint8_t* row) {
-    add_halves<Bpp>(row, row + bpp, (w - 1) * bpp, bpp);
-    halve(row + (w - 1) * bpp, bpp, bpp);
-  };
-  // Both passes in one sweep: row y + 1 is smoothed along x before row y takes it as its lower
-  // neighbour, which is what a full row pass followed by a full column pass gives.
-  uint8_t* row = s->pixels;
-  row_pass(row);
-  for (size_t y = 0; y + 1 < h; ++y, row += stride) {
-    row_pass(row + stride);
-    add_halves<Bpp>(row, row + stride, stride, bpp);
-  }
-  halve(row, stride, bpp);
 }
 
 }  // namespace
@@ -167,14 +123,14 @@ int32_t sf_adjust(sf_surface* surface, float gamma, float gain, float offset) {
 
 int32_t sf_smooth(sf_surface* surface) {
   if (surface->width <= 0 || surface->height <= 0 || !surface->pixels || surface->bytes_per_pixel <= 0) return 0;
-  const size_t bpp = static_cast<size_t>(surface->bytes_per_pixel);
-  switch (bpp) {
-    case 1: smooth<1>(surface, bpp); break;
-    case 2: smooth<2>(surface, bpp); break;
-    case 3: smooth<3>(surface, bpp); break;
-    case 4: smooth<4>(surface, bpp); break;
-    default: smooth<0>(surface, bpp); break;
+#if defined(__x86_64__) || defined(__i386__)
+  static const bool avx2 = __builtin_cpu_supports("avx2");
+  if (avx2) {
+    quelt::process::smooth_avx2(surface);
+    return 1;
   }
+#endif
+  quelt::process::smooth<16>(surface);
   return 1;
 }
 
