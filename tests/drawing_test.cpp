@@ -235,7 +235,8 @@ TEST(Frame, EachBorderPixelOnceInItsColour) {
   const struct { sf_rect r; int32_t thickness; } cases[] = {
       {{0, 0, 4, 4}, 1}, {{0, 0, 6, 6}, 2}, {{1, 2, 9, 5}, 3}, {{-3, -2, 7, 6}, 4}, {{2, 2, 7, 9}, 0},
       {{2, 2, 7, 9}, -5}, {{0, 0, 10, 8}, INT32_MAX}, {{1, 1, 8, 6}, 9}, {{2, 3, 2, 7}, 2}, {{5, 5, 1, 1}, 2},
-      {{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}, 3},
+      {{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}, 3}, {{INT32_MIN, -5, INT32_MAX, INT32_MAX}, INT32_MAX},
+      {{-40, INT32_MIN, 12, 5}, INT32_MAX},
   };
   for (const auto& c : cases) {
     Surf a(10, 8, 4, bg);

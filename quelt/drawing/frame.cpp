@@ -81,14 +81,18 @@ void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color,
   // the same line, which goes to the right or bottom edge alone so that it is painted once.
   const int64_t side = std::min(R - L, B - T);
   const int64_t n = side > 0 ? std::min<int64_t>(thickness, (side + 1) / 2) : 0;
+  // Each edge walks only the insets whose line crosses the surface: the others fill nothing.
+  const int64_t w = surface->width, h = surface->height;
+  const span left = visible(L, n, w), top = visible(T, n, h);
+  const span right = visible(w - R, n, w), bottom = visible(h - B, n, h);
   surface->color = top_left_color;
-  for (int64_t i = 0; i < n; ++i)
-    if (L + i != R - i - 1) fill(surface, L + i, T + i + 1, L + i + 1, B - i - 1);  // left
-  for (int64_t i = 0; i < n; ++i)
-    if (T + i != B - i - 1) fill(surface, L + i, T + i, R - i - 1, T + i + 1);  // top
+  for (int64_t i = left.first; i < left.end; ++i)
+    if (L + i != R - i - 1) fill(surface, L + i, T + i + 1, L + i + 1, B - i - 1);
+  for (int64_t i = top.first; i < top.end; ++i)
+    if (T + i != B - i - 1) fill(surface, L + i, T + i, R - i - 1, T + i + 1);
   surface->color = bottom_right_color;
-  for (int64_t i = 0; i < n; ++i) fill(surface, R - i - 1, T + i, R - i, B - i);      // right
-  for (int64_t i = 0; i < n; ++i) fill(surface, L + i, B - i - 1, R - i - 1, B - i);  // bottom
+  for (int64_t i = right.first; i < right.end; ++i) fill(surface, R - i - 1, T + i, R - i, B - i);
+  for (int64_t i = bottom.first; i < bottom.end; ++i) fill(surface, L + i, B - i - 1, R - i - 1, B - i);
 }
 
 void sf_shape(sf_surface* surface, sf_surface* shape, const sf_rect* rect) {

@@ -19,7 +19,8 @@ QUELT_EXTERN_C_BEGIN
    A thickness above half the rectangle's smaller side paints the whole rectangle, still each
    pixel once: insets stop where the rectangle is used up, and the middle row or column of an
    odd side, where the top and bottom (or left and right) edges of the last inset meet, goes to
-   `bottom_right_color`. An empty or inverted rectangle paints nothing. */
+   `bottom_right_color`. An empty or inverted rectangle paints nothing. Only insets that reach the
+   surface are walked, so a huge rectangle or thickness costs no more than the surface does. */
 QUELT_API void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color,
                         uint32_t bottom_right_color, int32_t thickness);
 
