@@ -4,6 +4,7 @@
 #include <fuzzer/FuzzedDataProvider.h>
 #include <quelt/quelt.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -13,8 +14,12 @@ sf_rect any_rect(FuzzedDataProvider& in) {
   sf_rect r;
   r.left = in.ConsumeIntegral<int32_t>();
   r.top = in.ConsumeIntegral<int32_t>();
-  r.right = in.ConsumeBool() ? in.ConsumeIntegral<int32_t>() : r.left + in.ConsumeIntegralInRange(-4, 80);
-  r.bottom = in.ConsumeBool() ? in.ConsumeIntegral<int32_t>() : r.top + in.ConsumeIntegralInRange(-4, 80);
+  // Either any edge at all, or one near the opposite edge (kept within the 32-bit range).
+  const auto near = [&](int32_t from) {
+    return static_cast<int32_t>(std::clamp<int64_t>(int64_t(from) + in.ConsumeIntegralInRange(-4, 80), INT32_MIN, INT32_MAX));
+  };
+  r.right = in.ConsumeBool() ? in.ConsumeIntegral<int32_t>() : near(r.left);
+  r.bottom = in.ConsumeBool() ? in.ConsumeIntegral<int32_t>() : near(r.top);
   return r;
 }
 
