@@ -145,14 +145,16 @@ int32_t sf_render_ring(sf_surface* surface, float radius, float thickness) {
     const float v = static_cast<float>(1.0 - (static_cast<double>(e) - 0.005));
     return static_cast<uint8_t>(static_cast<uint32_t>(static_cast<double>(v) * 255.0));
   };
-  // The centre is (c, c). The quarter from the centre to the bottom right is worked out and
-  // mirrored to the left and upwards; only the first column and row of an even size have no
+  // The centre is (c, c). The quarter from the centre to the bottom right is worked out (half of
+  // it, the other half mirrored across the diagonal) and mirrored to the left and upwards; only the first column and row of an even size have no
   // mirror image and are worked out on their own.
   const int64_t n = size, c = n / 2, far = n - 1 - c;
   uint8_t* const px = surface->pixels;
   for (int64_t ky = 0; ky <= far && n > 0; ++ky) {
     uint8_t* row = px + (c + ky) * n;
-    for (int64_t kx = 0; kx <= far; ++kx) row[c + kx] = coverage(kx * kx + ky * ky);
+    // Left of the diagonal, (kx, ky) has the value of (ky, kx), in a row already done.
+    for (int64_t kx = 0; kx <= far; ++kx)
+      row[c + kx] = kx < ky ? px[(c + kx) * n + c + ky] : coverage(kx * kx + ky * ky);
     for (int64_t kx = 1; kx <= c; ++kx) row[c - kx] = kx <= far ? row[c + kx] : coverage(kx * kx + ky * ky);
   }
   for (int64_t ky = 1; ky <= c; ++ky) {
