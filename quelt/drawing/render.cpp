@@ -146,8 +146,8 @@ int32_t sf_render_ring(sf_surface* surface, float radius, float thickness) {
     return static_cast<uint8_t>(static_cast<uint32_t>(static_cast<double>(v) * 255.0));
   };
   // The centre is (c, c). The quarter from the centre to the bottom right is worked out (half of
-  // it, the other half mirrored across the diagonal) and mirrored to the left and upwards; only the first column and row of an even size have no
-  // mirror image and are worked out on their own.
+  // it, the other half mirrored across the diagonal) and mirrored to the left and upwards; only
+  // the first column and row of an even size have no mirror image and are worked out on their own.
   const int64_t n = size, c = n / 2, far = n - 1 - c;
   uint8_t* const px = surface->pixels;
   for (int64_t ky = 0; ky <= far && n > 0; ++ky) {
