@@ -11,7 +11,11 @@
 #include <quelt/surface/transform.h>
 #include <quelt/processing/strip.h>
 #include <quelt/processing/process.h>
+#include <quelt/processing/pixel.h>
+#include <quelt/processing/kernel.h>
 #include <quelt/drawing/render.h>
 #include <quelt/drawing/frame.h>
+#include <quelt/math/mathlib.h>
+#include <quelt/imagefile/image.h>
 
 #endif
