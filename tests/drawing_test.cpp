@@ -115,6 +115,9 @@ TEST(Line, RandomLinesMatchTheWalkIgnoreTheClipAndReverse) {
   EXPECT_EQ(a.get(), want);
   EXPECT_EQ(b.get(), want);
   sf_pop(&a.s);
+  Surf one(3, 1, 1);  // only 4-byte surfaces are drawn on: nothing is written past this one
+  EXPECT_EQ(sf_line(&one.s, 0, 0, 2, 0, 0xFFFFFF), 1);
+  EXPECT_EQ(one.s.pixels[0], 0);
 }
 
 // One mask byte before smoothing, as defined.

@@ -94,7 +94,7 @@ int32_t sf_line(sf_surface* surface, float x0, float y0, float x1, float y1, uin
   double ax = x0, ay = y0, bx = x1, by = y1;
   for (double v : {ax, ay, bx, by})
     if (!(std::fabs(v) <= coordinate_limit)) return 1;
-  if (!surface->pixels || surface->width <= 0 || surface->height <= 0) return 1;
+  if (!surface->pixels || surface->width <= 0 || surface->height <= 0 || surface->bytes_per_pixel != 4) return 1;
   const line_target t{surface->pixels, surface->width, surface->height, (color >> 16) & 0xFF, (color >> 8) & 0xFF,
                       color & 0xFF};
   if (ax > bx) {

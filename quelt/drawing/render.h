@@ -14,8 +14,8 @@ QUELT_EXTERN_C_BEGIN
    axis in whole steps from the end with the smaller major coordinate and splitting each step's
    opacity between two neighbouring pixels across the minor axis. Only the low 24 bits of `color`
    count; the opacity comes from coverage alone. The surface's clip, anchors and `color` field
-   are not used; pixels off the surface are not drawn. Exchanging the end points gives the same
-   pixels. Returns 1.
+   are not used; pixels off the surface are not drawn, nor is anything on a surface that is not
+   4 bytes per pixel. Exchanging the end points gives the same pixels. Returns 1.
 
    A coordinate below 0 is placed by rounding down, like every other: a step whose major
    coordinate lies between −1 and 0 falls on index −1, off the surface, and across the minor axis
