@@ -15,7 +15,7 @@
    - A load ends on any input. A size field with its top bit set, or a payload that would begin
      beyond what a 32-bit position addresses, fails the load like a malformed tag (trace ""), so
      no seek ever goes backwards.
-   - arch_load fails (trace "") when reading a tag fails in malloc or fread, instead of taking
+   - arch_load fails (trace "") when reading a tag fails in malloc, instead of taking
      the failure for the end of the file: a directory cut short must not pass for the whole.
    - arch_load refuses a path of more than 255 characters (trace "fopen"): a shortened path could
      name another file when payloads are fetched later.
