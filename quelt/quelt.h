@@ -4,6 +4,8 @@
 #define QUELT_QUELT_H
 
 #include <quelt/containers/vector.h>
+#include <quelt/containers/sz8.h>
+#include <quelt/archive/arch.h>
 #include <quelt/surface/clip.h>
 #include <quelt/surface/surface.h>
 #include <quelt/surface/blend.h>
