@@ -477,13 +477,16 @@ int32_t arch_crap(arch_archive* archive) {
   }
   const int32_t size = v->size;
   if (!vect_erase(v, nullptr, start, count)) {
-    // With a valid run the entries behind it have already moved down, and only the smaller
-    // block was missing: finish the deletion in the larger one rather than leave duplicates.
+    // Only the smaller block was missing and the vector is as it was, but the run's payloads
+    // are already gone: close the gap inside the present block rather than keep dead entries.
     if (count < 1 || v->size != size) {
       QUELT_FAIL("");
       QUELT_EXIT();
       return 0;
     }
+    const size_t unit = sizeof(arch_entry);
+    std::memmove(v->data + static_cast<size_t>(start) * unit, v->data + static_cast<size_t>(start + count) * unit,
+                 static_cast<size_t>(size - start - count) * unit);
     v->size = size - count;
   }
   archive->modified = 1;
