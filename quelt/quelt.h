@@ -10,5 +10,6 @@
 #include <quelt/surface/context.h>
 #include <quelt/surface/transform.h>
 #include <quelt/processing/strip.h>
+#include <quelt/text/face.h>
 
 #endif
