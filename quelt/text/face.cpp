@@ -203,15 +203,18 @@ int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
     return 0;
   }
 
-  // A font of strikes only: list them, and take the first when none has the size asked for.
+  // A font of strikes only: list them, and use the strike of the size asked for, else the
+  // first one. The strike is chosen by its listed size rather than through the display's
+  // resolution: FreeType lists the strikes of most bitmap formats at 72 dots per inch, so
+  // scaling the size by another resolution would miss every strike.
   if ((ft->face_flags & (FT_FACE_FLAG_SCALABLE | FT_FACE_FLAG_FIXED_SIZES)) == FT_FACE_FLAG_FIXED_SIZES) {
     const int count = ft->available_sizes ? ft->num_fixed_sizes : 0;
     std::printf("face_create(): available sizes(%i): ", ft->num_fixed_sizes);
     std::fflush(stdout);
-    bool matched = false;
+    int strike = -1;
     for (int i = 0; i < count; ++i) {
       const long points = static_cast<long>(ft->available_sizes[i].size / 64);
-      if (points == size) matched = true;
+      if (points == size && strike < 0) strike = i;
       std::printf("%li", points);
       std::fflush(stdout);
       if (i + 1 < count) {
@@ -221,24 +224,31 @@ int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
     }
     std::printf(".\n");
     std::fflush(stdout);
-    if (!matched && count > 0) size = pixels_of(ft->available_sizes[0].size);
-  }
+    if (FT_Select_Size(ft, strike < 0 ? 0 : strike) != 0) {
+      QUELT_FAIL("FT_Select_Size");
+      FT_Done_Face(ft);
+      std::free(*face);
+      *face = nullptr;
+      QUELT_EXIT();
+      return 0;
+    }
+  } else {
+    HDC dc = GetDC(nullptr);
+    int dpi_x = GetDeviceCaps(dc, LOGPIXELSX);
+    int dpi_y = GetDeviceCaps(dc, LOGPIXELSY);
+    ReleaseDC(nullptr, dc);
+    if (dpi_x <= 0) dpi_x = fallback_dpi;
+    if (dpi_y <= 0) dpi_y = fallback_dpi;
 
-  HDC dc = GetDC(nullptr);
-  int dpi_x = GetDeviceCaps(dc, LOGPIXELSX);
-  int dpi_y = GetDeviceCaps(dc, LOGPIXELSY);
-  ReleaseDC(nullptr, dc);
-  if (dpi_x <= 0) dpi_x = fallback_dpi;
-  if (dpi_y <= 0) dpi_y = fallback_dpi;
-
-  const FT_F26Dot6 char_size = static_cast<FT_F26Dot6>(size) * 64;
-  if (FT_Set_Char_Size(ft, char_size, char_size, static_cast<FT_UInt>(dpi_x), static_cast<FT_UInt>(dpi_y)) != 0) {
-    QUELT_FAIL("FT_Set_Char_Size");
-    FT_Done_Face(ft);
-    std::free(*face);
-    *face = nullptr;
-    QUELT_EXIT();
-    return 0;
+    const FT_F26Dot6 char_size = static_cast<FT_F26Dot6>(size) * 64;
+    if (FT_Set_Char_Size(ft, char_size, char_size, static_cast<FT_UInt>(dpi_x), static_cast<FT_UInt>(dpi_y)) != 0) {
+      QUELT_FAIL("FT_Set_Char_Size");
+      FT_Done_Face(ft);
+      std::free(*face);
+      *face = nullptr;
+      QUELT_EXIT();
+      return 0;
+    }
   }
 
   FT_Matrix identity{0x10000, 0, 0, 0x10000};

@@ -7,8 +7,9 @@
    the Xft.dpi resource of the X display when one is reachable and sets it, otherwise 96; no
    display is needed, and no connection stays open. A resolution that the platform reports as 0
    or less is taken as 96. A bitmap-only font prints the sizes of its strikes on standard output
-   ("face_create(): available sizes(N): a, b."), and a size it has no strike for becomes the size
-   of its first strike. FreeType takes a size below 1 point as 1 point.
+   ("face_create(): available sizes(N): a, b.") and uses the strike whose listed size equals
+   `size`, else its first strike, whatever the display's resolution (FreeType lists most strikes
+   at 72 dots per inch). FreeType takes a scalable size below 1 point as 1 point.
 
    The fields force_autohint, lcd, mono, spacing and on_glyph are the application's to set after
    sf_face_create: the first three and on_glyph apply to glyphs loaded afterwards, spacing (pixels
