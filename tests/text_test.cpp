@@ -124,6 +124,10 @@ TEST(Face, CreateAndRelease) {
   EXPECT_EQ(a.f->on_glyph, nullptr);
   EXPECT_EQ(a.f->ft_face->size->metrics.y_ppem, 16);  // 12 points at 96 dpi
   EXPECT_EQ(sf_face_height(a.f), a.f->ft_face->size->metrics.height / 64);
+  for (int32_t size : {0, -5}) {  // FreeType's least size: 1 point, 1 pixel at 96 dpi
+    Face tiny(sans, size);
+    EXPECT_EQ(tiny.f->ft_face->size->metrics.y_ppem, 1);
+  }
   sf_face_release(&a.f);
   EXPECT_EQ(a.f, nullptr);
   sf_face_release(&a.f);
@@ -330,6 +334,23 @@ TEST(Strings, Width) {
     EXPECT_EQ(sf_face_width(face.f, units(text), 0), expected) << spacing;
     EXPECT_EQ(calls::char_index - lookups, 2 * long(text.size() - 1));
   }
+  // A glyph measures at least as wide as its bitmap: sub-pixel glyphs carry an extra column.
+  Face sub(sans, 12);
+  sub.f->lcd = 1;
+  int wider = 0;
+  for (char c : std::string("AVWTfjmw")) {
+    ASSERT_EQ(sf_face_check(sub.f, uint32_t(c)), 1);
+    const sf_glyph* g = sub[uint32_t(c)];
+    wider += g->surface.width > g->advance_x;
+    EXPECT_EQ(sf_face_width_glyph(sub.f, uint32_t(c)), std::max(g->advance_x, g->surface.width));
+  }
+  EXPECT_GT(wider, 0);
+  for (int32_t spacing : {INT32_MAX, INT32_MIN}) {  // sums stop at the ends of the range
+    face.f->spacing = spacing;
+    EXPECT_EQ(sf_face_width(face.f, units(text), 0), spacing);
+    Target t(16, 16);
+    sf_face_string(face.f, &t.s, units(text), 0, 0, 0);
+  }
 
   Face mono(mono_font, 12);
   const int advance = sf_face_width_glyph(mono.f, 'a');
@@ -423,14 +444,18 @@ TEST(Strings, EdgesClipsAnchorsAndTargets) {
       ASSERT_EQ(std::memcmp(clipped.s.pixels + at, (inside ? full : background).s.pixels + at, 4), 0) << x << "," << y;
     }
 
-  // One glyph: anchored by its measured width, anchors spent even when clipped away.
+  // One glyph: anchored by its measured width (here the bitmap's, wider than the advance),
+  // anchors spent even when clipped away.
+  Face sub(sans, 12);
+  sub.f->lcd = 1;
   Target t(40, 40), placed(40, 40);
   t.s.anchor_x = 1.0f, t.s.anchor_y = 1.0f;
-  EXPECT_EQ(sf_face_glyph(face.f, &t.s, 'A', 1000, 1000), 0);
+  EXPECT_EQ(sf_face_glyph(sub.f, &t.s, 'A', 1000, 1000), 0);
   EXPECT_EQ(t.s.anchor_x + t.s.anchor_y, 0.0f);
+  ASSERT_GT(sub['A']->surface.width, sub['A']->advance_x);
   t.s.anchor_x = 1.0f;
-  EXPECT_EQ(sf_face_glyph(face.f, &t.s, 'A', 30, 10), 1);
-  EXPECT_EQ(sf_face_glyph(face.f, &placed.s, 'A', 30 - sf_face_width_glyph(face.f, 'A'), 10), 1);
+  EXPECT_EQ(sf_face_glyph(sub.f, &t.s, 'A', 30, 10), 1);
+  EXPECT_EQ(sf_face_glyph(sub.f, &placed.s, 'A', 30 - sub['A']->surface.width, 10), 1);
   EXPECT_EQ(t.bytes(), placed.bytes());
 
   Target gray(40, 40, 1);  // glyphs blend onto 4-byte targets only
