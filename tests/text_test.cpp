@@ -317,6 +317,26 @@ TEST(Glyph, EveryFailedAllocationIsTraced) {
   EXPECT_TRUE(seen.count(strip));
 }
 
+// A font found by fuzzing: "?" and the missing-glyph shape are thousands of pixels tall at
+// 12 points. They are refused without a trace before FreeType renders them; "A" is small.
+TEST(Glyph, OutrageousGlyphsAreRefused) {
+  for (int32_t lcd : {0, 1}) {
+    Face face(QUELT_TEST_DATA "/huge-glyphs.ttf", 12);
+    face.f->lcd = lcd;
+    qtest::Stdout out;
+    EXPECT_EQ(sf_face_check(face.f, '?'), 0);
+    EXPECT_EQ(sf_face_check(face.f, 0x4E00), 0);
+    EXPECT_EQ(face['?'], nullptr);
+    EXPECT_EQ(out.text(), "");
+    ASSERT_EQ(sf_face_check(face.f, 'A'), 1);
+    EXPECT_LT(face['A']->surface.height, 256);
+    Target t(32, 32);
+    const auto before = t.bytes();
+    sf_face_string(face.f, &t.s, units(u("??")), 0, 0, 0);
+    EXPECT_EQ(t.bytes(), before);
+  }
+}
+
 // Measuring: the larger of advance and bitmap per glyph, spacing between, kerning by FreeType,
 // two character look-ups per pair on a font that kerns and none on one that doesn't.
 TEST(Strings, Width) {

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -83,6 +84,15 @@ bool bitmap_usable(const FT_Bitmap& bitmap) {
   if (bitmap.width == 0 || bitmap.rows == 0) return true;
   const size_t pitch = static_cast<size_t>(bitmap.pitch < 0 ? -static_cast<int64_t>(bitmap.pitch) : bitmap.pitch);
   return bitmap.buffer && pitch >= row_bytes(bitmap);
+}
+
+// A glyph may be at most 16 em, and at least 256 pixels, in each direction. Real glyphs stay
+// far below; a hostile font would otherwise fill each entry of the cache with megabytes.
+bool too_large(FT_Face ft, const FT_Bitmap& bitmap) {
+  const FT_Size_Metrics& m = ft->size->metrics;
+  const unsigned limit = std::max(256u, 16u * std::max(m.x_ppem, m.y_ppem));
+  const unsigned columns = bitmap.pixel_mode == FT_PIXEL_MODE_LCD ? bitmap.width / 3 : bitmap.width;
+  return columns > limit || bitmap.rows > limit;
 }
 
 // The sub-pixel filter, in place along one row of sub-pixels: byte j becomes
@@ -291,16 +301,30 @@ int32_t sf_face_check(sf_face* face, uint32_t code) {
   }
   std::memset(g, 0, sizeof *g);
 
+  // The glyph is loaded, then rendered: on the way FreeType works out the size of the bitmap,
+  // so that an outrageous one is refused before it is made. The two steps together are the
+  // load that the flags ask for.
   FT_Face ft = face->ft_face;
-  if (FT_Load_Char(ft, code, flags) != 0) {
+  const FT_GlyphSlot slot = ft->glyph;
+  const FT_Bitmap& bitmap = slot->bitmap;
+  bool loaded = FT_Load_Char(ft, code, flags & ~FT_LOAD_RENDER) == 0;
+  if (loaded && slot->format != FT_GLYPH_FORMAT_BITMAP) {
+    if (too_large(ft, bitmap)) {
+      drop(face, code);
+      return 0;
+    }
+    loaded = FT_Render_Glyph(slot, static_cast<FT_Render_Mode>(FT_LOAD_TARGET_MODE(flags))) == 0;
+  }
+  if (!loaded) {
     QUELT_FAIL("FT_Load_Char");
     drop(face, code);
     QUELT_EXIT();
     return 0;
   }
-
-  const FT_GlyphSlot slot = ft->glyph;
-  const FT_Bitmap& bitmap = slot->bitmap;
+  if (too_large(ft, bitmap)) {
+    drop(face, code);
+    return 0;
+  }
   const int bpp = bytes_per_pixel(bitmap.pixel_mode);
   if (bpp == 0 || !bitmap_usable(bitmap)) {
     QUELT_FAIL("unsupported pixel mode");

@@ -19,7 +19,9 @@
    grey and one-bit glyphs, 3 bytes (red, green, blue coverage) for sub-pixel glyphs, which are
    filtered by the library's own five-tap filter (28, 56, 85, 56, 28 out of 256) and carry one
    extra column for its tail. on_glyph sees each fresh glyph surface before its skip table is
-   built. Codes above 0xFFFF have no entry and load nothing.
+   built. Codes above 0xFFFF have no entry and load nothing. A glyph larger than 16 em (and 256
+   pixels) in either direction is refused before it is rendered, without a trace, like a glyph
+   that cannot be loaded: a hostile font cannot make each entry of the cache enormous.
 
    Strings are arrays of 16-bit units ending with a zero unit, whatever the width of wchar_t;
    each unit is one code point, so the halves of a surrogate pair are looked up one by one. A
