@@ -10,6 +10,10 @@
 #include <quelt/surface/context.h>
 #include <quelt/surface/transform.h>
 #include <quelt/processing/strip.h>
+#include <quelt/processing/pixel.h>
+#include <quelt/processing/kernel.h>
+#include <quelt/math/mathlib.h>
+#include <quelt/imagefile/image.h>
 #include <quelt/text/face.h>
 
 #endif
