@@ -28,8 +28,8 @@
    `length` of 0 means up to the zero unit, a positive one is an upper bound, a negative one an
    empty string, and a null `text` is an empty string too. A character that cannot be loaded is
    drawn as "?", or dropped when "?" cannot be loaded either. Widths and pen positions that would
-   leave the 32-bit range stop at its ends. The target of the drawing calls must have 4 bytes per
-   pixel; anything else draws nothing.
+   leave the 32-bit range stop at its ends, and an anchor that is not a number counts as 0. The
+   target of the drawing calls must have 4 bytes per pixel; anything else draws nothing.
 
    sf_face_release on a null pointer, or on a pointer to null, does nothing. */
 #ifndef QUELT_TEXT_FACE_H
