@@ -19,5 +19,6 @@
 #include <quelt/drawing/frame.h>
 #include <quelt/math/mathlib.h>
 #include <quelt/imagefile/image.h>
+#include <quelt/text/face.h>
 
 #endif
