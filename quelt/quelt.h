@@ -12,6 +12,14 @@
 #include <quelt/surface/context.h>
 #include <quelt/surface/transform.h>
 #include <quelt/processing/strip.h>
+#include <quelt/processing/process.h>
+#include <quelt/processing/pixel.h>
+#include <quelt/processing/kernel.h>
+#include <quelt/drawing/render.h>
+#include <quelt/drawing/frame.h>
+#include <quelt/math/mathlib.h>
+#include <quelt/imagefile/image.h>
+#include <quelt/text/face.h>
 #include <quelt/windowing/button.h>
 #include <quelt/windowing/layout.h>
 #include <quelt/windowing/main.h>

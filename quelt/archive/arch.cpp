@@ -239,7 +239,7 @@ int32_t arch_load(arch_archive* archive, const char* path) {
       }
       e.size = static_cast<int32_t>(size);
       e.offset = static_cast<int32_t>(position);
-      std::fseek(f, static_cast<long>(size), SEEK_CUR);
+      if (size > 0) std::fseek(f, static_cast<long>(size), SEEK_CUR);
     }
     std::memcpy(e.name, tag + 1, static_cast<size_t>(n - (e.kind == kLeaf ? 2 : 3)));
     widen_step(v);
@@ -477,13 +477,16 @@ int32_t arch_crap(arch_archive* archive) {
   }
   const int32_t size = v->size;
   if (!vect_erase(v, nullptr, start, count)) {
-    // With a valid run the entries behind it have already moved down, and only the smaller
-    // block was missing: finish the deletion in the larger one rather than leave duplicates.
+    // Only the smaller block was missing and the vector is as it was, but the run's payloads
+    // are already gone: close the gap inside the present block rather than keep dead entries.
     if (count < 1 || v->size != size) {
       QUELT_FAIL("");
       QUELT_EXIT();
       return 0;
     }
+    const size_t unit = sizeof(arch_entry);
+    std::memmove(v->data + static_cast<size_t>(start) * unit, v->data + static_cast<size_t>(start + count) * unit,
+                 static_cast<size_t>(size - start - count) * unit);
     v->size = size - count;
   }
   archive->modified = 1;
@@ -640,37 +643,48 @@ int32_t arch_store(arch_archive* archive, const char* path) {
     QUELT_EXIT();
     return 0;
   }
+  // A larger buffer gives fewer, larger writes; without one the stream's own does.
+  constexpr size_t kBuffer = 1 << 16;
+  char* buffer = static_cast<char*>(std::malloc(kBuffer));
+  if (buffer) std::setvbuf(f, buffer, _IOFBF, kBuffer);
   // The old content is gone (if this was the archive's file): only the blocks hold payloads
   // until their new place is written.
   make_resident(v);
+  // The file was truncated, so positions are counted rather than asked of ftell (a system call
+  // per record in a common C library).
+  int64_t position = 0;
   char tag[kName + 4];
   for (bool more = vect_first(v, nullptr, reinterpret_cast<void**>(&e)); more;
        more = vect_next(v, nullptr, reinterpret_cast<void**>(&e))) {
     const int name = static_cast<int>(strnlen(e->name, kName));
     std::snprintf(tag, sizeof tag, e->kind == kHead ? "[%.*s:]" : e->kind == kEnd ? "[%.*s.]" : "[%.*s]",
                   name, e->name);
-    if (!sz8_write(f, tag)) {
+    if (!quelt::sz8_write_appending(f, tag)) {
       std::fclose(f);
+      std::free(buffer);
       make_resident(v);
       QUELT_FAIL("");
       QUELT_EXIT();
       return 0;
     }
+    position += stored_length(e);
     if (e->kind == kEnd) continue;
     const auto size = static_cast<uint32_t>(e->size);
     const uint8_t field[4] = {static_cast<uint8_t>(size), static_cast<uint8_t>(size >> 8),
                               static_cast<uint8_t>(size >> 16), static_cast<uint8_t>(size >> 24)};
-    const long position = std::fwrite(field, 1, 4, f) == 4 ? std::ftell(f) : -1;
-    if (position < 0 || (size > 0 && std::fwrite(e->payload, 1, size, f) != size)) {
+    if (std::fwrite(field, 1, 4, f) != 4 || (size > 0 && std::fwrite(e->payload, 1, size, f) != size)) {
       std::fclose(f);
+      std::free(buffer);
       make_resident(v);
       QUELT_FAIL("fwrite");
       QUELT_EXIT();
       return 0;
     }
-    if (own) e->offset = static_cast<int32_t>(position);
+    if (own) e->offset = static_cast<int32_t>(position - size);
   }
-  if (std::fclose(f) != 0) {
+  const int closed = std::fclose(f);
+  std::free(buffer);
+  if (closed != 0) {
     make_resident(v);
     QUELT_FAIL("fclose");
     QUELT_EXIT();

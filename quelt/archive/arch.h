@@ -11,11 +11,11 @@
    above. `offset` says who holds the truth: above 0 the file holds the payload there and any
    block is a loaded copy; 0 means the block, if any, is the only copy.
 
-   Decisions of this implementation where the format leaves the behaviour open:
+   Decisions of this implementation on what the design leaves open:
    - A load ends on any input. A size field with its top bit set, or a payload that would begin
      beyond what a 32-bit position addresses, fails the load like a malformed tag (trace ""), so
      no seek ever goes backwards.
-   - arch_load fails (trace "") when reading a tag fails in malloc or fread, instead of taking
+   - arch_load fails (trace "") when reading a tag fails in malloc, instead of taking
      the failure for the end of the file: a directory cut short must not pass for the whole.
    - arch_load refuses a path of more than 255 characters (trace "fopen"): a shortened path could
      name another file when payloads are fetched later.
@@ -23,8 +23,8 @@
      whose entries still have payloads in the file of its current `path`.
    - A load grows the directory geometrically and trims it to the vector's usual capacity at the
      end; the directory costs the entries vector and nothing per entry.
-   - When arch_ff or arch_create fails, the partly built record is released; arch_ff leaves its
-     out pointer untouched then. (arch_create stores what it built, which arch_release takes.)
+   - When arch_ff fails, the record it made is released and its out pointer left untouched; a
+     failed arch_create stores what it built, for the caller's arch_release.
    - Names that would not read back are refused by arch_store, silently and before the file is
      opened: a tag can hold 55 characters, so a leaf's name may have 1 to 53 characters and a
      group's 0 to 52, and a leaf's name must not end in ":" or "." (it would read as a group
@@ -49,7 +49,8 @@
      only within that block, and refuses a null source with -1 or -2 and any other negative
      length. A length of 0 leaves the record empty, with no block.
    - arch_data allocates the new block before it lets the old one go, so a source inside the old
-     block is copied safely; when malloc fails the old block is freed as the format prescribes.
+     block is copied safely; when malloc fails the old block is gone all the same (`payload`
+     null, `size` and `offset` as they were).
    - arch_crap on a group end refuses silently (0, nothing printed): the end is not a record and
      the directory stays balanced. If the directory's block cannot shrink after a deletion, the
      larger block is kept and the deletion still completes.

@@ -18,37 +18,32 @@ int32_t sz8_read_checked(FILE* stream, char* destination, bool* failed) {
   if (!stream) return 0;
   const long start = std::ftell(stream);
   if (start < 0) return 0;
-  // Find the last block: the first whose byte 7 is zero. Past the limit the answer is 0
-  // whatever follows, so the scan need not go on.
-  unsigned char block[kBlock];
+  // Read blocks up to the last one: the first whose byte 7 is zero. Past the limit the answer
+  // is 0 whatever follows, so the scan stops there. The blocks are kept, so that a string read
+  // whole costs no seek (every fseek is a system call in a common C library).
+  char blocks[kLimit + 1];
   long length = 0;
   for (;;) {
-    if (std::fread(block, 1, kBlock, stream) != static_cast<size_t>(kBlock)) {
+    if (std::fread(blocks + length, 1, kBlock, stream) != static_cast<size_t>(kBlock)) {
       std::fseek(stream, start, SEEK_SET);
       return 0;
     }
     length += kBlock;
-    if (block[kBlock - 1] == 0) break;
-    if (length > kLimit) break;
+    if (length > kLimit) {
+      std::fseek(stream, start, SEEK_SET);
+      return 0;
+    }
+    if (blocks[length - 1] == 0) break;
   }
-  std::fseek(stream, start, SEEK_SET);
-  if (length > kLimit) return 0;
-
   auto* text = static_cast<char*>(std::malloc(static_cast<size_t>(length)));
   if (!text) {
+    std::fseek(stream, start, SEEK_SET);
     *failed = true;
     trace_fail(__FILE_NAME__, __LINE__, "sz8_read", "malloc");
     trace_exit(__FILE_NAME__, __LINE__, "sz8_read");
     return 0;
   }
-  if (std::fread(text, 1, static_cast<size_t>(length), stream) != static_cast<size_t>(length)) {
-    std::free(text);
-    std::fseek(stream, start, SEEK_SET);
-    *failed = true;
-    trace_fail(__FILE_NAME__, __LINE__, "sz8_read", "fread");
-    trace_exit(__FILE_NAME__, __LINE__, "sz8_read");
-    return 0;
-  }
+  std::memcpy(text, blocks, static_cast<size_t>(length));
   // The last byte of the last block is zero, so the text is terminated inside the buffer.
   if (text[0] == 0) {
     std::free(text);
@@ -59,6 +54,17 @@ int32_t sz8_read_checked(FILE* stream, char* destination, bool* failed) {
   const auto n = static_cast<int32_t>(std::strlen(text));
   std::free(text);
   return n;
+}
+
+int32_t sz8_write_appending(FILE* stream, const char* text) {
+  static const char zeros[kBlock] = {};
+  const size_t n = std::strlen(text);
+  if (std::fwrite(text, 1, n, stream) != n || std::fwrite(zeros, 1, 8 - n % 8, stream) != 8 - n % 8) {
+    trace_fail(__FILE_NAME__, __LINE__, "sz8_write", "fwrite");
+    trace_exit(__FILE_NAME__, __LINE__, "sz8_write");
+    return 0;
+  }
+  return 1;
 }
 
 }  // namespace quelt
