@@ -1,7 +1,8 @@
 #!/bin/sh
 # Compares the names that the library exports with the list of its interface: the dynamic
 # symbols that a shared object defines, or, when an objdump is given as third argument, the
-# export table of a DLL.
+# export table of a DLL. AddressSanitizer adds an __odr_asan.<name> indicator beside each
+# exported datum: not interface.
 lib=$1
 dir=$2
 objdump=${3:-}
@@ -17,7 +18,7 @@ if [ -n "$objdump" ]; then
   [ -s "$have" ] || { echo "no export table in $lib"; exit 1; }
 else
   nm -D --defined-only "$lib" | awk '$2 ~ /^[TDBRVW]$/ {print $3}' |
-    grep -v -x -E '__bss_start|_edata|_end|_init|_fini' | sort -u > "$have"
+    grep -v -x -E '__bss_start|_edata|_end|_init|_fini|__odr_asan\..*' | sort -u > "$have"
 fi
 cat "$dir"/*.txt | grep -v '^#' | grep -v '^$' | sort -u > "$want"
 if ! diff -u "$want" "$have"; then
