@@ -74,18 +74,24 @@ extern "C" QTEST_RAW void* realloc(void* p, size_t n) {
 // Windows has no symbol interposition: every DLL calls the C runtime through its own import
 // table. So the counting versions are written into the import tables of the test program and
 // of quelt.dll (which holds FreeType, libpng and zlib too) before any test runs. They forward
-// to the runtime's functions as the tables held them.
+// to the runtime's functions as the tables held them. FreeType's Windows build takes its
+// memory from the process heap (HeapAlloc) where elsewhere it calls malloc: in quelt.dll those
+// calls count too, so that FreeType's allocations fail on both systems alike.
 namespace {
 using malloc_fn = void* (*)(size_t);
 using calloc_fn = void* (*)(size_t, size_t);
 using realloc_fn = void* (*)(void*, size_t);
 using strdup_fn = char* (*)(const char*);
 using fopen_fn = FILE* (*)(const char*, const char*);
+using heap_alloc_fn = LPVOID(WINAPI*)(HANDLE, DWORD, SIZE_T);
+using heap_realloc_fn = LPVOID(WINAPI*)(HANDLE, DWORD, LPVOID, SIZE_T);
 malloc_fn real_malloc = nullptr;
 calloc_fn real_calloc = nullptr;
 realloc_fn real_realloc = nullptr;
 strdup_fn real_strdup = nullptr;
 fopen_fn real_fopen = nullptr;
+heap_alloc_fn real_heap_alloc = nullptr;
+heap_realloc_fn real_heap_realloc = nullptr;
 
 void* counting_malloc(size_t n) { return should_fail() ? nullptr : real_malloc(n); }
 void* counting_calloc(size_t n, size_t m) { return should_fail() ? nullptr : real_calloc(n, m); }
@@ -99,6 +105,12 @@ char* counting_strdup(const char* s) { return should_fail() ? nullptr : real_str
 FILE* counting_fopen(const char* path, const char* mode) {
   if (should_fail()) return nullptr;
   return real_fopen(path, mode);
+}
+LPVOID WINAPI counting_heap_alloc(HANDLE heap, DWORD flags, SIZE_T n) {
+  return should_fail() ? nullptr : real_heap_alloc(heap, flags, n);
+}
+LPVOID WINAPI counting_heap_realloc(HANDLE heap, DWORD flags, LPVOID p, SIZE_T n) {
+  return should_fail() ? nullptr : real_heap_realloc(heap, flags, p, n);
 }
 
 // Replaces an import slot that holds the runtime's NAME, remembering the runtime's function.
@@ -114,7 +126,7 @@ bool hook(const char* name, const char* wanted, ULONG_PTR* slot, Fn& real, Fn co
   return true;
 }
 
-void hook_imports(HMODULE module) {
+void hook_imports(HMODULE module, bool heap) {
   if (!module) return;
   auto* base = reinterpret_cast<uint8_t*>(module);
   auto* dos = reinterpret_cast<IMAGE_DOS_HEADER*>(base);
@@ -135,15 +147,17 @@ void hook_imports(HMODULE module) {
           hook(name, "realloc", slot, real_realloc, &counting_realloc) ||
           hook(name, "strdup", slot, real_strdup, &counting_strdup) ||
           hook(name, "_strdup", slot, real_strdup, &counting_strdup) ||
-          hook(name, "fopen", slot, real_fopen, &counting_fopen);
+          hook(name, "fopen", slot, real_fopen, &counting_fopen) ||
+          (heap && (hook(name, "HeapAlloc", slot, real_heap_alloc, &counting_heap_alloc) ||
+                    hook(name, "HeapReAlloc", slot, real_heap_realloc, &counting_heap_realloc)));
     }
   }
 }
 
 // Runs before main, after quelt.dll is loaded (the program imports it).
 [[maybe_unused]] const bool hooked = [] {
-  hook_imports(GetModuleHandleW(nullptr));
-  hook_imports(GetModuleHandleW(L"quelt.dll"));
+  hook_imports(GetModuleHandleW(nullptr), false);
+  hook_imports(GetModuleHandleW(L"quelt.dll"), true);
   return true;
 }();
 }  // namespace
