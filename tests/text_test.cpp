@@ -8,11 +8,15 @@
 #include FT_FREETYPE_H
 #include FT_LCD_FILTER_H
 
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <dirent.h>
 #include <dlfcn.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <cstring>
 #include <fstream>
@@ -21,10 +25,17 @@
 #include "support.h"
 #include "text_fonts.h"
 
-// The library's calls into FreeType, counted on their way through.
+// The library's calls into FreeType, counted on their way through. quelt.dll holds FreeType
+// itself, so on Windows its calls never pass through the test program and are not counted.
 namespace calls {
 long load_char = 0, char_index = 0;
+#ifdef _WIN32
+constexpr bool counted = false;
+#else
+constexpr bool counted = true;
+#endif
 }
+#ifndef _WIN32
 extern "C" FT_Error FT_Load_Char(FT_Face face, FT_ULong code, FT_Int32 flags) {
   static auto f = reinterpret_cast<FT_Error (*)(FT_Face, FT_ULong, FT_Int32)>(dlsym(RTLD_NEXT, "FT_Load_Char"));
   return ++calls::load_char, f(face, code, flags);
@@ -33,10 +44,13 @@ extern "C" FT_UInt FT_Get_Char_Index(FT_Face face, FT_ULong code) {
   static auto f = reinterpret_cast<FT_UInt (*)(FT_Face, FT_ULong)>(dlsym(RTLD_NEXT, "FT_Get_Char_Index"));
   return ++calls::char_index, f(face, code);
 }
+#endif
 
 namespace {
 
+#ifndef _WIN32
 const bool no_display = (unsetenv("DISPLAY"), true);  // 96 dpi, but in the display test
+#endif
 const char* const sans = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
 const char* const mono_font = "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf";
 
@@ -276,7 +290,7 @@ TEST(Glyph, CacheAndOnGlyph) {
   EXPECT_EQ(sf_face_check(face.f, 'M'), 1);
   face.f->lcd = 1;  // reaches only glyphs not yet loaded
   EXPECT_EQ(sf_face_check(face.f, 'M'), 1);
-  EXPECT_EQ(calls::load_char - loads, 3);
+  if (calls::counted) EXPECT_EQ(calls::load_char - loads, 3);
   EXPECT_EQ(glyph_callbacks, 3);
   EXPECT_EQ(out.text(), "");
   // The skip table is built after the callback: every row of the cleared "M" is one empty run.
@@ -352,7 +366,7 @@ TEST(Strings, Width) {
       expected += sf_face_width_glyph(face.f, text[i]) + spacing + (i ? ref.kerning(text[i - 1], text[i]) : 0);
     const long lookups = calls::char_index;
     EXPECT_EQ(sf_face_width(face.f, units(text), 0), expected) << spacing;
-    EXPECT_EQ(calls::char_index - lookups, 2 * long(text.size() - 1));
+    if (calls::counted) EXPECT_EQ(calls::char_index - lookups, 2 * long(text.size() - 1));
   }
   // A glyph measures at least as wide as its bitmap: sub-pixel glyphs carry an extra column.
   Face sub(sans, 12);
@@ -389,7 +403,7 @@ TEST(Strings, Width) {
     compose(mono, nullptr, &composed.s, abc, 2, 2, size_t(c.glyphs));
     EXPECT_EQ(drawn.bytes(), composed.bytes()) << c.length;
   }
-  EXPECT_EQ(calls::char_index, lookups);
+  if (calls::counted) EXPECT_EQ(calls::char_index, lookups);
 
   // Codes beyond the table draw as "?"; the halves of a surrogate pair are two characters.
   EXPECT_EQ(sf_face_width_glyph(face.f, 0x1F600), 0);
@@ -484,6 +498,21 @@ TEST(Strings, EdgesClipsAnchorsAndTargets) {
   EXPECT_EQ(gray.bytes(), std::vector<uint8_t>(40 * 40, 0));
 }
 
+#ifdef _WIN32
+// On Windows the resolution is the screen's: a face gets the pixel size that FreeType gives
+// the point size at the resolution that GetDeviceCaps reports.
+TEST(Display, ScreenResolutionScalesThePointSize) {
+  HDC screen = GetDC(nullptr);
+  ASSERT_NE(screen, nullptr);
+  const int dpi_x = GetDeviceCaps(screen, LOGPIXELSX), dpi_y = GetDeviceCaps(screen, LOGPIXELSY);
+  ReleaseDC(nullptr, screen);
+  Reference ref(sans, 12);
+  ASSERT_EQ(FT_Set_Char_Size(ref.face, 12 * 64, 12 * 64, FT_UInt(dpi_x), FT_UInt(dpi_y)), 0);
+  Face a(sans, 12);
+  EXPECT_EQ(a.f->ft_face->size->metrics.x_ppem, ref.face->size->metrics.x_ppem);
+  EXPECT_EQ(a.f->ft_face->size->metrics.y_ppem, ref.face->size->metrics.y_ppem);
+}
+#else
 // The resolution of a display that sets Xft.dpi, read without leaving a connection open.
 TEST(Display, XftDpiScalesThePointSize) {
   if (access("/usr/bin/Xvfb", X_OK) != 0 || access("/usr/bin/xrdb", X_OK) != 0) GTEST_SKIP() << "no Xvfb or xrdb";
@@ -524,5 +553,6 @@ TEST(Display, XftDpiScalesThePointSize) {
   EXPECT_EQ(a.f->ft_face->size->metrics.y_ppem, 24);
   EXPECT_EQ(open_files(), files);
 }
+#endif
 
 }  // namespace
