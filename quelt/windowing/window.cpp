@@ -22,8 +22,9 @@ int32_t high_y(LPARAM lparam) { return static_cast<int32_t>(static_cast<uint32_t
 
 // Both passes of the sizing: the asked size as the outer size first, then the asked size plus
 // what the frame took of it. 64-bit sums, wrapped to 32 bits, so that no size overflows.
-int32_t grown(LONG near, int32_t size, LONG far) {
-  return static_cast<int32_t>(int64_t{near} + size - far + size);
+// (The edges are not called near and far: <windows.h> defines both as empty macros.)
+int32_t grown(LONG low_edge, int32_t size, LONG high_edge) {
+  return static_cast<int32_t>(int64_t{low_edge} + size - high_edge + size);
 }
 
 }  // namespace
