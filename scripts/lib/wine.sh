@@ -1,7 +1,8 @@
 # A persistent wineserver for quelt's Wine prefix while the Windows suite runs: each test
 # program then starts in a fraction of a second instead of bringing Wine up and down again.
-# Call start_wineserver in a subshell: it sets that subshell's EXIT trap to stop the server,
-# and it stops only a server it started itself.
+# Call start_wineserver in a subshell of its own: it sets that subshell's EXIT trap (replacing
+# any other, so start a private Xvfb outside it) to stop the server, and it stops only a server
+# it started itself.
 QUELT_WINE_RUN="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/wine-run"
 
 start_wineserver() {
