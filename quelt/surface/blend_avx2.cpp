@@ -31,6 +31,12 @@ struct avx2 {
     return _mm256_srli_epi16(a, K);
   }
   static V or_and(V a, V b, V m) { return _mm256_or_si256(a, _mm256_and_si256(b, m)); }
+  // The pixels of v whose bit is set in m (8 bits), the others of old.
+  static V select(uint32_t m, V v, V old) {
+    const V bits = _mm256_setr_epi32(1, 2, 4, 8, 16, 32, 64, 128);
+    const V take = _mm256_cmpeq_epi32(_mm256_and_si256(_mm256_set1_epi32(static_cast<int>(m)), bits), bits);
+    return _mm256_blendv_epi8(old, v, take);
+  }
 
   static V alpha_weight(V s) {
     const V ctl = _mm256_setr_epi8(3, Z, 3, Z, 7, Z, 7, Z, 11, Z, 11, Z, 15, Z, 15, Z,  //

@@ -32,6 +32,7 @@ struct avx512 {
   static void store(void* p, V v) { _mm512_storeu_si512(p, v); }
   static V load_part(const void* p, size_t n) { return _mm512_maskz_loadu_epi32(first(n), p); }
   static void store_part(void* p, V v, size_t n) { _mm512_mask_storeu_epi32(p, first(n), v); }
+  static void store_bits(void* p, V v, uint32_t m) { _mm512_mask_storeu_epi32(p, static_cast<__mmask16>(m), v); }
   static V set32(uint32_t x) { return _mm512_set1_epi32(static_cast<int>(x)); }
   static V and_(V a, V b) { return _mm512_and_si512(a, b); }
   static V or_(V a, V b) { return _mm512_or_si512(a, b); }
@@ -83,6 +84,17 @@ struct avx512 {
       i += 64;
     }
     return w;
+  }
+
+  // See strip_block in blend_wide_p.h; masked loads read nothing past the row.
+  static bool strip_block(const uint8_t* k, int32_t c, int32_t w, int32_t n, uint32_t& nz) {
+    const int32_t next = w - c - 1 < n ? w - c - 1 : n;  // bytes that have a successor in the row
+    const __m128i a = _mm_maskz_loadu_epi8(first(static_cast<size_t>(n)), k + c);
+    const __m128i b = _mm_maskz_loadu_epi8(first(static_cast<size_t>(next)), k + c + 1);
+    const uint32_t set = _mm_test_epi8_mask(a, a);
+    const uint32_t step = _mm_cmpeq_epi8_mask(_mm_sub_epi8(a, _mm_set1_epi8(1)), b);
+    nz = set;
+    return (set & ~step & first(static_cast<size_t>(next))) == 0;
   }
 
   static void copy(uint8_t* d, const uint8_t* s, size_t bytes) {

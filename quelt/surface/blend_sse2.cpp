@@ -29,6 +29,12 @@ struct sse2 {
     return _mm_srli_epi16(a, K);
   }
   static V or_and(V a, V b, V m) { return _mm_or_si128(a, _mm_and_si128(b, m)); }
+  // The pixels of v whose bit is set in m (4 bits), the others of old.
+  static V select(uint32_t m, V v, V old) {
+    const V bits = _mm_setr_epi32(1, 2, 4, 8);
+    const V take = _mm_cmpeq_epi32(_mm_and_si128(_mm_set1_epi32(static_cast<int>(m)), bits), bits);
+    return _mm_or_si128(_mm_and_si128(take, v), _mm_andnot_si128(take, old));
+  }
 
   static V alpha_weight(V s) {
     const V a = _mm_srli_epi32(s, 24);

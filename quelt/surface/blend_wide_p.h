@@ -18,6 +18,8 @@
 
 #include <quelt/surface/blend_p.h>
 
+#include <emmintrin.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -202,6 +204,17 @@ struct blend_span {
   K k;
   void operator()(uint8_t* d, const uint8_t* s, size_t n) const {
     size_t i = 0;
+    // On long stretches the target's vectors are aligned first, so that no load or store of the
+    // loop straddles two cache lines.
+    if (n >= 4 * S::N && reinterpret_cast<uintptr_t>(d) % 4 == 0) {
+      const size_t head = ((0 - reinterpret_cast<uintptr_t>(d)) % (S::N * 4)) / 4;
+      if constexpr (S::masked) {
+        if (head) S::store_part(d, k.step(S::load_part(d, head), K::src_part(s, head)), head);
+        i = head;
+      } else {
+        for (; i < head; ++i) k.one(d + i * 4, s + i * K::Bpp);
+      }
+    }
     for (; i + S::N <= n; i += S::N) {
       uint8_t* p = d + i * 4;
       S::store(p, k.step(S::load(p), K::src(s + i * K::Bpp)));
@@ -216,18 +229,127 @@ struct blend_span {
   }
 };
 
+// Up to 16 pixels of one case, of which those whose bit is set in `m` are processed and the
+// others keep their bytes. `n` pixels, all inside the rectangles, may be read.
+template <class S, class K>
+void blend_block(const K& k, uint8_t* d, const uint8_t* s, size_t n, uint32_t m) {
+  if constexpr (S::masked) {
+    static_assert(S::N == 16);
+    S::store_bits(d, k.step(S::load_part(d, n), K::src_part(s, n)), m);
+  } else {
+    constexpr uint32_t all = (1u << S::N) - 1;
+    for (size_t i = 0; i < n; i += S::N) {
+      const uint32_t mi = (m >> i) & all;
+      if (!mi) continue;
+      uint8_t* p = d + i * 4;
+      if (i + S::N <= n) {
+        const typename S::V old = S::load(p), v = k.step(old, K::src(s + i * K::Bpp));
+        S::store(p, mi == all ? v : S::select(mi, v, old));
+      } else {
+        for (size_t j = i; j < n; ++j)
+          if (m >> j & 1) k.one(d + j * 4, s + j * K::Bpp);
+      }
+    }
+  }
+}
+
+// Looks at the n <= 16 strip bytes from c on (w bytes in the row): sets the bits of those that
+// aren't 0 and tells whether each of them is followed by itself minus one, as in the runs that
+// sf_strip writes (1 is followed by 0). For such bytes the walk processes exactly the pixels
+// whose byte is 0: a jump from inside a run lands on the run's next 0, which comes where the
+// remaining count is a multiple of 256, or on the pixel after the run.
+template <class S>
+bool strip_block(const uint8_t* k, int32_t c, int32_t w, int32_t n, uint32_t& nz) {
+  if constexpr (S::masked) {
+    return S::strip_block(k, c, w, n, nz);
+  } else {
+    if (n == 16 && c + 17 <= w) {
+      const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(k + c));
+      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(k + c + 1));
+      nz = ~static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, _mm_setzero_si128()))) & 0xFFFF;
+      const uint32_t step =
+          static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_sub_epi8(a, _mm_set1_epi8(1)), b)));
+      return (nz & ~step) == 0;
+    }
+    nz = 0;
+    bool runs = true;
+    for (int32_t i = 0; i < n; ++i) {
+      if (!k[c + i]) continue;
+      nz |= 1u << i;
+      if (c + i + 1 < w && static_cast<uint8_t>(k[c + i] - 1) != k[c + i + 1]) runs = false;
+    }
+    return runs;
+  }
+}
+
+// One row of the reference walk over a skip table, in blocks of 16 pixels: the walk's jumps are
+// taken as it takes them, and the pixels that it processes inside a block, found from the block's
+// strip bytes, are blended in one masked step.
+template <class S, class K>
+void blend_strip_row(const K& k, uint8_t* d, const uint8_t* s, const uint8_t* strip, int32_t w) {
+  int32_t c = 0;
+  bool landed = false;  // c was reached by a jump: processed without a look at its byte
+  while (c < w) {
+    if (!landed && strip[c]) {
+      c += strip[c];
+      if (c >= w) return;
+    }
+    // The pixel at c is processed now: it was landed on, or its byte is 0.
+    landed = false;
+    const int32_t n = w - c < 16 ? w - c : 16;
+    uint32_t nz, m;
+    int32_t p;
+    if (strip_block<S>(strip, c, w, n, nz)) {
+      m = (~nz | 1u) & ((1u << n) - 1);
+      p = n;
+    } else {
+      // Bytes that runs don't explain: the walk step by step.
+      m = 1;
+      p = 1;
+      while (p < n) {
+        const uint32_t rest = nz >> p;
+        const int32_t zeros = rest ? __builtin_ctz(rest) : n - p;
+        m |= ((1u << zeros) - 1) << p;
+        p += zeros;
+        if (p >= n) break;
+        p += strip[c + p];
+        if (p >= n) {
+          landed = true;
+          break;
+        }
+        m |= 1u << p;
+        ++p;
+      }
+    }
+    blend_block<S>(k, d + static_cast<size_t>(c) * 4, s + static_cast<size_t>(c) * K::Bpp, static_cast<size_t>(n), m);
+    c += p;
+  }
+}
+
+// A copy over a skip table goes a stretch at a time: the pixel the walk lands on and those after
+// it whose strip byte is 0.
 template <class S, int Bpp>
 struct copy_span {
   void operator()(uint8_t* d, const uint8_t* s, size_t n) const { S::copy(d, s, n * Bpp); }
 };
 
-// The walk of the reference, a stretch at a time. Without a skip table a row is one stretch, and
-// rows that follow each other in both surfaces are one. With a table, the walk reads a strip byte
-// where the reference reads one, jumps where it jumps, and hands the stretch of pixels that it
-// would process one by one (the pixel it lands on, and those after it whose strip byte is 0) to
-// the wide path in one call.
-template <class S, int DstBpp, int SrcBpp, class Span>
-void walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr, const Span& span) {
+template <class S, int Bpp>
+void copy_strip_row(uint8_t* d, const uint8_t* s, const uint8_t* strip, int32_t w) {
+  int32_t c = 0;
+  while (c < w) {
+    c += strip[c];
+    if (c >= w) break;
+    const int32_t e = S::next_nonzero(strip, c + 1, w);
+    S::copy(d + static_cast<size_t>(c) * Bpp, s + static_cast<size_t>(c) * Bpp, static_cast<size_t>(e - c) * Bpp);
+    c = e;
+  }
+}
+
+// The reference walk over whole rows. Without a skip table a row is one stretch, and rows that
+// follow each other in both surfaces are one; with a table, `row` walks each row.
+template <int DstBpp, int SrcBpp, class Span, class Row>
+void walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr, const Span& span,
+          const Row& row) {
   const int32_t w = dr.right - dr.left, h = dr.bottom - dr.top;
   if (w <= 0 || h <= 0) return;
   const size_t dw = static_cast<size_t>(dst->width), sw = static_cast<size_t>(src->width);
@@ -242,21 +364,20 @@ void walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_re
     return;
   }
   const uint8_t* k = src->strip + static_cast<size_t>(sr.top) * sw + static_cast<size_t>(sr.left);
-  for (int32_t r = 0; r < h; ++r, d += dw * DstBpp, s += sw * SrcBpp, k += sw) {
-    int32_t c = 0;
-    while (c < w) {
-      c += k[c];
-      if (c >= w) break;
-      const int32_t e = S::next_nonzero(k, c + 1, w);
-      span(d + static_cast<size_t>(c) * DstBpp, s + static_cast<size_t>(c) * SrcBpp, static_cast<size_t>(e - c));
-      c = e;
-    }
-  }
+  for (int32_t r = 0; r < h; ++r, d += dw * DstBpp, s += sw * SrcBpp, k += sw) row(d, s, k, w);
 }
 
 template <class S, class K>
 void run(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr, const K& k) {
-  walk<S, 4, K::Bpp>(dst, dr, src, sr, blend_span<S, K>{k});
+  walk<4, K::Bpp>(dst, dr, src, sr, blend_span<S, K>{k},
+                  [&k](uint8_t* d, const uint8_t* s, const uint8_t* strip, int32_t w) {
+                    blend_strip_row<S>(k, d, s, strip, w);
+                  });
+}
+
+template <class S, int Bpp>
+void copy_walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr) {
+  walk<Bpp, Bpp>(dst, dr, src, sr, copy_span<S, Bpp>{}, copy_strip_row<S, Bpp>);
 }
 
 template <class S>
@@ -293,10 +414,10 @@ template <class S>
 void blend_copy(sf_surface* dst, sf_rect dr, sf_surface* src, sf_rect sr) {
   if (dst->bytes_per_pixel != src->bytes_per_pixel) return;
   switch (dst->bytes_per_pixel) {
-    case 1: walk<S, 1, 1>(dst, dr, src, sr, copy_span<S, 1>{}); break;
-    case 2: walk<S, 2, 2>(dst, dr, src, sr, copy_span<S, 2>{}); break;
-    case 3: walk<S, 3, 3>(dst, dr, src, sr, copy_span<S, 3>{}); break;
-    case 4: walk<S, 4, 4>(dst, dr, src, sr, copy_span<S, 4>{}); break;
+    case 1: copy_walk<S, 1>(dst, dr, src, sr); break;
+    case 2: copy_walk<S, 2>(dst, dr, src, sr); break;
+    case 3: copy_walk<S, 3>(dst, dr, src, sr); break;
+    case 4: copy_walk<S, 4>(dst, dr, src, sr); break;
     default: break;
   }
 }
