@@ -70,7 +70,12 @@ struct avx512 {
     we = _mm512_shuffle_epi8(v, lanes(_mm_setr_epi8(2, Z, 0, Z, 5, Z, 3, Z, 8, Z, 6, Z, 11, Z, 9, Z)));
     wo = _mm512_shuffle_epi8(v, lanes(_mm_setr_epi8(1, Z, Z, Z, 4, Z, Z, Z, 7, Z, Z, Z, 10, Z, Z, Z)));
   }
-  static void lcd(const uint8_t* s, V& we, V& wo) { lcd_from(_mm512_maskz_loadu_epi8(first_bytes(48), s), we, wo); }
+  // Exactly 48 bytes: 32 and 16, unmasked (a masked load costs more here).
+  static void lcd(const uint8_t* s, V& we, V& wo) {
+    const V v = _mm512_inserti32x4(_mm512_zextsi256_si512(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s))),
+                                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 32)), 2);
+    lcd_from(v, we, wo);
+  }
   static void lcd_part(const uint8_t* s, size_t n, V& we, V& wo) {
     lcd_from(_mm512_maskz_loadu_epi8(first_bytes(3 * n), s), we, wo);
   }
@@ -106,16 +111,6 @@ struct avx512 {
     }
   }
 
-  static void fill_opaque(uint8_t* d, size_t n, uint32_t color) {
-    const V c = set32(color);
-    size_t i = 0;
-    for (; i + 32 <= n; i += 32) {
-      store(d + i * 4, c);
-      store(d + i * 4 + 64, c);
-    }
-    for (; i + 16 <= n; i += 16) store(d + i * 4, c);
-    if (i < n) store_part(d + i * 4, c, n - i);
-  }
 };
 
 }  // namespace

@@ -64,15 +64,6 @@ struct sse2 {
 
   static void copy(uint8_t* d, const uint8_t* s, size_t bytes) { std::memcpy(d, s, bytes); }
 
-  static void fill_opaque(uint8_t* d, size_t n, uint32_t color) {
-    const V c = set32(color);
-    size_t i = 0;
-    for (; i + 8 <= n; i += 8) {
-      store(d + i * 4, c);
-      store(d + i * 4 + 16, c);
-    }
-    for (; i < n; ++i) std::memcpy(d + i * 4, &color, 4);
-  }
 };
 
 }  // namespace

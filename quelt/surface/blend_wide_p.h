@@ -9,7 +9,7 @@
 //   mask_weight(m)    N coverage bytes, each in both 16-bit halves of its pixel
 //   lcd(s, we, wo)    from N 3-byte pixels: we = (s2, s0), wo = (s1, 0) in the 16-bit halves
 //   next_nonzero(k, i, w)  the first index from i on below w whose byte isn't 0, else w
-//   copy(d, s, bytes), fill_opaque(d, n, color)
+//   copy(d, s, bytes)
 //
 // Every pixel goes through the same arithmetic as the scalar reference, so the results are the
 // same bytes. Everything here has internal linkage: the code compiled for one level must never
@@ -22,6 +22,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace quelt::blend {
 namespace {
@@ -235,7 +236,11 @@ template <class S, class K>
 void blend_block(const K& k, uint8_t* d, const uint8_t* s, size_t n, uint32_t m) {
   if constexpr (S::masked) {
     static_assert(S::N == 16);
-    S::store_bits(d, k.step(S::load_part(d, n), K::src_part(s, n)), m);
+    // Whole blocks load without a mask, which is cheaper.
+    if (n == S::N)
+      S::store_bits(d, k.step(S::load(d), K::src(s)), m);
+    else
+      S::store_bits(d, k.step(S::load_part(d, n), K::src_part(s, n)), m);
   } else {
     constexpr uint32_t all = (1u << S::N) - 1;
     for (size_t i = 0; i < n; i += S::N) {
@@ -423,34 +428,76 @@ void blend_copy(sf_surface* dst, sf_rect dr, sf_surface* src, sf_rect sr) {
 }
 
 // Translucent fill: the over rule with w = a and the colour as source, whose products are the
-// same for every pixel: new = (old × (255 − a) + c × a) >> 8, alpha with 256 × a.
+// same for every pixel: new = (old × (255 − a) + c × a) >> 8, alpha with 256 × a. A case
+// without a source, for blend_span.
 template <class S>
-void fill_translucent(uint8_t* d, size_t n, const rgba& c) {
+struct k_fill {
   using V = typename S::V;
-  const V ia = wide<S>::halves(255 - c.a);
-  const V ke = S::set32(((c.r * c.a) << 16) | (c.b * c.a));
-  const V ko = S::set32(((256 * c.a) << 16) | (c.g * c.a));
-  const V ff = S::set32(0x00FF00FF), hi = S::set32(0xFF00FF00);
-  auto step = [&](V x) {
-    const V re = S::template srl16<8>(S::add16(S::mullo16(S::and_(x, ff), ia), ke));
-    const V ro = S::add16(S::mullo16(S::template srl16<8>(x), ia), ko);
-    return S::or_and(re, ro, hi);
-  };
-  size_t i = 0;
-  for (; i + S::N <= n; i += S::N) S::store(d + i * 4, step(S::load(d + i * 4)));
-  if (i == n) return;
-  if constexpr (S::masked) {
-    S::store_part(d + i * 4, step(S::load_part(d + i * 4, n - i)), n - i);
-  } else {
-    const uint32_t ia1 = 255 - c.a, pb = c.b * c.a, pg = c.g * c.a, pr = c.r * c.a;
-    for (; i < n; ++i) {
-      uint8_t* p = d + i * 4;
-      p[0] = static_cast<uint8_t>((p[0] * ia1 + pb) >> 8);
-      p[1] = static_cast<uint8_t>((p[1] * ia1 + pg) >> 8);
-      p[2] = static_cast<uint8_t>((p[2] * ia1 + pr) >> 8);
-      p[3] = static_cast<uint8_t>(((p[3] * ia1) >> 8) + c.a);
-    }
+  static constexpr int Bpp = 0;
+  rgba c;
+  V ia = wide<S>::halves(255 - c.a);
+  V ke = S::set32(((c.r * c.a) << 16) | (c.b * c.a));
+  V ko = S::set32(((256 * c.a) << 16) | (c.g * c.a));
+  static int src(const uint8_t*) { return 0; }
+  static int src_part(const uint8_t*, size_t) { return 0; }
+  V step(V d, int) const {
+    const V re = S::template srl16<8>(S::add16(S::mullo16(S::and_(d, S::set32(0x00FF00FF)), ia), ke));
+    const V ro = S::add16(S::mullo16(S::template srl16<8>(d), ia), ko);
+    return S::or_and(re, ro, S::set32(0xFF00FF00));
   }
+  void one(uint8_t* p, const uint8_t*) const {
+    const uint32_t ia1 = 255 - c.a;
+    p[0] = static_cast<uint8_t>((p[0] * ia1 + c.b * c.a) >> 8);
+    p[1] = static_cast<uint8_t>((p[1] * ia1 + c.g * c.a) >> 8);
+    p[2] = static_cast<uint8_t>((p[2] * ia1 + c.r * c.a) >> 8);
+    p[3] = static_cast<uint8_t>(((p[3] * ia1) >> 8) + c.a);
+  }
+};
+
+// Beyond the second-level cache an opaque fill goes through the processor's string store, which
+// writes whole cache lines without reading them first; vector stores win below that.
+constexpr size_t string_store_bytes = 1 << 20;
+
+inline void string_store(uint8_t* d, size_t n, uint32_t color) {
+#if defined(__x86_64__)
+  if (reinterpret_cast<uintptr_t>(d) % 8) {
+    std::memcpy(d, &color, 4);
+    d += 4;
+    --n;
+  }
+  const uint64_t pair = color | static_cast<uint64_t>(color) << 32;
+  size_t count = n / 2;
+  __asm__ volatile("rep stosq" : "+D"(d), "+c"(count) : "a"(pair) : "memory");
+  if (n % 2) std::memcpy(d, &color, 4);
+#else
+  size_t count = n;
+  __asm__ volatile("rep stosl" : "+D"(d), "+c"(count) : "a"(color) : "memory");
+#endif
+}
+
+// Opaque fill stores the colour word; storing a pixel twice does no harm, so the first and the
+// last vector may overlap the aligned ones between them.
+template <class S>
+void fill_opaque(uint8_t* d, size_t n, uint32_t color) {
+  if (n * 4 >= string_store_bytes) return string_store(d, n, color);
+  const typename S::V c = S::set32(color);
+  if (n < S::N) {
+    if constexpr (S::masked) {
+      if (n) S::store_part(d, c, n);
+    } else {
+      for (size_t i = 0; i < n; ++i) std::memcpy(d + i * 4, &color, 4);
+    }
+    return;
+  }
+  S::store(d, c);
+  size_t i = reinterpret_cast<uintptr_t>(d) % 4 ? S::N : ((0 - reinterpret_cast<uintptr_t>(d)) % (S::N * 4)) / 4;
+  if (i == 0) i = S::N;
+  for (; i + 2 * S::N <= n; i += 2 * S::N) {
+    S::store(d + i * 4, c);
+    S::store(d + i * 4 + S::N * 4, c);
+  }
+  for (; i + S::N <= n; i += S::N) S::store(d + i * 4, c);
+  if (i < n) S::store(d + (n - S::N) * 4, c);
 }
 
 template <class S>
@@ -469,9 +516,9 @@ void fill(sf_surface* surface, sf_rect r) {
   }
   for (size_t y = 0; y < rows; ++y, row += stride) {
     if (c.a == 255)
-      S::fill_opaque(row, n, color);
+      fill_opaque<S>(row, n, color);
     else
-      fill_translucent<S>(row, n, c);
+      blend_span<S, k_fill<S>>{k_fill<S>{c}}(row, nullptr, n);
   }
 }
 
