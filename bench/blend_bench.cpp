@@ -13,11 +13,13 @@
 //   4b3b         OVER a solid colour through an a8r8g8b8 component-alpha mask
 //   copy         SRC a8r8g8b8 onto a8r8g8b8
 //   fill opaque  pixman_fill; fill translucent: OVER a solid colour
+// The skip table of the glyph-like mask (sf_strip) is timed against the scalar builder only.
 // The memcpy of a kernel copies as many bytes as the kernel writes, from a buffer of that size.
 #include <benchmark/benchmark.h>
 #include <pixman.h>
 #include <quelt/base/cpu_p.h>
 #include <quelt/processing/strip.h>
+#include <quelt/processing/strip_p.h>
 #include <quelt/surface/blend.h>
 #include <quelt/surface/blend_p.h>
 
@@ -208,6 +210,10 @@ void register_all() {
     });
     add("fill opaque/memset", size, [](Scene& s) { std::memset(s.dst.s.pixels, 0x5A, s.bytes()); });
 
+    // The skip table of the glyph-like mask: the wide builder against the scalar one.
+    add("strip glyphs/quelt", size, [](Scene& s) { sf_strip(&s.sparse.s); });
+    add("strip glyphs/scalar", size, [](Scene& s) { quelt::strip::build_scalar(&s.sparse.s); });
+
     add_levels("fill translucent", size, 0x80336699, [](const ops* t, Scene& s) {
       if (t)
         t->fill(&s.dst.s, s.all);
@@ -250,7 +256,8 @@ void print_ratios(const Recorder& rec) {
   const Row rows[] = {{"4b4b white", "memcpy", 1.5, 0.6}, {"4b4b tint", "memcpy", 1.5, 0.6},
                       {"4b1b dense", "memcpy", 1.5, 0.6}, {"4b1b glyphs", "memcpy", 0, 0},
                       {"4b3b", "memcpy", 1.5, 0.6},       {"copy", "memcpy", 0, 0.6},
-                      {"fill opaque", "memset", 0, 0.9},   {"fill translucent", "memcpy", 1.5, 0}};
+                      {"fill opaque", "memset", 0, 0.9},   {"fill translucent", "memcpy", 1.5, 0},
+                      {"strip glyphs", "memcpy", 0, 0}};
   auto at = [&](const std::string& k) {
     auto i = rec.time.find(k);
     return i == rec.time.end() ? 0.0 : i->second;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <quelt/base/cpu_p.h>
 #include <quelt/processing/strip.h>
+#include <quelt/processing/strip_p.h>
 #include <quelt/surface/blend_p.h>
 
 #include <cstring>
@@ -192,6 +193,25 @@ TEST(Levels, TablesExistUpToTheBestLevel) {
   }
   EXPECT_EQ(&quelt::blend::active(), quelt::blend::ops_for(static_cast<cpu_level>(best)));
   std::printf("best level on this processor: %s\n", quelt::cpu_level_name(static_cast<cpu_level>(best)));
+}
+
+// The wide skip-table builder against the scalar one: sparse, extreme and noisy pixels, runs
+// longer than 256 and widths around the 16-pixel blocks.
+TEST(Levels, WideStripBuilderWritesTheScalarTable) {
+  std::mt19937 rng(3);
+  for (int round = 0; round < 600; ++round) {
+    const int32_t bpp = round % 3 == 0 ? 1 : round % 3 == 1 ? 4 : 3;
+    const int32_t w = 1 + rng() % (round % 4 ? 70 : 900), h = 1 + rng() % 4;
+    Surface t(w, h, bpp);
+    paint(t, static_cast<content>(round % 3 == 2 ? rng() % 3 : 2), rng);
+    if (round % 5 == 0)  // 4-byte pixels empty but for one byte
+      for (size_t i = 0; i + 1 < t.size(); i += 1 + rng() % 40) t.s.pixels[i] = t.s.pixels[i] ? 0 : 1;
+    ASSERT_EQ(sf_strip(&t.s), 1);
+    const std::vector<uint8_t> want(t.s.strip, t.s.strip + static_cast<size_t>(w) * h);
+    quelt::strip::build_scalar(&t.s);
+    ASSERT_EQ(std::vector<uint8_t>(t.s.strip, t.s.strip + static_cast<size_t>(w) * h), want)
+        << "round " << round << ": " << w << "x" << h << "x" << bpp;
+  }
 }
 
 }  // namespace
