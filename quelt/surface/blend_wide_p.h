@@ -2,14 +2,16 @@
 // level's translation unit defines before it includes this file:
 //
 //   V, N              the vector type and the number of 4-byte pixels that it holds
-//   masked            true when partial vectors load and store under a mask (tails need no
-//                     pixel-by-pixel loop then; load_part/store_part/..._part exist)
 //   load, store, set32, and_, or_, xor_, add16, mullo16, mulhi16, srl16<k>, or_and(a, b, m)
 //   alpha_weight(s)   each pixel's alpha byte in both of its 16-bit halves
 //   mask_weight(m)    N coverage bytes, each in both 16-bit halves of its pixel
 //   lcd(s, we, wo)    from N 3-byte pixels: we = (s2, s0), wo = (s1, 0) in the 16-bit halves
 //   next_nonzero(k, i, w)  the first index from i on below w whose byte isn't 0, else w
 //   copy(d, s, bytes)
+//   masked            true when partial vectors load and store under a mask; then N is 16 and
+//                     load_part, store_part, mask_weight_part, lcd_part (n < N pixels),
+//                     store_bits (the pixels of a bit mask) and strip_block exist; else
+//                     select(m, v, old) picks pixels by the bits of m, and tails go pixel by pixel
 //
 // Every pixel goes through the same arithmetic as the scalar reference, so the results are the
 // same bytes. Everything here has internal linkage: the code compiled for one level must never
@@ -54,7 +56,7 @@ struct wide {
   using V = typename S::V;
 
   // new = (old × (255 − w) + source × w) >> 8 on every byte. w holds each pixel's weight in
-  // both 16-bit halves; se holds the source's blue and red, so its green and alpha.
+  // both 16-bit halves; se holds the source's blue and red, so its green and 256 for alpha.
   static V over(V d, V w, V se, V so) {
     const V iw = S::xor_(w, S::set32(0x00FF00FF));
     const V re = S::template srl16<8>(
