@@ -65,7 +65,8 @@ struct Kernel {
   int32_t src_bpp;
 };
 const Kernel kernels[] = {{"4b4b", &ops::blend_4b4b, 4}, {"4b1b", &ops::blend_4b1b, 1}, {"4b3b", &ops::blend_4b3b, 3},
-                          {"copy", &ops::blend_copy, 4}, {"copy1", &ops::blend_copy, 1}, {"copy3", &ops::blend_copy, 3}};
+                          {"copy", &ops::blend_copy, 4}, {"copy1", &ops::blend_copy, 1}, {"copy2", &ops::blend_copy, 2},
+                          {"copy3", &ops::blend_copy, 3}};
 
 // One random blend: surfaces, rectangles, content, colour and skip table; `run` applies the
 // kernel under test and the result is compared with the scalar kernel's.
@@ -121,7 +122,7 @@ TEST(Levels, EveryLevelBlendsLikeTheScalarKernels) {
 
 // The exported kernels run the best level, or the scalar one when the pixels share memory.
 TEST(Levels, ExportedKernelsBlendLikeTheScalarKernels) {
-  const sf_blend_kernel exported[] = {sf_blend_4b4b, sf_blend_4b1b, sf_blend_4b3b,
+  const sf_blend_kernel exported[] = {sf_blend_4b4b, sf_blend_4b1b, sf_blend_4b3b, sf_blend_copy,
                                       sf_blend_copy, sf_blend_copy, sf_blend_copy};
   for (size_t i = 0; i < std::size(kernels); ++i)
     random_blends(kernels[i], 300, 29, [&](sf_surface* d, sf_rect dr, sf_surface* s, sf_rect sr) {
