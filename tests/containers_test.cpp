@@ -186,7 +186,7 @@ TEST(Vector, FailedAllocationsTraceAndKeepState) {
        "vector.cpp:N:\t\tvect_size: malloc\nvector.cpp:N:\tvect_size.\n"
        "vector.cpp:N:\t\tvect_alloc: \nvector.cpp:N:\tvect_alloc.\n"
        "vector.cpp:N:\t\tvect_insert: \nvector.cpp:N:\tvect_insert.\n"},
-      {"erase", [](vect_vector* v) { return static_cast<int>(vect_erase(v, nullptr, 0, 1)); },
+      {"erase", [](vect_vector* v) { return static_cast<int>(vect_erase(v, nullptr, 3, 1)); },
        "vector.cpp:N:\t\tvect_size: malloc\nvector.cpp:N:\tvect_size.\n"
        "vector.cpp:N:\t\tvect_free: \nvector.cpp:N:\tvect_free.\n"
        "vector.cpp:N:\t\tvect_erase: \nvector.cpp:N:\tvect_erase.\n"},
@@ -201,6 +201,7 @@ TEST(Vector, FailedAllocationsTraceAndKeepState) {
     if (std::string(c.name) == "push" || std::string(c.name) == "insert") ASSERT_EQ(vect_size(a.v, 32), 1);
     const int32_t size = a.v->size, capacity = a.v->capacity;
     const uint8_t* data = a.v->data;
+    const std::vector<int32_t> items = a.items();
     std::string trace;
     {
       qtest::Stdout out;
@@ -213,6 +214,7 @@ TEST(Vector, FailedAllocationsTraceAndKeepState) {
     EXPECT_EQ(a.v->size, size);
     EXPECT_EQ(a.v->capacity, capacity);
     EXPECT_EQ(a.v->data, data);
+    EXPECT_EQ(a.items(), items);  // nothing moved, nothing duplicated
     EXPECT_LE(a.v->size, a.v->capacity);
   }
   vect_vector* v = reinterpret_cast<vect_vector*>(1);

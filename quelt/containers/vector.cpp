@@ -14,9 +14,11 @@ uint8_t* slot(vect_vector* v, int64_t index) {
   return v->data + static_cast<size_t>(index) * static_cast<size_t>(v->unit);
 }
 
-// The resize behind vect_size, vect_alloc and vect_free. Takes the size as a 64-bit value so
-// that callers adding or subtracting counts cannot overflow on the way in.
-int32_t resize(vect_vector* v, int64_t n) {
+// The resize behind vect_size, vect_alloc, vect_free and vect_erase. Takes the size as a 64-bit
+// value so that callers adding or subtracting counts cannot overflow on the way in. `gap`
+// elements at `gap_at` are dropped on the way (vect_erase): they are closed up only once the new
+// block exists, so a failed allocation leaves every element where it was.
+int32_t resize(vect_vector* v, int64_t n, int64_t gap_at = 0, int64_t gap = 0) {
   if (n < 1) {
     std::free(v->data);
     v->data = nullptr;
@@ -31,7 +33,10 @@ int32_t resize(vect_vector* v, int64_t n) {
     refused = capacity > std::numeric_limits<int32_t>::max() ||
               static_cast<uint64_t>(capacity) > SIZE_MAX / static_cast<uint64_t>(v->unit);
   }
+  const size_t unit = v->unit > 0 ? static_cast<size_t>(v->unit) : 0;
+  const int64_t behind = gap ? v->size - (gap_at + gap) : 0;
   if (!refused && capacity == v->capacity) {
+    if (behind > 0) std::memmove(slot(v, gap_at), slot(v, gap_at + gap), static_cast<size_t>(behind) * unit);
     v->size = static_cast<int32_t>(n);
     return 1;
   }
@@ -39,8 +44,13 @@ int32_t resize(vect_vector* v, int64_t n) {
                            : static_cast<uint8_t*>(std::malloc(static_cast<size_t>(capacity) *
                                                                static_cast<size_t>(v->unit)));
   if (!block) return 0;
-  int64_t keep = n < v->size ? n : v->size;
-  if (keep > 0 && v->data) std::memcpy(block, v->data, static_cast<size_t>(keep) * v->unit);
+  if (gap) {
+    std::memcpy(block, v->data, static_cast<size_t>(gap_at) * unit);
+    if (behind > 0) std::memcpy(block + gap_at * unit, slot(v, gap_at + gap), static_cast<size_t>(behind) * unit);
+  } else {
+    int64_t keep = n < v->size ? n : v->size;
+    if (keep > 0 && v->data) std::memcpy(block, v->data, static_cast<size_t>(keep) * unit);
+  }
   std::free(v->data);
   v->data = block;
   v->capacity = static_cast<int32_t>(capacity);
@@ -50,8 +60,8 @@ int32_t resize(vect_vector* v, int64_t n) {
 
 // vect_size is the one place where memory changes; vect_alloc and vect_free reach it with a
 // 64-bit size. A failed allocation is traced as vect_size's, as when it is called directly.
-int32_t size_to(vect_vector* v, int64_t n) {
-  if (resize(v, n)) return 1;
+int32_t size_to(vect_vector* v, int64_t n, int64_t gap_at = 0, int64_t gap = 0) {
+  if (resize(v, n, gap_at, gap)) return 1;
   quelt::trace_fail(__FILE_NAME__, __LINE__, "vect_size", "malloc");
   quelt::trace_exit(__FILE_NAME__, __LINE__, "vect_size");
   return 0;
@@ -189,11 +199,13 @@ int32_t vect_insert(vect_vector* vector, const void* source, int32_t index, int3
 int32_t vect_erase(vect_vector* vector, void* destination, int32_t index, int32_t count) {
   int64_t last = static_cast<int64_t>(index) + count - 1;
   if (count < 1 || index < 0 || index >= vector->size || last < 0 || last >= vector->size) return 0;
-  size_t unit = static_cast<size_t>(vector->unit);
-  if (destination) std::memcpy(destination, slot(vector, index), static_cast<size_t>(count) * unit);
-  int64_t behind = vector->size - (last + 1);
-  if (behind > 0) std::memmove(slot(vector, index), slot(vector, last + 1), static_cast<size_t>(behind) * unit);
-  if (!vect_free(vector, count)) {
+  if (destination)
+    std::memcpy(destination, slot(vector, index), static_cast<size_t>(count) * static_cast<size_t>(vector->unit));
+  // Closing the gap and shrinking are one step, so that a failed shrink duplicates nothing;
+  // it fails as vect_free would.
+  if (!size_to(vector, static_cast<int64_t>(vector->size) - count, index, count)) {
+    quelt::trace_fail(__FILE_NAME__, __LINE__, "vect_free", "");
+    quelt::trace_exit(__FILE_NAME__, __LINE__, "vect_free");
     QUELT_FAIL("");
     QUELT_EXIT();
     return 0;

@@ -1,8 +1,9 @@
-# The platform layer: on Windows the real Win32 interface, elsewhere quelt's X11 layer.
+# The platform layer: on Windows the real Win32 interface, elsewhere quelt's X11 layer over
+# Xlib, with MIT-SHM (libXext) for presenting pixels.
 if(WIN32)
   target_link_libraries(quelt PRIVATE user32 gdi32)
 else()
-  pkg_check_modules(QUELT_X11 REQUIRED IMPORTED_TARGET x11)
+  pkg_check_modules(QUELT_X11 REQUIRED IMPORTED_TARGET x11 xext)
   target_sources(quelt PRIVATE ${QUELT_X11_SOURCES})
   target_link_libraries(quelt PRIVATE PkgConfig::QUELT_X11)
 endif()

@@ -1,0 +1,224 @@
+// Frames per second of ctl_window_update on a 1920 × 1080 window, through MIT-SHM and through
+// the plain XPutImage fallback, beside SDL2 putting the same frame on a window of the same size
+// with SDL_UpdateWindowSurface, and beside a memcpy of the frame (the limit).
+//
+// The program starts two private Xvfb servers (1920 × 1080, 24 bits): one with MIT-SHM, one
+// without it, which is what drives quelt onto its fallback. It stops both before it exits.
+#include <benchmark/benchmark.h>
+#include <quelt/quelt.h>
+
+#ifdef QUELT_BENCH_SDL2
+#include <SDL.h>
+#endif
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int kWidth = 1920, kHeight = 1080;
+constexpr size_t kBytes = size_t{kWidth} * kHeight * 4;
+
+std::vector<uint8_t> frame(kBytes);
+std::string shm_display, plain_display;
+
+// A private X server; only the process started here is ever stopped.
+struct Server {
+  pid_t pid = -1;
+  std::string name;
+
+  bool start(bool with_shm) {
+    for (int n = 140; n < 200; ++n) {
+      std::string lock = "/tmp/.X" + std::to_string(n) + "-lock";
+      std::string socket = "/tmp/.X11-unix/X" + std::to_string(n);
+      struct stat st;
+      if (stat(lock.c_str(), &st) == 0 || stat(socket.c_str(), &st) == 0) continue;
+      name = ":" + std::to_string(n);
+      pid = fork();
+      if (pid == 0) {
+        freopen("/dev/null", "w", stdout);
+        freopen("/dev/null", "w", stderr);
+        if (with_shm)
+          execlp("Xvfb", "Xvfb", name.c_str(), "-screen", "0", "1920x1080x24", "-nolisten", "tcp",
+                 "-noreset", static_cast<char*>(nullptr));
+        else
+          execlp("Xvfb", "Xvfb", name.c_str(), "-screen", "0", "1920x1080x24", "-nolisten", "tcp",
+                 "-noreset", "-extension", "MIT-SHM", static_cast<char*>(nullptr));
+        _exit(127);
+      }
+      for (int i = 0; i < 200; ++i) {
+        if (stat(socket.c_str(), &st) == 0) return true;
+        int status = 0;
+        if (waitpid(pid, &status, WNOHANG) == pid) {
+          pid = -1;
+          return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      }
+      stop();
+      return false;
+    }
+    return false;
+  }
+
+  void stop() {
+    if (pid <= 0) return;
+    kill(pid, SIGTERM);
+    waitpid(pid, nullptr, 0);
+    pid = -1;
+  }
+};
+
+void pump_for(int ms) {
+  auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+  while (std::chrono::steady_clock::now() < end) {
+    ctl_do_events();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+}
+
+void quelt_update(benchmark::State& state, const std::string* display) {
+  setenv("DISPLAY", display->c_str(), 1);
+  static const uint16_t caption[] = {'b', 'e', 'n', 'c', 'h', 0};
+  ctl_window_rec* w = nullptr;
+  sf_surface* s = ctl_window(&w, caption, kWidth, kHeight);
+  if (!s || !s->pixels) {
+    state.SkipWithError("no window");
+    ctl_window_release(&w);
+    return;
+  }
+  ctl_window_movc(w, kWidth, kHeight, 0, 0);
+  ctl_window_show(w);
+  pump_for(100);
+  std::memcpy(s->pixels, frame.data(), kBytes);
+  for (auto _ : state) ctl_window_update(w);
+  state.SetItemsProcessed(state.iterations());
+  ctl_window_release(&w);  // the last window: the connection closes with it
+}
+
+#ifdef QUELT_BENCH_SDL2
+void sdl_update(benchmark::State& state) {
+  setenv("DISPLAY", shm_display.c_str(), 1);
+  setenv("SDL_VIDEODRIVER", "x11", 1);
+  // SDL's own X11 framebuffer (MIT-SHM where it can), not a GPU renderer under the surface:
+  // the same road as quelt's, for CPU pixels.
+  SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
+  if (SDL_Init(SDL_INIT_VIDEO) != 0) {
+    state.SkipWithError(SDL_GetError());
+    return;
+  }
+  SDL_Window* window = SDL_CreateWindow("sdl", 0, 0, kWidth, kHeight, SDL_WINDOW_SHOWN);
+  SDL_Surface* surface = window ? SDL_GetWindowSurface(window) : nullptr;
+  if (!surface || surface->format->BytesPerPixel != 4) {
+    state.SkipWithError("no 32-bit window surface");
+    if (window) SDL_DestroyWindow(window);
+    SDL_Quit();
+    return;
+  }
+  for (int i = 0; i < 50; ++i) {
+    SDL_PumpEvents();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  SDL_LockSurface(surface);
+  for (int y = 0; y < kHeight; ++y)
+    std::memcpy(static_cast<uint8_t*>(surface->pixels) + static_cast<size_t>(y) * surface->pitch,
+                frame.data() + static_cast<size_t>(y) * kWidth * 4, size_t{kWidth} * 4);
+  SDL_UnlockSurface(surface);
+  for (auto _ : state) SDL_UpdateWindowSurface(window);
+  state.SetItemsProcessed(state.iterations());
+  SDL_DestroyWindow(window);
+  SDL_Quit();
+}
+#endif
+
+void copy_frame(benchmark::State& state) {
+  std::vector<uint8_t> target(kBytes);
+  for (auto _ : state) {
+    std::memcpy(target.data(), frame.data(), kBytes);
+    benchmark::DoNotOptimize(target.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+// Keeps each benchmark's seconds per frame, for the ratios printed at the end.
+class Reporter : public benchmark::ConsoleReporter {
+ public:
+  std::map<std::string, double> seconds;
+  void ReportRuns(const std::vector<Run>& runs) override {
+    // One run, or the median of repetitions.
+    for (const Run& run : runs) {
+      bool usable = run.run_type == Run::RT_Iteration || run.aggregate_name == "median";
+      if (!run.error_occurred && usable)
+        seconds[run.run_name.function_name] =
+            run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  Server with_shm, without_shm;
+  if (!with_shm.start(true) || !without_shm.start(false)) {
+    std::puts("window_bench: Xvfb could not be started; nothing measured");
+    with_shm.stop();
+    without_shm.stop();
+    return 0;
+  }
+  shm_display = with_shm.name;
+  plain_display = without_shm.name;
+  for (size_t i = 0; i < kBytes; i += 4) {
+    size_t p = i / 4;
+    frame[i] = static_cast<uint8_t>(p % kWidth);
+    frame[i + 1] = static_cast<uint8_t>(p / kWidth);
+    frame[i + 2] = static_cast<uint8_t>(p * 7);
+    frame[i + 3] = 255;
+  }
+
+  benchmark::RegisterBenchmark("memcpy_frame", copy_frame)->UseRealTime()->Unit(benchmark::kMicrosecond);
+  benchmark::RegisterBenchmark("quelt_update_mitshm", quelt_update, &shm_display)
+      ->UseRealTime()->Unit(benchmark::kMicrosecond);
+  benchmark::RegisterBenchmark("quelt_update_xputimage", quelt_update, &plain_display)
+      ->UseRealTime()->Unit(benchmark::kMicrosecond);
+#ifdef QUELT_BENCH_SDL2
+  benchmark::RegisterBenchmark("sdl2_update_window_surface", sdl_update)
+      ->UseRealTime()->Unit(benchmark::kMicrosecond);
+#endif
+  Reporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  with_shm.stop();
+  without_shm.stop();
+
+  auto fps = [&](const char* name) {
+    auto it = reporter.seconds.find(name);
+    return it == reporter.seconds.end() || it->second <= 0 ? 0.0 : 1.0 / it->second;
+  };
+  double shm = fps("quelt_update_mitshm"), plain = fps("quelt_update_xputimage");
+  double sdl = fps("sdl2_update_window_surface"), copy = fps("memcpy_frame");
+  std::printf("\n1920x1080 frames per second: quelt MIT-SHM %.0f, quelt XPutImage %.0f, SDL2 %.0f, memcpy %.0f\n",
+              shm, plain, sdl, copy);
+  auto ratio = [](const char* label, double a, double b) {
+    if (a > 0 && b > 0) std::printf("ratio %-52s %.2f\n", label, a / b);
+  };
+  ratio("quelt MIT-SHM fps / SDL2 fps (higher is better):", shm, sdl);
+  ratio("quelt XPutImage fps / SDL2 fps (higher is better):", plain, sdl);
+  ratio("quelt MIT-SHM fps / memcpy fps (the limit is 1):", shm, copy);
+  ratio("quelt XPutImage fps / memcpy fps (the limit is 1):", plain, copy);
+  ratio("quelt MIT-SHM fps / quelt XPutImage fps:", shm, plain);
+  return 0;
+}

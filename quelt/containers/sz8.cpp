@@ -1,0 +1,97 @@
+#include <quelt/containers/sz8.h>
+
+#include <quelt/base/trace.h>
+#include <quelt/containers/sz8_p.h>
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+constexpr long kBlock = 8;
+constexpr long kLimit = 63;  // bytes of blocks a reader accepts: 7 blocks, 55 characters
+}  // namespace
+
+namespace quelt {
+
+int32_t sz8_read_checked(FILE* stream, char* destination, bool* failed) {
+  *failed = false;
+  if (!stream) return 0;
+  const long start = std::ftell(stream);
+  if (start < 0) return 0;
+  // Read blocks up to the last one: the first whose byte 7 is zero. Past the limit the answer
+  // is 0 whatever follows, so the scan stops there. The blocks are kept, so that a string read
+  // whole costs no seek (every fseek is a system call in a common C library).
+  char blocks[kLimit + 1];
+  long length = 0;
+  for (;;) {
+    if (std::fread(blocks + length, 1, kBlock, stream) != static_cast<size_t>(kBlock)) {
+      std::fseek(stream, start, SEEK_SET);
+      return 0;
+    }
+    length += kBlock;
+    if (length > kLimit) {
+      std::fseek(stream, start, SEEK_SET);
+      return 0;
+    }
+    if (blocks[length - 1] == 0) break;
+  }
+  auto* text = static_cast<char*>(std::malloc(static_cast<size_t>(length)));
+  if (!text) {
+    std::fseek(stream, start, SEEK_SET);
+    *failed = true;
+    trace_fail(__FILE_NAME__, __LINE__, "sz8_read", "malloc");
+    trace_exit(__FILE_NAME__, __LINE__, "sz8_read");
+    return 0;
+  }
+  std::memcpy(text, blocks, static_cast<size_t>(length));
+  // The last byte of the last block is zero, so the text is terminated inside the buffer.
+  if (text[0] == 0) {
+    std::free(text);
+    std::fseek(stream, start, SEEK_SET);
+    return 0;
+  }
+  if (destination) std::strcpy(destination, text);
+  const auto n = static_cast<int32_t>(std::strlen(text));
+  std::free(text);
+  return n;
+}
+
+int32_t sz8_write_appending(FILE* stream, const char* text) {
+  static const char zeros[kBlock] = {};
+  const size_t n = std::strlen(text);
+  if (std::fwrite(text, 1, n, stream) != n || std::fwrite(zeros, 1, 8 - n % 8, stream) != 8 - n % 8) {
+    trace_fail(__FILE_NAME__, __LINE__, "sz8_write", "fwrite");
+    trace_exit(__FILE_NAME__, __LINE__, "sz8_write");
+    return 0;
+  }
+  return 1;
+}
+
+}  // namespace quelt
+
+extern "C" {
+
+int32_t sz8_read(FILE* stream, char* destination) {
+  bool failed;
+  return quelt::sz8_read_checked(stream, destination, &failed);
+}
+
+int32_t sz8_write(FILE* stream, const char* text) {
+  if (!stream || !text) return 0;
+  const size_t n = std::strlen(text);
+  if (std::fwrite(text, 1, n, stream) != n) {
+    QUELT_FAIL("fwrite");
+    QUELT_EXIT();
+    return 0;
+  }
+  // Skip the padding; the final zero byte extends the file over it.
+  std::fseek(stream, static_cast<long>(7 - n % 8), SEEK_CUR);
+  if (std::fputc(0, stream) == EOF) {
+    QUELT_FAIL("fputc");
+    QUELT_EXIT();
+    return 0;
+  }
+  return 1;
+}
+
+}  // extern "C"

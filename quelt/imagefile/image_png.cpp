@@ -1,0 +1,277 @@
+// PNG files through libpng. libpng reports errors by a long jump back to the setjmp of the
+// calling function, so each function here that sets one keeps only trivially destructible
+// locals alive across libpng calls, and what its failure path reads after the jump is volatile.
+#include <quelt/imagefile/image.h>
+
+#include <quelt/base/trace.h>
+
+#include <png.h>
+
+#include <csetjmp>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+// Limits for reading files from anywhere: libpng's own default side limit, made explicit, and
+// bounds for ancillary chunks, which libpng would otherwise allocate at whatever size a file
+// announces.
+constexpr png_uint_32 kMaxSide = 1000000;
+constexpr png_uint_32 kMaxChunks = 1000;
+constexpr png_alloc_size_t kMaxChunkBytes = 8u << 20;
+// Deflate never does better than 1032 to 1 (a 258-byte match in two bits), so image data that
+// would need more than that from the whole file can't be in it.
+constexpr uint64_t kDeflateBestRatio = 1032;
+
+// Size of an open file in bytes, or -1 when the stream can't tell; the position goes back to
+// the start.
+int64_t file_size(FILE* file) {
+  if (std::fseek(file, 0, SEEK_END) != 0) return -1;
+  const long size = std::ftell(file);
+  std::rewind(file);
+  return size < 0 ? -1 : size;
+}
+
+// Ends a read that failed: the row table, the surface when it was made, both libpng
+// structures and the file.
+void abandon_read(png_structp png, png_infop info, FILE* file, png_bytep* rows, sf_surface* made) {
+  std::free(rows);
+  if (made) sf_release(made);
+  png_destroy_read_struct(&png, info ? &info : nullptr, nullptr);
+  std::fclose(file);
+}
+
+void abandon_write(png_structp png, png_infop info, png_bytep* rows) {
+  std::free(rows);
+  png_destroy_write_struct(&png, info ? &info : nullptr);
+}
+
+// A surface whose buffer holds width × height × bytes_per_pixel bytes, at least one of them.
+bool has_pixels(const sf_surface* surface) {
+  return surface->pixels && surface->width > 0 && surface->height > 0 && surface->bytes_per_pixel > 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t sf_image_png_read(sf_surface* surface, const char* path) {
+  FILE* volatile const file = path ? std::fopen(path, "rb") : nullptr;
+  if (!file) {
+    QUELT_FAIL("fopen");
+    QUELT_EXIT();
+    return 0;
+  }
+  const int64_t size = file_size(file);
+  png_structp volatile const png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  if (!png) {
+    QUELT_FAIL("png_create_read_struct");
+    std::fclose(file);
+    QUELT_EXIT();
+    return 0;
+  }
+  png_infop volatile const info = png_create_info_struct(png);
+  if (!info) {
+    QUELT_FAIL("png_create_info_struct");
+    abandon_read(png, nullptr, file, nullptr, nullptr);
+    QUELT_EXIT();
+    return 0;
+  }
+
+  // The one jump target of the read. Everything that its failure path reads is volatile: png,
+  // info and file, which don't change from here on, the row table and whether the surface was
+  // made, which do.
+  png_bytep* volatile rows = nullptr;
+  volatile bool made = false;
+  if (setjmp(png_jmpbuf(png))) {
+    QUELT_FAIL("png_jmpbuf");
+    abandon_read(png, info, file, rows, made ? surface : nullptr);
+    QUELT_EXIT();
+    return 0;
+  }
+  png_set_user_limits(png, kMaxSide, kMaxSide);
+  png_set_chunk_cache_max(png, kMaxChunks);
+  png_set_chunk_malloc_max(png, kMaxChunkBytes);
+  // No ancillary chunk matters to a surface (tRNS aside, which libpng keeps): skip them all
+  // unread. Besides saving the work, this keeps libpng from allocating and clearing a buffer of
+  // whatever size a text chunk announces, which its size limit only warns about. The call
+  // allocates, so it comes after the jump target.
+  png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+  png_init_io(png, file);
+  png_read_info(png, info);
+  if (png_get_bit_depth(png, info) != 8) {
+    QUELT_FAIL("invalid bit depth");
+    abandon_read(png, info, file, nullptr, nullptr);
+    QUELT_EXIT();
+    return 0;
+  }
+  const int type = png_get_color_type(png, info);
+  if (type != PNG_COLOR_TYPE_GRAY && type != PNG_COLOR_TYPE_PALETTE && type != PNG_COLOR_TYPE_GRAY_ALPHA &&
+      type != PNG_COLOR_TYPE_RGB && type != PNG_COLOR_TYPE_RGB_ALPHA) {
+    QUELT_FAIL("invalid color type");
+    abandon_read(png, info, file, nullptr, nullptr);
+    QUELT_EXIT();
+    return 0;
+  }
+  const png_uint_32 width = png_get_image_width(png, info);
+  const png_uint_32 height = png_get_image_height(png, info);
+  const int32_t bytes_per_pixel = type == PNG_COLOR_TYPE_RGB || type == PNG_COLOR_TYPE_RGB_ALPHA ? 4 : 1;
+  // Checked before libpng sizes its row buffers and before the surface is made: a small file
+  // must not make either ask for more than its data could ever fill.
+  const uint64_t packed = uint64_t{width} * height * png_get_channels(png, info);
+  if (size >= 0 && packed > static_cast<uint64_t>(size) * kDeflateBestRatio)
+    png_error(png, "image data larger than the file can hold");
+
+  // Grey with alpha keeps its grey values; RGB and RGBA come as B, G, R (, A), the memory order
+  // of a 4-byte pixel. Interlaced files are put together by libpng.
+  if (type == PNG_COLOR_TYPE_GRAY_ALPHA) png_set_strip_alpha(png);
+  if (bytes_per_pixel == 4) png_set_bgr(png);
+  png_set_interlace_handling(png);
+  png_read_update_info(png, info);
+  // RGB rows lie packed at 3 bytes per pixel in the first three quarters of the buffer and are
+  // widened afterwards; every other row is a surface row. Nothing longer may reach the buffer.
+  const size_t row_bytes = png_get_rowbytes(png, info);
+  const size_t pixel_bytes = type == PNG_COLOR_TYPE_RGB ? 3 : static_cast<size_t>(bytes_per_pixel);
+  if (row_bytes != size_t{width} * pixel_bytes) png_error(png, "unexpected row size");
+
+  if (!sf_create(surface, static_cast<int32_t>(width), static_cast<int32_t>(height), bytes_per_pixel)) {
+    QUELT_FAIL("");
+    abandon_read(png, info, file, nullptr, nullptr);
+    QUELT_EXIT();
+    return 0;
+  }
+  made = true;
+  rows = static_cast<png_bytep*>(std::malloc(size_t{height} * sizeof(png_bytep)));
+  if (!rows) {
+    QUELT_FAIL("malloc");
+    abandon_read(png, info, file, nullptr, surface);
+    QUELT_EXIT();
+    return 0;
+  }
+  for (size_t y = 0; y < height; ++y) rows[y] = surface->pixels + y * row_bytes;
+  png_read_image(png, rows);
+  std::free(rows);
+  rows = nullptr;
+  png_read_end(png, info);
+  png_structp done = png;
+  png_infop done_info = info;
+  png_destroy_read_struct(&done, &done_info, nullptr);
+  std::fclose(file);
+  if (type == PNG_COLOR_TYPE_RGB) sf_image_png_expand_2432(surface, 255);
+  return 1;
+}
+
+int32_t sf_image_png_load(sf_surface* surface, const char* path) { return sf_image_png_read(surface, path); }
+
+int32_t sf_image_png_store_stream(sf_surface* surface, FILE* stream) {
+  if (!has_pixels(surface) || !stream) {
+    QUELT_EXIT();
+    return 0;
+  }
+  png_structp volatile const png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  if (!png) {
+    QUELT_FAIL("png_create_write_struct");
+    QUELT_EXIT();
+    return 0;
+  }
+  png_infop volatile const info = png_create_info_struct(png);
+  if (!info) {
+    QUELT_FAIL("png_create_info_struct");
+    abandon_write(png, nullptr, nullptr);
+    QUELT_EXIT();
+    return 0;
+  }
+  // Everything that the failure paths read is volatile: the two structures and the row table.
+  png_bytep* volatile rows = nullptr;
+  if (setjmp(png_jmpbuf(png))) {
+    QUELT_FAIL("");
+    abandon_write(png, info, rows);
+    QUELT_EXIT();
+    return 0;
+  }
+  png_init_io(png, stream);
+
+  if (setjmp(png_jmpbuf(png))) {
+    QUELT_FAIL("setjmp");
+    abandon_write(png, info, rows);
+    QUELT_EXIT();
+    return 0;
+  }
+  const int type = surface->bytes_per_pixel == 4   ? PNG_COLOR_TYPE_RGB_ALPHA
+                   : surface->bytes_per_pixel == 3 ? PNG_COLOR_TYPE_RGB
+                                                   : PNG_COLOR_TYPE_GRAY;
+  png_set_IHDR(png, info, static_cast<png_uint_32>(surface->width), static_cast<png_uint_32>(surface->height), 8,
+               type, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_write_info(png, info);
+
+  if (setjmp(png_jmpbuf(png))) {
+    QUELT_FAIL("setjmp");
+    abandon_write(png, info, rows);
+    QUELT_EXIT();
+    return 0;
+  }
+  // Surface pixels are B, G, R (, A) in memory; for grey files the call changes nothing.
+  png_set_bgr(png);
+  rows = static_cast<png_bytep*>(std::malloc(static_cast<size_t>(surface->height) * sizeof(png_bytep)));
+  if (!rows) {
+    QUELT_FAIL("malloc");
+    abandon_write(png, info, nullptr);
+    QUELT_EXIT();
+    return 0;
+  }
+  // Rows of a grey file from a surface of another pixel size are its first width × height
+  // bytes: never more than the buffer holds.
+  const size_t row_bytes = png_get_rowbytes(png, info);
+  for (size_t y = 0; y < static_cast<size_t>(surface->height); ++y) rows[y] = surface->pixels + y * row_bytes;
+  png_write_image(png, rows);
+  std::free(rows);
+  rows = nullptr;
+
+  if (setjmp(png_jmpbuf(png))) {
+    QUELT_FAIL("setjmp");
+    abandon_write(png, info, nullptr);
+    QUELT_EXIT();
+    return 0;
+  }
+  png_write_end(png, nullptr);
+  png_structp done = png;
+  png_infop done_info = info;
+  png_destroy_write_struct(&done, &done_info);
+  return 1;
+}
+
+int32_t sf_image_png_store(sf_surface* surface, const char* path) {
+  // Refused before the file is opened, so that an existing file isn't emptied for nothing.
+  if (!has_pixels(surface)) {
+    QUELT_EXIT();
+    return 0;
+  }
+  FILE* file = path ? std::fopen(path, "wb") : nullptr;
+  if (!file) {
+    QUELT_FAIL("fopen");
+    QUELT_EXIT();
+    return 0;
+  }
+  // A failure of the stream writer has been traced there; what was written stays in the file.
+  const int32_t stored = sf_image_png_store_stream(surface, file);
+  std::fclose(file);
+  return stored;
+}
+
+void sf_image_png_expand_2432(sf_surface* surface, uint8_t alpha) {
+  if (!surface->pixels || surface->bytes_per_pixel != 4 || surface->width < 1 || surface->height < 1) return;
+  // From the last pixel back to the first, all three bytes taken before any is written: source
+  // and target overlap near the start of the buffer.
+  uint8_t* const p = surface->pixels;
+  for (size_t i = static_cast<size_t>(surface->width) * static_cast<size_t>(surface->height); i-- > 0;) {
+    const uint8_t b = p[3 * i], g = p[3 * i + 1], r = p[3 * i + 2];
+    p[4 * i] = b;
+    p[4 * i + 1] = g;
+    p[4 * i + 2] = r;
+    p[4 * i + 3] = alpha;
+  }
+}
+
+}  // extern "C"

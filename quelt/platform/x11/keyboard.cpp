@@ -1,0 +1,189 @@
+// Keys and text: X keysyms to Win32 virtual-key codes, key codes to PC scan codes, keysyms to
+// characters when no input method answers, and the UTF-8 / UTF-16 conversions of the layer.
+#include "x11_p.h"
+
+#include <X11/keysym.h>
+
+#include <cstdlib>
+
+namespace quelt::x11 {
+namespace {
+
+struct KeyName {
+  KeySym keysym;
+  UINT vk;
+};
+
+// Keys that are not letters, digits or the punctuation of a US keyboard.
+constexpr KeyName kNamed[] = {
+    {XK_BackSpace, 0x08}, {XK_Tab, 0x09}, {XK_ISO_Left_Tab, 0x09}, {XK_Return, 0x0D},
+    {XK_KP_Enter, 0x0D}, {XK_Pause, 0x13}, {XK_Scroll_Lock, 0x91}, {XK_Sys_Req, 0x2C},
+    {XK_Escape, 0x1B}, {XK_Delete, 0x2E}, {XK_Home, 0x24}, {XK_Left, 0x25}, {XK_Up, 0x26},
+    {XK_Right, 0x27}, {XK_Down, 0x28}, {XK_Prior, 0x21}, {XK_Next, 0x22}, {XK_End, 0x23},
+    {XK_Print, 0x2C}, {XK_Insert, 0x2D}, {XK_Menu, 0x5D}, {XK_Num_Lock, 0x90},
+    {XK_KP_Home, 0x24}, {XK_KP_Left, 0x25}, {XK_KP_Up, 0x26}, {XK_KP_Right, 0x27},
+    {XK_KP_Down, 0x28}, {XK_KP_Prior, 0x21}, {XK_KP_Next, 0x22}, {XK_KP_End, 0x23},
+    {XK_KP_Begin, 0x0C}, {XK_KP_Insert, 0x2D}, {XK_KP_Delete, 0x2E}, {XK_KP_Multiply, 0x6A},
+    {XK_KP_Add, 0x6B}, {XK_KP_Separator, 0x6C}, {XK_KP_Subtract, 0x6D}, {XK_KP_Decimal, 0x6E},
+    {XK_KP_Divide, 0x6F}, {XK_Shift_L, 0x10}, {XK_Shift_R, 0x10}, {XK_Control_L, 0x11},
+    {XK_Control_R, 0x11}, {XK_Caps_Lock, 0x14}, {XK_Alt_L, 0x12}, {XK_Alt_R, 0x12},
+    {XK_ISO_Level3_Shift, 0x12}, {XK_Meta_L, 0x5B}, {XK_Meta_R, 0x5C}, {XK_Super_L, 0x5B},
+    {XK_Super_R, 0x5C}, {XK_space, 0x20}, {XK_semicolon, 0xBA}, {XK_equal, 0xBB},
+    {XK_comma, 0xBC}, {XK_minus, 0xBD}, {XK_period, 0xBE}, {XK_slash, 0xBF}, {XK_grave, 0xC0},
+    {XK_bracketleft, 0xDB}, {XK_backslash, 0xDC}, {XK_bracketright, 0xDD},
+    {XK_apostrophe, 0xDE}, {XK_less, 0xE2},
+};
+
+UINT vk_of_keysym(KeySym k) {
+  if (k >= XK_a && k <= XK_z) return static_cast<UINT>(k - XK_a + 'A');
+  if (k >= XK_A && k <= XK_Z) return static_cast<UINT>(k);
+  if (k >= XK_0 && k <= XK_9) return static_cast<UINT>(k);
+  if (k >= XK_KP_0 && k <= XK_KP_9) return static_cast<UINT>(0x60 + (k - XK_KP_0));
+  if (k >= XK_F1 && k <= XK_F24) return static_cast<UINT>(0x70 + (k - XK_F1));
+  for (const KeyName& n : kNamed)
+    if (n.keysym == k) return n.vk;
+  return 0;
+}
+
+// Letters and digits by their place on a PC keyboard (evdev key codes), for layouts whose
+// keysyms are not Latin: Win32 names such keys by the US letter on them as well.
+UINT vk_of_position(unsigned keycode) {
+  static constexpr char kRows[][11] = {"1234567890", "QWERTYUIOP", "ASDFGHJKL", "ZXCVBNM"};
+  static constexpr unsigned kFirst[] = {10, 24, 38, 52};
+  for (int row = 0; row < 4; ++row) {
+    unsigned first = kFirst[row];
+    for (unsigned i = 0; kRows[row][i]; ++i)
+      if (keycode == first + i) return static_cast<UINT>(kRows[row][i]);
+  }
+  return 0;
+}
+
+}  // namespace
+
+UINT virtual_key(XKeyEvent* ev, KeySym* keysym_out) {
+  KeySym keysym = XLookupKeysym(ev, 0);
+  // With Num Lock on, the keypad types digits: the second keysym of the key names it.
+  if (keysym >= XK_KP_Home && keysym <= XK_KP_Delete && (ev->state & Mod2Mask)) {
+    KeySym shifted = XLookupKeysym(ev, 1);
+    if (shifted != NoSymbol) keysym = shifted;
+  }
+  if (keysym_out) *keysym_out = keysym;
+  UINT vk = vk_of_keysym(keysym);
+  return vk ? vk : vk_of_position(ev->keycode);
+}
+
+DWORD key_lparam_bits(unsigned keycode) {
+  // evdev key codes are Linux input codes + 8; below 89 those equal PC scan codes. The
+  // navigation block and the right-hand modifiers are "extended" keys with their own codes.
+  unsigned code = keycode >= 8 ? keycode - 8 : 0;
+  struct Extended {
+    unsigned linux_code, scan;
+  };
+  static constexpr Extended kExtended[] = {{96, 0x1C}, {97, 0x1D}, {98, 0x35}, {100, 0x38},
+                                           {102, 0x47}, {103, 0x48}, {104, 0x49}, {105, 0x4B},
+                                           {106, 0x4D}, {107, 0x4F}, {108, 0x50}, {109, 0x51},
+                                           {110, 0x52}, {111, 0x53}, {125, 0x5B}, {126, 0x5C},
+                                           {127, 0x5D}};
+  for (const Extended& e : kExtended)
+    if (e.linux_code == code) return (e.scan << 16) | (1u << 24);
+  return code < 89 ? code << 16 : 0;
+}
+
+uint32_t keysym_to_ucs(KeySym k) {
+  if ((k >= 0x20 && k <= 0x7E) || (k >= 0xA0 && k <= 0xFF)) return static_cast<uint32_t>(k);
+  if (k >= 0x01000100 && k <= 0x0110FFFF) return static_cast<uint32_t>(k - 0x01000000);
+  switch (k) {
+    case XK_BackSpace: return 0x08;
+    case XK_Tab: return 0x09;
+    case XK_Return:
+    case XK_KP_Enter: return 0x0D;
+    case XK_Escape: return 0x1B;
+    case XK_EuroSign: return 0x20AC;
+    case XK_KP_Space: return 0x20;
+    case XK_KP_Multiply: return '*';
+    case XK_KP_Add: return '+';
+    case XK_KP_Subtract: return '-';
+    case XK_KP_Decimal: return '.';
+    case XK_KP_Divide: return '/';
+    default: break;
+  }
+  if (k >= XK_KP_0 && k <= XK_KP_9) return static_cast<uint32_t>('0' + (k - XK_KP_0));
+  return 0;
+}
+
+int utf8_to_utf16(const char* text, int length, uint16_t* out, int capacity) {
+  auto* s = reinterpret_cast<const unsigned char*>(text);
+  int n = 0;
+  for (int i = 0; i < length;) {
+    uint32_t c = s[i];
+    int extra = c < 0x80 ? 0 : (c >> 5) == 6 ? 1 : (c >> 4) == 14 ? 2 : (c >> 3) == 30 ? 3 : -1;
+    uint32_t code = 0xFFFD;
+    int used = 1;
+    if (extra >= 0 && i + extra < length) {
+      code = extra == 0 ? c : c & (0x3F >> extra);
+      bool ok = true;
+      for (int k = 1; k <= extra; ++k) {
+        if ((s[i + k] & 0xC0) != 0x80) ok = false;
+        code = (code << 6) | (s[i + k] & 0x3F);
+      }
+      static constexpr uint32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
+      if (ok && code >= kLeast[extra] && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF))
+        used = extra + 1;
+      else
+        code = 0xFFFD;
+    }
+    i += used;
+    if (code >= 0x10000) {
+      if (n + 2 > capacity) break;
+      out[n++] = static_cast<uint16_t>(0xD800 + ((code - 0x10000) >> 10));
+      out[n++] = static_cast<uint16_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
+    } else {
+      if (n + 1 > capacity) break;
+      out[n++] = static_cast<uint16_t>(code);
+    }
+  }
+  return n;
+}
+
+size_t wide_length(const WCHAR* text) {
+  size_t n = 0;
+  if (text)
+    while (text[n]) ++n;
+  return n;
+}
+
+char* utf16_to_utf8(const WCHAR* text) {
+  size_t units = wide_length(text);
+  auto* out = static_cast<char*>(std::malloc(units * 3 + 1));
+  if (!out) return nullptr;
+  size_t n = 0;
+  for (size_t i = 0; i < units; ++i) {
+    uint32_t c = text[i];
+    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < units && text[i + 1] >= 0xDC00 &&
+        text[i + 1] <= 0xDFFF) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+      ++i;
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      c = 0xFFFD;  // a lone surrogate
+    }
+    if (c < 0x80) {
+      out[n++] = static_cast<char>(c);
+    } else if (c < 0x800) {
+      out[n++] = static_cast<char>(0xC0 | (c >> 6));
+      out[n++] = static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      out[n++] = static_cast<char>(0xE0 | (c >> 12));
+      out[n++] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out[n++] = static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      out[n++] = static_cast<char>(0xF0 | (c >> 18));
+      out[n++] = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      out[n++] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out[n++] = static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+  out[n] = '\0';
+  return out;
+}
+
+}  // namespace quelt::x11

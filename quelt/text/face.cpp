@@ -1,0 +1,424 @@
+#include <quelt/text/face.h>
+
+#include <quelt/base/trace.h>
+#include <quelt/platform/win32.h>
+#include <quelt/processing/strip.h>
+#include <quelt/surface/blend.h>
+
+#include <ft2build.h>
+#include FT_FREETYPE_H
+#include FT_LCD_FILTER_H
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+extern "C" {
+QUELT_API FT_Library ft_library = nullptr;
+}
+
+namespace {
+
+// Set once FT_Init_FreeType has succeeded; a failed start is tried again by the next face.
+int32_t freetype_initialized = 0;
+
+constexpr uint32_t last_code = 0xFFFF;
+constexpr uint16_t question_mark = 0x3F;
+constexpr int fallback_dpi = 96;
+
+// Running sums (widths, pens) are kept in 64 bits and held inside ±2^62, so that no sum of
+// 32-bit steps can overflow; results leave through saturate().
+constexpr int64_t sum_limit = int64_t{1} << 62;
+
+inline int64_t bounded(int64_t v) { return std::clamp(v, -sum_limit, sum_limit); }
+
+inline int32_t saturate(int64_t v) {
+  return static_cast<int32_t>(
+      std::clamp<int64_t>(v, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
+}
+
+// FreeType's 26.6 values become whole pixels by a division that truncates towards zero.
+inline int32_t pixels_of(FT_Pos v) { return saturate(static_cast<int64_t>(v / 64)); }
+
+// floor(anchor × extent) in double precision; a NaN anchor counts as 0.
+inline int64_t anchor_shift(float anchor, int32_t extent) {
+  const double v = std::floor(static_cast<double>(anchor) * extent);
+  if (std::isnan(v)) return 0;
+  return static_cast<int64_t>(std::clamp(v, -static_cast<double>(sum_limit), static_cast<double>(sum_limit)));
+}
+
+// Units up to the zero unit, at most INT32_MAX of them.
+int32_t units(const uint16_t* text) {
+  int32_t n = 0;
+  while (n < std::numeric_limits<int32_t>::max() && text[n]) ++n;
+  return n;
+}
+
+// Bytes per pixel of the glyph surface for a bitmap as FreeType delivers it; 0 when the
+// library has no use for that kind of bitmap.
+int bytes_per_pixel(unsigned char pixel_mode) {
+  switch (pixel_mode) {
+    case FT_PIXEL_MODE_MONO:
+    case FT_PIXEL_MODE_GRAY: return 1;
+    case FT_PIXEL_MODE_LCD: return 3;
+    default: return 0;
+  }
+}
+
+// Bytes that one source row must hold for the surface to be filled from it.
+size_t row_bytes(const FT_Bitmap& bitmap) {
+  if (bitmap.pixel_mode == FT_PIXEL_MODE_MONO) return (static_cast<size_t>(bitmap.width) + 7) / 8;
+  return bitmap.width;
+}
+
+// A bitmap the copy can walk: dimensions within the surface's 32-bit range, and rows that
+// hold what the pixel mode says they hold.
+bool bitmap_usable(const FT_Bitmap& bitmap) {
+  constexpr unsigned max = static_cast<unsigned>(std::numeric_limits<int32_t>::max()) / 3;
+  if (bitmap.width > max || bitmap.rows > max) return false;
+  if (bitmap.width == 0 || bitmap.rows == 0) return true;
+  const size_t pitch = static_cast<size_t>(bitmap.pitch < 0 ? -static_cast<int64_t>(bitmap.pitch) : bitmap.pitch);
+  return bitmap.buffer && pitch >= row_bytes(bitmap);
+}
+
+// A glyph may be at most 16 em, and at least 256 pixels, in each direction. Real glyphs stay
+// far below; a hostile font would otherwise fill each entry of the cache with megabytes.
+bool too_large(FT_Face ft, const FT_Bitmap& bitmap) {
+  const FT_Size_Metrics& m = ft->size->metrics;
+  const unsigned limit = std::max(256u, 16u * std::max(m.x_ppem, m.y_ppem));
+  const unsigned columns = bitmap.pixel_mode == FT_PIXEL_MODE_LCD ? bitmap.width / 3 : bitmap.width;
+  return columns > limit || bitmap.rows > limit;
+}
+
+// The sub-pixel filter, in place along one row of sub-pixels: byte j becomes
+// (28 v[j] + 56 v[j−1] + 85 v[j−2] + 56 v[j−3] + 28 v[j−4]) / 256. Five running sums carry
+// the taps forward, so each byte is read once. The weights add up to 253: full coverage
+// settles at 252 and never overflows a byte.
+void lcd_filter(uint8_t* row, size_t count) {
+  uint32_t s0 = 0, s1 = 0, s2 = 0, s3 = 0, s4 = 0;
+  for (size_t j = 0; j < count; ++j) {
+    const uint32_t v = row[j];
+    s0 += 28 * v;
+    s1 += 56 * v;
+    s2 += 85 * v;
+    s3 += 56 * v;
+    s4 += 28 * v;
+    row[j] = static_cast<uint8_t>(s0 >> 8);
+    s0 = s1;
+    s1 = s2;
+    s2 = s3;
+    s3 = s4;
+    s4 = 0;
+  }
+}
+
+// Copies FreeType's bitmap into the glyph's packed rows: one-bit pixels become 0 or 255, grey
+// bytes are taken as they are, sub-pixel rows land at the start of each surface row and are
+// filtered over the whole row, the extra column included.
+void copy_bitmap(sf_surface* s, const FT_Bitmap& bitmap) {
+  if (!s->pixels) return;
+  const size_t stride = static_cast<size_t>(s->width) * static_cast<size_t>(s->bytes_per_pixel);
+  // A negative pitch means rows run upwards in memory: the top row is the last one stored.
+  const ptrdiff_t pitch = bitmap.pitch;
+  const uint8_t* top = bitmap.buffer + (pitch < 0 ? -pitch * static_cast<ptrdiff_t>(s->height - 1) : 0);
+  for (int32_t y = 0; y < s->height; ++y) {
+    const uint8_t* src = top + pitch * y;
+    uint8_t* dst = s->pixels + static_cast<size_t>(y) * stride;
+    switch (bitmap.pixel_mode) {
+      case FT_PIXEL_MODE_MONO:
+        for (int32_t x = 0; x < s->width; ++x) dst[x] = (src[x >> 3] >> (7 - (x & 7))) & 1 ? 255 : 0;
+        break;
+      case FT_PIXEL_MODE_GRAY:
+        std::memcpy(dst, src, static_cast<size_t>(s->width));
+        break;
+      default:  // FT_PIXEL_MODE_LCD
+        std::memcpy(dst, src, bitmap.width);
+        lcd_filter(dst, stride);
+        break;
+    }
+  }
+}
+
+// Frees the entry of a glyph whose load failed, so that its next use tries again.
+void drop(sf_face* face, uint32_t code) {
+  sf_glyph* g = face->glyphs[code];
+  sf_release(&g->surface);
+  std::free(g);
+  face->glyphs[code] = nullptr;
+}
+
+// The glyph that stands for a character: its own, else "?", else none. A cached glyph costs
+// one indexed read; only a miss goes through the loader.
+inline sf_glyph* resolve(sf_face* face, uint32_t code) {
+  if (code <= last_code && face->glyphs[code]) return face->glyphs[code];
+  if (sf_face_check(face, code)) return face->glyphs[code];
+  if (sf_face_check(face, question_mark)) return face->glyphs[question_mark];
+  return nullptr;
+}
+
+inline bool has_kerning(const sf_face* face) { return (face->ft_face->face_flags & FT_FACE_FLAG_KERNING) != 0; }
+
+// Horizontal kerning between two units of the string, in whole pixels.
+int32_t kerning(const sf_face* face, uint16_t left, uint16_t right) {
+  const FT_UInt r = FT_Get_Char_Index(face->ft_face, right);
+  const FT_UInt l = FT_Get_Char_Index(face->ft_face, left);
+  FT_Vector delta{0, 0};
+  FT_Get_Kerning(face->ft_face, l, r, FT_KERNING_DEFAULT, &delta);
+  return pixels_of(delta.x);
+}
+
+// Measured width of a glyph: at least its bitmap, at least its advance.
+inline int32_t glyph_width(const sf_glyph* g) { return std::max(g->advance_x, g->surface.width); }
+
+}  // namespace
+
+extern "C" {
+
+int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
+  *face = static_cast<sf_face*>(std::malloc(sizeof(sf_face)));
+  if (!*face) {
+    QUELT_FAIL("malloc");
+    QUELT_EXIT();
+    return 0;
+  }
+  std::memset(*face, 0, sizeof(sf_face));
+
+  if (!freetype_initialized) {
+    FT_Library library = nullptr;
+    if (FT_Init_FreeType(&library) != 0) {
+      QUELT_FAIL("FT_Init_FreeType");
+      std::free(*face);
+      *face = nullptr;
+      QUELT_EXIT();
+      return 0;
+    }
+    // Sub-pixel glyphs are filtered by the library itself: FreeType is to deliver the raw
+    // coverage, three bytes per pixel and no margin.
+    FT_Library_SetLcdFilter(library, FT_LCD_FILTER_NONE);
+    ft_library = library;
+    freetype_initialized = 1;
+  }
+
+  FT_Face ft = nullptr;
+  if (FT_New_Face(ft_library, path, 0, &ft) != 0) {
+    QUELT_FAIL("FT_New_Face");
+    std::free(*face);
+    *face = nullptr;
+    QUELT_EXIT();
+    return 0;
+  }
+
+  // A font of strikes only: list them, and use the strike of the size asked for, else the
+  // first one. The strike is chosen by its listed size rather than through the display's
+  // resolution: FreeType lists the strikes of most bitmap formats at 72 dots per inch, so
+  // scaling the size by another resolution would miss every strike.
+  if ((ft->face_flags & (FT_FACE_FLAG_SCALABLE | FT_FACE_FLAG_FIXED_SIZES)) == FT_FACE_FLAG_FIXED_SIZES) {
+    const int count = ft->available_sizes ? ft->num_fixed_sizes : 0;
+    std::printf("face_create(): available sizes(%i): ", ft->num_fixed_sizes);
+    std::fflush(stdout);
+    int strike = -1;
+    for (int i = 0; i < count; ++i) {
+      const long points = static_cast<long>(ft->available_sizes[i].size / 64);
+      if (points == size && strike < 0) strike = i;
+      std::printf("%li", points);
+      std::fflush(stdout);
+      if (i + 1 < count) {
+        std::printf(", ");
+        std::fflush(stdout);
+      }
+    }
+    std::printf(".\n");
+    std::fflush(stdout);
+    if (FT_Select_Size(ft, strike < 0 ? 0 : strike) != 0) {
+      QUELT_FAIL("FT_Select_Size");
+      FT_Done_Face(ft);
+      std::free(*face);
+      *face = nullptr;
+      QUELT_EXIT();
+      return 0;
+    }
+  } else {
+    HDC dc = GetDC(nullptr);
+    int dpi_x = GetDeviceCaps(dc, LOGPIXELSX);
+    int dpi_y = GetDeviceCaps(dc, LOGPIXELSY);
+    ReleaseDC(nullptr, dc);
+    if (dpi_x <= 0) dpi_x = fallback_dpi;
+    if (dpi_y <= 0) dpi_y = fallback_dpi;
+
+    const FT_F26Dot6 char_size = static_cast<FT_F26Dot6>(size) * 64;
+    if (FT_Set_Char_Size(ft, char_size, char_size, static_cast<FT_UInt>(dpi_x), static_cast<FT_UInt>(dpi_y)) != 0) {
+      QUELT_FAIL("FT_Set_Char_Size");
+      FT_Done_Face(ft);
+      std::free(*face);
+      *face = nullptr;
+      QUELT_EXIT();
+      return 0;
+    }
+  }
+
+  FT_Matrix identity{0x10000, 0, 0, 0x10000};
+  FT_Vector origin{0, 0};
+  FT_Set_Transform(ft, &identity, &origin);
+
+  (*face)->ft_face = ft;
+  return 1;
+}
+
+void sf_face_release(sf_face** face) {
+  if (!face || !*face) return;
+  sf_face* f = *face;
+  if (f->ft_face) FT_Done_Face(f->ft_face);
+  for (sf_glyph*& g : f->glyphs) {
+    if (!g) continue;
+    sf_release(&g->surface);
+    std::free(g);
+  }
+  std::free(f);
+  *face = nullptr;
+}
+
+int32_t sf_face_height(const sf_face* face) { return pixels_of(face->ft_face->size->metrics.height); }
+
+int32_t sf_face_check(sf_face* face, uint32_t code) {
+  if (code > last_code) return 0;
+  if (face->glyphs[code]) return 1;
+
+  FT_Int32 flags = face->lcd ? FT_LOAD_RENDER | FT_LOAD_TARGET_LCD : FT_LOAD_RENDER;
+  if (face->mono) flags |= FT_LOAD_TARGET_MONO;  // within the LCD bits: LCD wins
+  if (face->force_autohint) flags |= FT_LOAD_FORCE_AUTOHINT;
+
+  sf_glyph* g = static_cast<sf_glyph*>(std::malloc(sizeof(sf_glyph)));
+  face->glyphs[code] = g;
+  if (!g) {
+    QUELT_FAIL("malloc");
+    QUELT_EXIT();
+    return 0;
+  }
+  std::memset(g, 0, sizeof *g);
+
+  // The glyph is loaded, then rendered: on the way FreeType works out the size of the bitmap,
+  // so that an outrageous one is refused before it is made. The two steps together are the
+  // load that the flags ask for.
+  FT_Face ft = face->ft_face;
+  const FT_GlyphSlot slot = ft->glyph;
+  const FT_Bitmap& bitmap = slot->bitmap;
+  bool loaded = FT_Load_Char(ft, code, flags & ~FT_LOAD_RENDER) == 0;
+  if (loaded && slot->format != FT_GLYPH_FORMAT_BITMAP) {
+    if (too_large(ft, bitmap)) {
+      drop(face, code);
+      return 0;
+    }
+    loaded = FT_Render_Glyph(slot, static_cast<FT_Render_Mode>(FT_LOAD_TARGET_MODE(flags))) == 0;
+  }
+  if (!loaded) {
+    QUELT_FAIL("FT_Load_Char");
+    drop(face, code);
+    QUELT_EXIT();
+    return 0;
+  }
+  if (too_large(ft, bitmap)) {
+    drop(face, code);
+    return 0;
+  }
+  const int bpp = bytes_per_pixel(bitmap.pixel_mode);
+  if (bpp == 0 || !bitmap_usable(bitmap)) {
+    QUELT_FAIL("unsupported pixel mode");
+    drop(face, code);
+    QUELT_EXIT();
+    return 0;
+  }
+
+  const int32_t width = static_cast<int32_t>(bitmap.width) / bpp + (bitmap.pixel_mode == FT_PIXEL_MODE_LCD ? 1 : 0);
+  if (!sf_create(&g->surface, width, static_cast<int32_t>(bitmap.rows), bpp)) {
+    QUELT_FAIL("");
+    drop(face, code);
+    QUELT_EXIT();
+    return 0;
+  }
+
+  // The baseline lies (height + descender) / 64 rows below the top of the line.
+  const FT_Size_Metrics& metrics = ft->size->metrics;
+  g->offset_x = slot->bitmap_left;
+  g->offset_y = saturate(static_cast<int64_t>((metrics.height + metrics.descender) / 64) - slot->bitmap_top);
+  g->advance_x = pixels_of(slot->advance.x);
+  g->advance_y = pixels_of(slot->advance.y);
+
+  copy_bitmap(&g->surface, bitmap);
+
+  // The glyph slot has been read in full: the callback may load other glyphs.
+  if (face->on_glyph) face->on_glyph(&g->surface);
+  sf_strip(&g->surface);
+  return 1;
+}
+
+int32_t sf_face_width(sf_face* face, const uint16_t* text, int32_t length) {
+  const int64_t spacing = face->spacing;
+  int64_t total = 0;
+  if (text) {
+    if (length == 0) length = units(text);
+    const bool kern = has_kerning(face);
+    for (int32_t i = 0; i < length && text[i]; ++i) {
+      const sf_glyph* g = resolve(face, text[i]);
+      if (!g) continue;
+      if (kern && i) total += kerning(face, text[i - 1], text[i]);
+      total = bounded(total + glyph_width(g) + spacing);
+    }
+  }
+  return saturate(total - spacing);
+}
+
+int32_t sf_face_width_glyph(sf_face* face, uint32_t code) {
+  if (!sf_face_check(face, code)) return 0;
+  return glyph_width(face->glyphs[code]);
+}
+
+void sf_face_string(sf_face* face, sf_surface* surface, const uint16_t* text, int32_t length, int32_t x,
+                    int32_t y) {
+  if (text && length == 0) length = units(text);
+  // Measuring also brings every glyph of the string into the cache before the first is drawn.
+  const int64_t dx = anchor_shift(surface->anchor_x, sf_face_width(face, text, length));
+  const int64_t dy = anchor_shift(surface->anchor_y, sf_face_height(face));
+  // The anchors place the whole string; sf_blend must not apply them again to each glyph.
+  surface->anchor_x = 0.0f;
+  surface->anchor_y = 0.0f;
+  if (!text || text[0] == 0 || length <= 0) return;
+
+  const int64_t spacing = face->spacing;
+  const bool kern = has_kerning(face);
+  int64_t pen_x = bounded(x - dx);
+  int64_t pen_y = bounded(y - dy);
+  for (int32_t i = 0;;) {
+    if (sf_glyph* g = resolve(face, text[i])) {
+      if (kern && i) pen_x += kerning(face, text[i - 1], text[i]);
+      sf_blend(surface, &g->surface, nullptr, saturate(pen_x + g->offset_x), saturate(pen_y + g->offset_y), nullptr);
+      pen_x = bounded(pen_x + g->advance_x + spacing);
+      if (pen_x >= surface->width) break;
+      pen_y = bounded(pen_y - g->advance_y);
+      if (pen_y >= surface->height) break;
+    }
+    ++i;
+    if (i >= length || text[i] == 0) break;
+  }
+}
+
+int32_t sf_face_glyph(sf_face* face, sf_surface* surface, uint32_t code, int32_t x, int32_t y) {
+  uint32_t resolved = code;
+  if (!sf_face_check(face, code)) {
+    if (!sf_face_check(face, question_mark)) return 0;
+    resolved = question_mark;
+  }
+  const sf_glyph* g = face->glyphs[resolved];
+  const int64_t dx = anchor_shift(surface->anchor_x, sf_face_width_glyph(face, resolved));
+  const int64_t dy = anchor_shift(surface->anchor_y, sf_face_height(face));
+  surface->anchor_x = 0.0f;
+  surface->anchor_y = 0.0f;
+  return sf_blend(surface, const_cast<sf_surface*>(&g->surface), nullptr, saturate(x - dx + g->offset_x),
+                  saturate(y - dy + g->offset_y), nullptr);
+}
+
+}  // extern "C"

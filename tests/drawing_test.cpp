@@ -1,0 +1,288 @@
+// Lines, ring masks, frames and shapes: exact pixels, the literal line walk on random lines,
+// symmetry of the masks, single coverage of frames and shapes, traced failures.
+#include <gtest/gtest.h>
+#include <quelt/quelt.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "support.h"
+
+namespace {
+
+using words = std::vector<uint32_t>;
+
+struct Surf {
+  sf_surface s{};
+  Surf(int32_t w, int32_t h, int32_t bpp = 4, uint32_t fill = 0) {
+    EXPECT_EQ(sf_create(&s, w, h, bpp), 1);
+    if (bpp == 4) set(words(size_t(w) * h, fill));
+  }
+  ~Surf() { sf_release(&s); }
+  words get() const {
+    words v(size_t(s.width) * s.height);
+    std::memcpy(v.data(), s.pixels, v.size() * 4);
+    return v;
+  }
+  void set(const words& v) { std::memcpy(s.pixels, v.data(), v.size() * 4); }
+  uint32_t at(int x, int y) const { return get()[size_t(y) * s.width + x]; }
+};
+
+uint32_t over(uint32_t p, uint32_t w, uint32_t rgb) {
+  uint32_t out = (((p >> 24) * (255 - w)) >> 8) + w;
+  for (int sh = 16; sh >= 0; sh -= 8) out = out << 8 | ((((p >> sh) & 0xFF) * (255 - w) + ((rgb >> sh) & 0xFF) * w) >> 8);
+  return out;
+}
+
+struct plot {
+  int x, y;
+  uint32_t w;
+};
+// Plots (x0 + k·dx, y0 + k·dy, w) for k = 0 .. n − 1.
+std::vector<plot> run(int n, int x0, int y0, int dx, int dy, uint32_t w) {
+  std::vector<plot> v;
+  for (int k = 0; k < n; ++k) v.push_back({x0 + k * dx, y0 + k * dy, w});
+  return v;
+}
+std::vector<plot> operator+(std::vector<plot> a, const std::vector<plot>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+TEST(Line, ExactPlotsBothWays) {
+  const struct { float x0, y0, x1, y1; std::vector<plot> plots; } cases[] = {
+      {10, 5.25f, 20, 5.25f, run(11, 10, 5, 1, 0, 191) + run(11, 10, 6, 1, 0, 63)},
+      {0, 0, 4, 4, run(5, 0, 0, 1, 1, 255)},  // slope 1 walks along y; weight 0 beside it
+      {2.5f, 7, 2.5f, 7, {{2, 7, 127}, {3, 7, 127}}},
+      {0, 0, 2.9f, 0, run(3, 0, 0, 1, 0, 255)},
+      // Between −1 and 0 a step or pixel lies off the surface; nothing is drawn twice.
+      {-0.75f, 3.25f, 5.25f, 3.25f, run(6, 0, 3, 1, 0, 191) + run(6, 0, 4, 1, 0, 63)},
+      {1, -0.25f, 6, -0.25f, run(6, 1, 0, 1, 0, 191)},
+      {2.5f, -0.5f, 2.5f, 3, run(3, 2, 0, 0, 1, 127) + run(3, 3, 0, 0, 1, 127)},
+      {0, -1.5f, 8, -1.1f, {}},
+      // Far away: jumped to the surface and cut where it leaves it; not drawn at all.
+      {-1e7f, 5.5f, 1e7f, 5.5f, run(24, 0, 5, 1, 0, 127) + run(24, 0, 6, 1, 0, 127)},
+      {5.5f, 1e9f, 5.5f, -1e9f, run(16, 5, 0, 0, 1, 127) + run(16, 6, 0, 0, 1, 127)},
+      {NAN, 1, 2, 3, {}}, {0, 0, 3e15f, 1, {}},
+  };
+  for (const auto& c : cases) {
+    words want(24 * 16);
+    for (const plot& p : c.plots) want[p.y * 24 + p.x] = over(0, p.w, 0xFFFFFF);
+    for (bool reversed : {false, true}) {
+      Surf a(24, 16);
+      EXPECT_EQ(reversed ? sf_line(&a.s, c.x1, c.y1, c.x0, c.y0, 0xFFFFFF) : sf_line(&a.s, c.x0, c.y0, c.x1, c.y1, 0xFFFFFF), 1);
+      EXPECT_EQ(a.get(), want) << c.x0 << "," << c.y0 << " " << c.x1 << "," << c.y1 << " reversed " << reversed;
+    }
+  }
+}
+
+// The walk as defined, with truncation, for coordinates of 0 and above.
+void line_reference(words& px, int w, int h, double x0, double y0, double x1, double y1, uint32_t rgb) {
+  auto plot = [&](double x, double y, double wt) {
+    if (x < w && y < h) px[size_t(y) * w + size_t(x)] = over(px[size_t(y) * w + size_t(x)], uint32_t(wt), rgb & 0xFFFFFF);
+  };
+  const bool steep = !(std::fabs((y1 - y0) / (x1 - x0)) < 1);
+  if (steep ? y0 > y1 : x0 > x1) std::swap(x0, x1), std::swap(y0, y1);
+  if (steep) std::swap(x0, y0), std::swap(x1, y1);  // walk along "x" either way
+  for (double a = x0, b = y0, g = (y1 - y0) / (x1 - x0);; b += g) {
+    const double f = b - std::trunc(b), ia = std::trunc(a);
+    steep ? plot(std::trunc(b), ia, std::trunc((1 - f) * 255)) : plot(ia, std::trunc(b), std::trunc((1 - f) * 255));
+    steep ? plot(std::trunc(b + 1), ia, std::trunc(f * 255)) : plot(ia, std::trunc(b + 1), std::trunc(f * 255));
+    if (x1 < (a += 1)) break;
+  }
+}
+
+TEST(Line, RandomLinesMatchTheWalkIgnoreTheClipAndReverse) {
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<float> cx(0, 48), cy(0, 38);
+  Surf a(40, 30, 4, 0x40302010), b(40, 30, 4, 0x40302010);
+  sf_rect clip{0, 0, 2, 2};
+  ASSERT_EQ(sf_push(&a.s, &clip), 1);
+  words want = a.get();
+  for (int i = 0; i < 400; ++i) {
+    float x0 = cx(rng), y0 = cy(rng), x1 = i % 5 ? cx(rng) : x0, y1 = cy(rng);
+    if (i % 4 == 0) x0 = std::floor(x0), y0 = std::floor(y0);  // weight-0 neighbours still blend
+    const uint32_t color = rng();
+    line_reference(want, 40, 30, x0, y0, x1, y1, color);
+    sf_line(&a.s, x0, y0, x1, y1, color);
+    sf_line(&b.s, x1, y1, x0, y0, color | 0xFF000000);  // the top byte plays no part
+  }
+  EXPECT_EQ(a.get(), want);
+  EXPECT_EQ(b.get(), want);
+  sf_pop(&a.s);
+  Surf one(3, 1, 1);  // only 4-byte surfaces are drawn on: nothing is written past this one
+  EXPECT_EQ(sf_line(&one.s, 0, 0, 2, 0, 0xFFFFFF), 1);
+  EXPECT_EQ(one.s.pixels[0], 0);
+}
+
+// One mask byte before smoothing, as defined.
+uint8_t ring_byte(float d, float radius, float inner) {
+  if (d < inner || d > radius) return 0;
+  if (d > inner + 1.0 && d < radius - 1.0) return 255;
+  const float e = d <= inner + 1.0 ? inner - d : d - radius;
+  return uint8_t(uint32_t(double(float(1.0 - (e - 0.005))) * 255.0));
+}
+
+TEST(Ring, BandsSizesAndSmoothing) {
+  const float bands[][4] = {{10, 10, -2, 0}, {9.5f, 10, -2, 127}, {9, 10, -2, 255}, {6.9f, 10, 7, 0},
+                            {7.25f, 10, 7, 64}, {8.5f, 10, 7, 255}, {9.75f, 10, 7, 64}, {10.1f, 10, 7, 0}};
+  for (const auto& b : bands) EXPECT_EQ(ring_byte(b[0], b[1], b[2]), b[3]) << b[0] << " " << b[2];
+  const struct { float radius, thickness; int size; } rings[] = {
+      {10, 0, 22}, {10, -4, 22}, {10, 3, 22}, {0, 0, 2}, {2.5f, 0, 7}, {7.3f, 1.5f, 16}, {-0.75f, 0, 0}};
+  for (const auto& r : rings) {
+    sf_surface m;
+    ASSERT_EQ(sf_render_ring(&m, r.radius, r.thickness), 1);
+    ASSERT_EQ(std::make_tuple(m.width, m.height, m.bytes_per_pixel), std::make_tuple(r.size, r.size, 1));
+    Surf want(r.size, r.size, 1);
+    const float inner = r.thickness > 0 ? r.radius - r.thickness : -2.0f;
+    const int c = r.size / 2;
+    for (int y = 0; y < r.size; ++y)
+      for (int x = 0; x < r.size; ++x)
+        want.s.pixels[y * r.size + x] = ring_byte(float(std::sqrt(double((x - c) * (x - c) + (y - c) * (y - c)))), r.radius, inner);
+    if (r.size) {
+      sf_smooth(&want.s);
+      sf_strip(&want.s);
+      EXPECT_EQ(std::memcmp(m.pixels, want.s.pixels, size_t(r.size) * r.size), 0) << r.radius;
+      EXPECT_EQ(std::memcmp(m.strip, want.s.strip, size_t(r.size) * r.size), 0) << r.radius;
+    }
+    sf_release(&m);
+  }
+}
+
+TEST(Ring, WholeRadiusMasksAreSymmetric) {
+  for (int radius = 0; radius <= 24; ++radius)
+    for (float thickness : {0.0f, 1.0f, 2.5f, 5.0f}) {
+      sf_surface m;
+      ASSERT_EQ(sf_render_ring(&m, float(radius), thickness), 1);
+      const int n = m.width;
+      for (int y = 0; y < n; ++y)
+        for (int x = 0; x < n; ++x) {
+          ASSERT_EQ(m.pixels[y * n + x], m.pixels[y * n + n - 1 - x]) << radius << " " << thickness;
+          ASSERT_EQ(m.pixels[y * n + x], m.pixels[(n - 1 - y) * n + x]) << radius << " " << thickness;
+        }
+      sf_release(&m);
+    }
+}
+
+TEST(Ring, FailuresAreTraced) {
+  for (float radius : {10.0f, NAN, -3.0f, 1e9f}) {  // no memory; no number; negative; too large
+    sf_surface m;
+    qtest::Stdout out;
+    if (radius == 10.0f) qtest::fail_after(0);
+    EXPECT_EQ(sf_render_ring(&m, radius, 0), 0);
+    qtest::fail_after(-1);
+    EXPECT_EQ(qtest::trace_shape(out.text()), "surface.cpp:N:\t\tsf_create: malloc\nsurface.cpp:N:\tsf_create.\n"
+                                              "render.cpp:N:\t\tsf_render_ring: \nrender.cpp:N:\tsf_render_ring.\n");
+    EXPECT_EQ(m.pixels, nullptr);
+  }
+  sf_surface m;  // a skip table that can't be made leaves a usable mask without one
+  qtest::Stdout out;
+  qtest::fail_after(1);
+  EXPECT_EQ(sf_render_ring(&m, 4, 0), 1);
+  qtest::fail_after(-1);
+  EXPECT_EQ(qtest::trace_shape(out.text()), "strip.cpp:N:\t\tsf_strip: malloc\nstrip.cpp:N:\tsf_strip.\n");
+  EXPECT_EQ(m.strip, nullptr);
+  sf_release(&m);
+}
+
+TEST(Frame, EachBorderPixelOnceInItsColour) {
+  const uint32_t tl = 0x80FF0000, br = 0x800000FF, bg = 0x20406080;
+  const struct { sf_rect r; int32_t thickness; } cases[] = {
+      {{0, 0, 4, 4}, 1},  {{0, 0, 6, 6}, 2},          {{1, 2, 9, 5}, 3},       {{-3, -2, 7, 6}, 4},
+      {{2, 2, 7, 9}, 0},  {{0, 0, 10, 8}, INT32_MAX}, {{2, 3, 2, 7}, 2},       {{5, 5, 1, 1}, 2},
+      {{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}, 3}, {{INT32_MIN, -5, INT32_MAX, INT32_MAX}, INT32_MAX},
+  };
+  for (const auto& c : cases) {
+    Surf a(10, 8, 4, bg);
+    words want = a.get();
+    const sf_rect& r = c.r;
+    for (int64_t y = std::max(0, r.top); y < std::min(8, r.bottom); ++y)
+      for (int64_t x = std::max(0, r.left); x < std::min(10, r.right); ++x) {
+        const int64_t ring = std::min({x - r.left, y - r.top, r.right - 1 - x, r.bottom - 1 - y});
+        if (ring < c.thickness) want[y * 10 + x] = over(bg, 0x80, x == r.right - 1 - ring || y == r.bottom - 1 - ring ? br : tl);
+      }
+    sf_frame(&a.s, &r, tl, br, c.thickness);
+    EXPECT_EQ(a.get(), want) << r.left << "," << r.top << "," << r.right << "," << r.bottom << " t " << c.thickness;
+    EXPECT_EQ(a.s.color, br);
+  }
+}
+
+TEST(Shape, CoversEachPixelOfTheRectangleOnce) {
+  // Coverage 200 everywhere: a pixel blended twice, or blended and filled, reads otherwise.
+  const uint32_t color = 0xFF204080;
+  for (int W = 1; W <= 7; ++W)
+    for (int H = 1; H <= 7; ++H)
+      for (const sf_rect r : {sf_rect{2, 3, 2 + W, 3 + H}, sf_rect{1, 2, 14, 9}, sf_rect{-4, -3, 9, 11}}) {
+        Surf shape(W, H, 1), a(12, 10);
+        std::memset(shape.s.pixels, 200, size_t(W) * H);
+        sf_strip(&shape.s);
+        a.s.color = color;
+        sf_shape(&a.s, &shape.s, &r);
+        const int fl = r.left + W / 2, ft = r.top + H / 2, fr = r.right - (W - W / 2), fb = r.bottom - (H - H / 2);
+        for (int y = 0; y < 10; ++y)
+          for (int x = 0; x < 12; ++x) {
+            const bool in = x >= r.left && x < r.right && y >= r.top && y < r.bottom;
+            const bool inside = x >= fl && x < fr && y >= ft && y < fb;
+            ASSERT_EQ(a.at(x, y), inside ? over(0, 199, color) : in ? over(0, 200, color) : 0u) << W << "x" << H << " " << x << "," << y;
+          }
+        EXPECT_EQ(a.s.color, color);
+      }
+}
+
+TEST(Shape, MatchesThePartsBlendedOneByOne) {
+  // Any coverage, with and without skip table, 1- and 4-byte shapes, colours and a clip: the
+  // same pixels as the nine parts blended one row or column at a time.
+  std::mt19937 rng(5);
+  const uint32_t colors[] = {0xFF204080, 0x80204080, 0x00FFFFFF, 0xFFFFFFFF, 0xFF000000, 0x01FF00FF};
+  for (int k = 0; k < 300; ++k) {
+    const int W = 2 + rng() % 8, H = 2 + rng() % 8, bpp = k % 7 ? 1 : 4, hw = W / 2, hh = H / 2, fw = W - hw, fh = H - hh;
+    Surf sh(W, H, bpp);
+    for (int i = 0; i < W * H * bpp; ++i) sh.s.pixels[i] = uint8_t(rng() % 3 == 0 ? 0 : rng() % 3 == 0 ? 255 : rng());
+    if (k % 2) sf_strip(&sh.s);
+    const int L = int(rng() % 30) - 8, T = int(rng() % 24) - 8, R = L + W + int(rng() % 20), B = T + H + int(rng() % 16);
+    Surf a(24, 20, 4, 0x80808080 ^ rng()), b(24, 20);
+    b.set(a.get());
+    sf_rect clip{3, 2, 20, 17};
+    if (k % 3 == 0) sf_push(&a.s, &clip), sf_push(&b.s, &clip);
+    a.s.color = b.s.color = colors[k % 6];
+    const sf_rect r{L, T, R, B};
+    sf_shape(&a.s, &sh.s, &r);
+    auto part = [&](int l, int t, int rr, int bb, int x, int y) { const sf_rect s{l, t, rr, bb}; sf_blend(&b.s, &sh.s, &s, x, y, nullptr); };
+    part(0, 0, hw, hh, L, T), part(0, hh, hw, H, L, B - fh), part(hw, 0, W, hh, R - fw, T), part(hw, hh, W, H, R - fw, B - fh);
+    for (int i = 0; i < B - T - H; ++i) part(0, hh, hw, hh + 1, L, T + hh + i);
+    for (int i = 0; i < B - T - H; ++i) part(hw, hh, W, hh + 1, R - fw, T + hh + i);
+    for (int i = 0; i < R - L - W; ++i) part(hw, 0, hw + 1, hh, L + hw + i, T);
+    for (int i = 0; i < R - L - W; ++i) part(hw, hh, hw + 1, H, L + hw + i, B - fh);
+    const uint32_t c = b.s.color, p = sh.s.pixels[(hh * W + hw) * bpp];
+    b.s.color = (((p * (c >> 24)) >> 8) << 24) | (c & 0xFFFFFF);
+    const sf_rect inside{L + hw, T + hh, R - fw, B - fh};
+    sf_fill(&b.s, &inside);
+    ASSERT_EQ(a.get(), b.get()) << k;
+    if (k % 3 == 0) sf_pop(&a.s), sf_pop(&b.s);
+  }
+}
+
+TEST(Shape, InsideColourAndHugeRectangles) {
+  sf_surface ring, disc;
+  ASSERT_EQ(sf_render_ring(&ring, 4, 2), 1);
+  ASSERT_EQ(sf_render_ring(&disc, 4, 0), 1);
+  disc.pixels[5 * 10 + 5] = 128;
+  Surf a(40, 30), b(40, 30), d(40, 30);
+  a.s.color = b.s.color = d.s.color = 0xFF102030;
+  const sf_rect r{5, 5, 35, 25}, huge{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX};
+  sf_shape(&a.s, &disc, &r);
+  sf_shape(&b.s, &ring, &r);
+  EXPECT_EQ(a.at(20, 15), over(0, 0x7F, 0x102030));  // alpha scaled by the centre's 128
+  EXPECT_EQ(b.at(20, 15), 0u);                       // a ring leaves the inside open
+  sf_shape(&d.s, &disc, &huge);  // only the inside reaches the surface
+  EXPECT_EQ(d.get(), words(40 * 30, over(0, 0x7F, 0x102030)));
+  sf_release(&ring);
+  sf_release(&disc);
+}
+
+}  // namespace

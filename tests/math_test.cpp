@@ -1,0 +1,138 @@
+// Vectors and matrices: results against the same expressions in long double, rounded to float
+// exactly where the library promises to round, plus the fixed cases of the geometry.
+#include <gtest/gtest.h>
+#include <quelt/math/mathlib.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstring>
+#include <random>
+
+namespace {
+
+using L = long double;
+float f(L v) { return static_cast<float>(v); }
+// Bit-for-bit equality, so that a result one rounding away is caught.
+bool same(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0 || (a != a && b != b); }
+
+struct Random {
+  std::mt19937 gen{2024};
+  float operator()() {  // both signs, exponents from 2^−20 to 2^20
+    return std::ldexp(std::uniform_real_distribution<float>(-1, 1)(gen), std::uniform_int_distribution<int>(-20, 20)(gen));
+  }
+  mv3 v3() { return {(*this)(), (*this)(), (*this)()}; }
+  mm44 m44() {
+    mm44 m;
+    for (float& e : m.m) e = (*this)();
+    return m;
+  }
+};
+
+// Row i of m times (x, y, z, w), left to right, rounded once.
+float row(const mm44& m, int i, float x, float y, float z, float w) {
+  return f(((L(m.m[i * 4]) * x + L(m.m[i * 4 + 1]) * y) + L(m.m[i * 4 + 2]) * z) + L(m.m[i * 4 + 3]) * w);
+}
+mm44 product(const mm44& a, const mm44& b) {
+  mm44 r;
+  for (int i = 0; i < 16; ++i) r.m[i] = row(a, i / 4, b.m[i % 4], b.m[4 + i % 4], b.m[8 + i % 4], b.m[12 + i % 4]);
+  return r;
+}
+void expect_same(const mm44& a, const mm44& b) {
+  for (int i = 0; i < 16; ++i) EXPECT_PRED2(same, a.m[i], b.m[i]) << "element " << i;
+}
+
+TEST(Vectors, RoundOncePerComponentAfterWideWork) {
+  Random rnd;
+  for (int i = 0; i < 2000; ++i) {
+    const mv3 a = rnd.v3(), b = rnd.v3();
+    const float s = rnd(), l = f(std::sqrt((L(a.x) * a.x + L(a.y) * a.y) + L(a.z) * a.z));
+    EXPECT_PRED2(same, mv3_dot(a, b), f((L(a.x) * b.x + L(a.y) * b.y) + L(a.z) * b.z));
+    EXPECT_PRED2(same, mv3_length(a), l);
+    const mv3 got[] = {mv3_normal(a), mv3_cross(a, b), mv3_add(a, b), mv3_sub(a, b), mv3_mul(a, s), mv3_div(a, s)};
+    const float *pa = &a.x, *pb = &b.x;
+    for (int k = 0; k < 3; ++k) {
+      const int k1 = (k + 1) % 3, k2 = (k + 2) % 3;
+      // Single operations round the same in float arithmetic; the division is a true one.
+      const float want[] = {f(pa[k] / L(l)), f(L(pa[k1]) * pb[k2] - L(pa[k2]) * pb[k1]), pa[k] + pb[k],
+                            pa[k] - pb[k], pa[k] * s, pa[k] / s};
+      for (int op = 0; op < 6; ++op) EXPECT_PRED2(same, (&got[op].x)[k], want[op]) << "operation " << op;
+    }
+    const mv2 a2{a.x, a.y}, b2{b.x, b.y};
+    const float l2 = f(std::sqrt(L(a.x) * a.x + L(a.y) * a.y));
+    EXPECT_PRED2(same, mv2_dot(a2, b2), f(L(a.x) * b.x + L(a.y) * b.y));
+    EXPECT_PRED2(same, mv2_normal(a2).y, f(a.y / L(l2)));
+    EXPECT_TRUE(same(mv2_sub(a2, b2).y, a.y - b.y) && same(mv2_div(a2, s).x, a.x / s));
+  }
+  // Sums that float, and even double, evaluation would get wrong.
+  EXPECT_EQ(mv3_dot({1e8f, 1, -1e8f}, {1, 1, 1}), 1.0f);
+  if (LDBL_MANT_DIG >= 64) EXPECT_EQ(mv3_dot({1, 0x1p-30f, -1}, {1, 0x1p-30f, 1}), 0x1p-60f);
+}
+
+TEST(Matrices, ProductsSumLeftToRightAndRoundPerElement) {
+  Random rnd;
+  auto s = [](float t) { return float(std::sin(double(t))); };
+  auto c = [](float t) { return float(std::cos(double(t))); };
+  for (int i = 0; i < 500; ++i) {
+    const mm44 a = rnd.m44(), b = rnd.m44();
+    const mv4 v{rnd(), rnd(), rnd(), rnd()};
+    expect_same(mm44_mulmm44(a, b), product(a, b));
+    const mv4 r = mm44_mulv4(a, v);
+    const mv3 r3 = mm44_mulv3(a, {v.x, v.y, v.z});
+    for (int k = 0; k < 4; ++k) EXPECT_PRED2(same, (&r.x)[k], row(a, k, v.x, v.y, v.z, v.w));
+    for (int k = 0; k < 3; ++k) {  // the translation from the last row, weight 1
+      mm44 t = a;
+      t.m[k * 4 + 3] = a.m[12 + k];
+      EXPECT_PRED2(same, (&r3.x)[k], row(t, k, v.x, v.y, v.z, 1));
+    }
+    const float x = rnd(), y = rnd(), z = rnd();
+    const mm44 rx = {{1, 0, 0, 0, 0, c(x), -s(x), 0, 0, s(x), c(x), 0, 0, 0, 0, 1}};
+    const mm44 ry = {{c(y), 0, s(y), 0, 0, 1, 0, 0, -s(y), 0, c(y), 0, 0, 0, 0, 1}};
+    const mm44 rz = {{c(z), -s(z), 0, 0, s(z), c(z), 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}};
+    expect_same(mm44_rotate(x, y, z), product(rx, product(ry, rz)));
+    expect_same(mm44_rotate_z(z), rz);
+  }
+  if (LDBL_MANT_DIG >= 64) {  // 1 + 2^−60 − 1: lost in double, kept in the wide format
+    const mm44 a = {{1, 0x1p-30f, -1, 0}}, b = {{1, 0, 0, 0, 0x1p-30f, 0, 0, 0, 1}};
+    EXPECT_EQ(mm44_mulmm44(a, b).m[0], 0x1p-60f);
+    EXPECT_EQ(mm44_mulv4(a, {1, 0x1p-30f, 1, 0}).x, 0x1p-60f);
+  }
+}
+
+TEST(Geometry, FixedCasesAndIeeeValues) {
+  const mv3 n = mv3_normal({0, 0, 2}), z = mv3_normal({0, 0, 0}), c = mv3_cross({1, 0, 0}, {0, 1, 0});
+  EXPECT_TRUE(mv3_length({3, 4, 0}) == 5 && mv2_length({3, 4}) == 5 && n.z == 1 && c.z == 1 && c.x == 0);
+  EXPECT_TRUE(std::isnan(z.x) && std::isnan(z.y) && std::isnan(z.z));  // no special case for length 0
+  EXPECT_EQ(mv3_cross({1, 2, 3}, {2, 4, 6}).y, 0.0f);
+  const mv2 d = mv2_div({1, -1}, 0);
+  EXPECT_TRUE(d.x == INFINITY && d.y == -INFINITY);
+  Random rnd;
+  const mm44 id = mm44_identity(), a = rnd.m44();
+  expect_same(mm44_mulmm44(id, a), a);
+  expect_same(mm44_mulmm44(a, id), a);
+  expect_same(mm44_rotate(0, 0, 0), id);
+  const mv4 turned = mm44_mulv4(mm44_rotate_z(3.14159265f / 2), {1, 0, 0, 1});
+  EXPECT_TRUE(std::fabs(turned.x) < 1e-7f && turned.y == 1 && turned.w == 1);
+  // mm44_mulv3 takes the translation from the last row, mm44_mulv4 from the last column.
+  mm44 last_row = id, last_column = id;
+  last_row.m[12] = 5;
+  last_column.m[3] = 5;
+  const mv4 rv = mm44_mulv4(last_row, {2, 3, 4, 1});
+  EXPECT_TRUE(mm44_mulv3(last_row, {2, 3, 4}).x == 7 && rv.x == 2 && rv.w == 11);
+  EXPECT_TRUE(mm44_mulv4(last_column, {2, 3, 4, 1}).x == 7 && mm44_mulv3(last_column, {2, 3, 4}).x == 2);
+
+  expect_same(mm44_lookat({0, 0, 0}, {0, 0, 1}, {0, 1, 0}), id);
+  mm44 moved = id;
+  moved.m[12] = -1, moved.m[13] = -2, moved.m[14] = -3;
+  expect_same(mm44_lookat({1, 2, 3}, {1, 2, 4}, {0, 1, 0}), moved);
+  const mm44 lost = mm44_lookat({1, 2, 3}, {1, 2, 3}, {0, 1, 0});
+  for (int i : {0, 1, 2, 4, 5, 6, 8, 9, 10}) EXPECT_TRUE(std::isnan(lost.m[i])) << i;
+  // A general view from the vector steps (checked above), rounded where formed, with the
+  // translation as a product with −eye on the left.
+  const mv3 eye = rnd.v3(), target = rnd.v3(), up = rnd.v3();
+  const mv3 fw = mv3_normal(mv3_sub(target, eye)), s = mv3_normal(mv3_cross(up, fw)), u = mv3_cross(fw, s);
+  const mm44 axes = {{s.x, u.x, fw.x, 0, s.y, u.y, fw.y, 0, s.z, u.z, fw.z, 0, 0, 0, 0, 1}};
+  const mm44 t = {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, -eye.x, -eye.y, -eye.z, 1}};
+  expect_same(mm44_lookat(eye, target, up), product(t, axes));
+}
+
+}  // namespace

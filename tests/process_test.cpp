@@ -1,0 +1,143 @@
+// Point filters and smoothing: exact numbers, and literal references on random surfaces of
+// every pixel size.
+#include <gtest/gtest.h>
+#include <quelt/processing/process.h>
+#include <quelt/processing/process_p.h>
+#include <quelt/processing/strip.h>
+#include <quelt/surface/context.h>
+
+#include <algorithm>
+#include <random>
+#include <tuple>
+#include <vector>
+
+#include "support.h"
+
+namespace {
+
+using bytes = std::vector<uint8_t>;
+
+struct Surf {
+  sf_surface s{};
+  Surf(int32_t w, int32_t h, int32_t bpp, const bytes& b = {}) {
+    EXPECT_EQ(sf_create(&s, w, h, bpp), 1);
+    std::copy(b.begin(), b.end(), s.pixels);
+  }
+  ~Surf() { sf_release(&s); }
+  bytes get() const { return bytes(s.pixels, s.pixels + size_t(s.width) * s.height * s.bytes_per_pixel); }
+};
+
+bytes random_bytes(size_t n, uint32_t seed, int levels = 256) {
+  std::mt19937 rng(seed);
+  bytes b(n);
+  for (auto& v : b) v = uint8_t(rng() % levels * (256 / levels));
+  return b;
+}
+
+TEST(Threshold, MatchesThePassesOnEveryPixelSize) {
+  Surf a(4, 1, 1, {10, 30, 20, 0});
+  sf_threshold(&a.s);
+  EXPECT_EQ(a.get(), (bytes{0, 255, 0, 0}));  // odd count: the middle level goes to 0
+  // The passes as defined: the lowest remaining level to 0, the highest to 255, until none.
+  for (int bpp : {1, 3, 4, 5})
+    for (int levels : {256, 8}) {
+      bytes want = random_bytes(size_t(13) * 7 * bpp, levels + bpp, levels);
+      Surf s(13, 7, bpp, want);
+      for (int c = 0; c < std::min(bpp, 3); ++c)
+        for (;;) {
+          int lo = 255, hi = 0;
+          for (size_t i = c; i < want.size(); i += bpp)
+            if (want[i] % 255) lo = std::min<int>(lo, want[i]), hi = std::max<int>(hi, want[i]);
+          if (lo > hi) break;
+          for (auto i = size_t(c); i < want.size(); i += bpp) want[i] = want[i] == lo ? 0 : want[i] == hi ? 255 : want[i];
+        }
+      sf_threshold(&s.s);
+      EXPECT_EQ(s.get(), want) << bpp;
+    }
+}
+
+TEST(Grayscale, ModesRefusalsAndFailure) {
+  Surf a(2, 1, 4, {10, 20, 31, 99, 255, 255, 254, 7}), b(2, 1, 4, {10, 20, 31, 99, 3, 0, 0, 0});
+  EXPECT_EQ(sf_grayscale(&a.s, 0), 1);
+  EXPECT_EQ(a.get(), (bytes{20, 20, 20, 99, 254, 254, 254, 7}));
+  b.s.color = 0xFF123456;
+  ASSERT_EQ(sf_strip(&b.s), 1);
+  EXPECT_EQ(sf_grayscale(&b.s, 1), 1);
+  EXPECT_EQ(std::make_tuple(b.s.bytes_per_pixel, b.s.width, b.s.height, b.s.color), std::make_tuple(1, 2, 1, 0u));
+  EXPECT_EQ(b.s.strip, nullptr);
+  EXPECT_EQ(b.get(), (bytes{20, 1}));
+
+  // Refused without a change and without a word: a 1-byte surface, unknown modes, a pushed clip.
+  sf_rect r{0, 0, 1, 1};
+  ASSERT_EQ(sf_push(&a.s, &r), 1);
+  {
+    qtest::Stdout out;
+    EXPECT_EQ(sf_grayscale(&b.s, 0), 0);
+    for (int32_t mode : {2, -1}) EXPECT_EQ(sf_grayscale(&a.s, mode), 0);
+    EXPECT_EQ(sf_grayscale(&a.s, 1), 0);
+    EXPECT_EQ(out.text(), "");
+  }
+  EXPECT_EQ(a.get(), (bytes{20, 20, 20, 99, 254, 254, 254, 7}));
+  sf_pop(&a.s);
+
+  qtest::Stdout out;
+  qtest::fail_after(0);
+  EXPECT_EQ(sf_grayscale(&a.s, 1), 0);
+  qtest::fail_after(-1);
+  EXPECT_EQ(qtest::trace_shape(out.text()), "surface.cpp:N:\t\tsf_create: malloc\nsurface.cpp:N:\tsf_create.\n"
+                                            "process.cpp:N:\t\tsf_grayscale: \nprocess.cpp:N:\tsf_grayscale.\n");
+  EXPECT_EQ(a.get(), (bytes{20, 20, 20, 99, 254, 254, 254, 7}));
+}
+
+TEST(PointFilters, NegativeAndAdjust) {
+  bytes in = random_bytes(37 * 3, 5), want = in;  // not a whole number of 16-byte chunks
+  for (auto& v : want) v = uint8_t(~v);
+  Surf n(37, 1, 3, in);
+  EXPECT_EQ(sf_negative(&n.s), 1);
+  EXPECT_EQ(n.get(), want);
+
+  const struct { float gamma, gain, offset; uint8_t in, out; } cases[] = {
+      {2, 1, 0, 128, 180},  {2, 1, 0, 64, 127},   {1, 2, 0, 128, 255}, {1, 1, 0.25f, 128, 191},
+      {1, 1, -0.5f, 10, 0}, {2, 1, -0.5f, 10, 0}, {0, 1, 0, 200, 0},   {0, 1, 0, 255, 255},
+  };
+  for (const auto& c : cases) {
+    Surf a(1, 1, 4, {c.in, c.in, c.in, c.in});
+    EXPECT_EQ(sf_adjust(&a.s, c.gamma, c.gain, c.offset), 1);
+    EXPECT_EQ(a.get(), (bytes{c.out, c.out, c.out, c.in})) << c.gamma << " " << c.gain << " " << c.offset;
+  }
+  bytes all(256);
+  for (int v = 0; v < 256; ++v) all[v] = uint8_t(v);
+  Surf id(256, 1, 1, all);
+  sf_adjust(&id.s, 1, 1, 0);  // rounding r to a float keeps every level
+  EXPECT_EQ(id.get(), all);
+}
+
+TEST(Smooth, MatchesRowThenColumnPassAtEveryWidth) {
+  Surf a(2, 2, 1, {200, 200, 200, 200}), b(1, 1, 1, {200}), e(0, 5, 1);
+  EXPECT_EQ(sf_smooth(&a.s), 1);
+  EXPECT_EQ(a.get(), (bytes{200, 100, 100, 50}));
+  EXPECT_EQ(sf_smooth(&b.s), 1);
+  EXPECT_EQ(b.get(), bytes{50});
+  EXPECT_EQ(sf_smooth(&e.s), 0);
+
+  const int sizes[][2] = {{1, 9}, {9, 1}, {17, 3}, {33, 5}, {64, 2}};
+  for (int bpp : {1, 2, 3, 4, 5})
+    for (const auto& sz : sizes) {
+      const int w = sz[0], h = sz[1];
+      bytes want = random_bytes(size_t(w) * h * bpp, w * 100 + bpp);
+      Surf s(w, h, bpp, want), s16(w, h, bpp, want), s32(w, h, bpp, want);
+      auto at = [&](int x, int y, int c) -> uint8_t& { return want[(size_t(y) * w + x) * bpp + c]; };
+      for (int c = 0; c < std::min(bpp, 3); ++c) {
+        for (int y = 0; y < h; ++y)
+          for (int x = 0; x < w; ++x) at(x, y, c) = uint8_t((x + 1 < w ? at(x + 1, y, c) >> 1 : 0) + (at(x, y, c) >> 1));
+        for (int x = 0; x < w; ++x)
+          for (int y = 0; y < h; ++y) at(x, y, c) = uint8_t((y + 1 < h ? at(x, y + 1, c) >> 1 : 0) + (at(x, y, c) >> 1));
+      }
+      sf_smooth(&s.s);                      // the widest loops this processor runs
+      quelt::process::smooth<16>(&s16.s);  // each vector width, compiled here for the base set
+      quelt::process::smooth<32>(&s32.s);
+      for (const Surf* t : {&s, &s16, &s32}) EXPECT_EQ(t->get(), want) << w << "x" << h << " bpp " << bpp;
+    }
+}
+
+}  // namespace

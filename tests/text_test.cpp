@@ -1,0 +1,528 @@
+// Text: glyphs checked against FreeType's own bitmaps, strings against their glyphs, strikes of a
+// bitmap-only font, the display resolution, and the traced failures.
+#include <gtest/gtest.h>
+#include <quelt/surface/blend.h>
+#include <quelt/text/face.h>
+
+#include <ft2build.h>
+#include FT_FREETYPE_H
+#include FT_LCD_FILTER_H
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+#include <set>
+
+#include "support.h"
+#include "text_fonts.h"
+
+// The library's calls into FreeType, counted on their way through.
+namespace calls {
+long load_char = 0, char_index = 0;
+}
+extern "C" FT_Error FT_Load_Char(FT_Face face, FT_ULong code, FT_Int32 flags) {
+  static auto f = reinterpret_cast<FT_Error (*)(FT_Face, FT_ULong, FT_Int32)>(dlsym(RTLD_NEXT, "FT_Load_Char"));
+  return ++calls::load_char, f(face, code, flags);
+}
+extern "C" FT_UInt FT_Get_Char_Index(FT_Face face, FT_ULong code) {
+  static auto f = reinterpret_cast<FT_UInt (*)(FT_Face, FT_ULong)>(dlsym(RTLD_NEXT, "FT_Get_Char_Index"));
+  return ++calls::char_index, f(face, code);
+}
+
+namespace {
+
+const bool no_display = (unsetenv("DISPLAY"), true);  // 96 dpi, but in the display test
+const char* const sans = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+const char* const mono_font = "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf";
+
+struct Face {
+  sf_face* f = nullptr;
+  Face(const char* path, int32_t size) { EXPECT_EQ(sf_face_create(&f, path, size), 1) << path; }
+  Face(const Face&) = delete;
+  ~Face() { sf_face_release(&f); }
+  sf_glyph* operator[](uint32_t code) const { return f->glyphs[code]; }
+};
+
+struct Target {
+  sf_surface s;
+  Target(int32_t w, int32_t h, int32_t bpp = 4) {
+    EXPECT_EQ(sf_create(&s, w, h, bpp), 1);
+    s.color = 0xFF203040u;
+    sf_fill(&s, nullptr);
+    s.color = 0xFFF0E080u;
+  }
+  Target(const Target&) = delete;
+  ~Target() { sf_release(&s); }
+  std::vector<uint8_t> bytes() const { return {s.pixels, s.pixels + size_t(s.width) * s.height * s.bytes_per_pixel}; }
+};
+
+std::string write(const qtest::TempDir& dir, const char* name, const std::vector<uint8_t>& bytes) {
+  std::ofstream(dir.path(name), std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), long(bytes.size()));
+  return dir.path(name);
+}
+
+std::string shape(const std::string& file, const std::string& func, const std::string& what) {
+  return file + ":N:\t\t" + func + ": " + what + "\n" + file + ":N:\t" + func + ".\n";
+}
+
+std::u16string u(const char* ascii) { return {ascii, ascii + std::strlen(ascii)}; }
+const uint16_t* units(const std::u16string& s) { return reinterpret_cast<const uint16_t*>(s.c_str()); }
+
+// FreeType on its own, set up as the library sets it up: raw sub-pixel coverage, 96 dpi.
+struct Reference {
+  FT_Library lib = nullptr;
+  FT_Face face = nullptr;
+  Reference(const char* path, int size) {
+    FT_Init_FreeType(&lib);
+    FT_Library_SetLcdFilter(lib, FT_LCD_FILTER_NONE);
+    FT_New_Face(lib, path, 0, &face);
+    FT_Set_Char_Size(face, size * 64, size * 64, 96, 96);
+  }
+  ~Reference() { FT_Done_Face(face), FT_Done_FreeType(lib); }
+  int kerning(uint16_t a, uint16_t b) {
+    FT_Vector d{};
+    FT_Get_Kerning(face, FT_Get_Char_Index(face, a), FT_Get_Char_Index(face, b), FT_KERNING_DEFAULT, &d);
+    return int(d.x / 64);
+  }
+};
+
+// A string drawn glyph by glyph with sf_face_glyph, moving the pen by hand: what sf_face_string
+// must give. Kerning comes from FreeType directly; `count` limits the glyphs drawn.
+void compose(Face& face, Reference* ref, sf_surface* s, const std::u16string& text, int x, int y, size_t count = 99) {
+  for (size_t i = 0; i < text.size() && i < count; ++i) {
+    if (ref && i) x += ref->kerning(text[i - 1], text[i]);
+    sf_face_glyph(face.f, s, text[i], x, y);
+    x += face[text[i]]->advance_x + face.f->spacing;
+  }
+}
+
+TEST(Face, CreateAndRelease) {
+  const bool started = ft_library != nullptr;
+  if (!started) {  // a failed start of FreeType is tried again by the next face
+    sf_face* f = nullptr;
+    qtest::Stdout out;
+    qtest::fail_after(1);  // the record is allocated, FreeType's first block is not
+    EXPECT_EQ(sf_face_create(&f, sans, 12), 0);
+    qtest::fail_after(-1);
+    EXPECT_EQ(qtest::trace_shape(out.text()), shape("face.cpp", "sf_face_create", "FT_Init_FreeType"));
+    EXPECT_EQ(f, nullptr);
+    EXPECT_EQ(ft_library, nullptr);
+  }
+  qtest::Stdout out;
+  Face a(sans, 12), b(mono_font, 10);
+  EXPECT_EQ(out.text(), "");  // scalable fonts list no strikes
+  ASSERT_NE(ft_library, nullptr);
+  EXPECT_EQ(a.f->ft_face->glyph->library, b.f->ft_face->glyph->library);
+  EXPECT_EQ(a.f->ft_face->glyph->library, ft_library);
+  for (const sf_glyph* g : a.f->glyphs) ASSERT_EQ(g, nullptr);
+  EXPECT_EQ(a.f->force_autohint | a.f->lcd | a.f->mono | a.f->spacing, 0);
+  EXPECT_EQ(a.f->on_glyph, nullptr);
+  EXPECT_EQ(a.f->ft_face->size->metrics.y_ppem, 16);  // 12 points at 96 dpi
+  EXPECT_EQ(sf_face_height(a.f), a.f->ft_face->size->metrics.height / 64);
+  for (int32_t size : {0, -5}) {  // FreeType's least size: 1 point, 1 pixel at 96 dpi
+    Face tiny(sans, size);
+    EXPECT_EQ(tiny.f->ft_face->size->metrics.y_ppem, 1);
+  }
+  sf_face_release(&a.f);
+  EXPECT_EQ(a.f, nullptr);
+  sf_face_release(&a.f);
+  sf_face_release(nullptr);
+}
+
+TEST(Face, BadFilesAndFailedAllocations) {
+  Face first(sans, 12);
+  qtest::TempDir dir;
+  std::ifstream in(sans, std::ios::binary);
+  const std::vector<uint8_t> whole((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  for (size_t size : {size_t(0), size_t(12), size_t(2000), whole.size() / 2, size_t(-1)}) {
+    const std::string path = size == size_t(-1) ? dir.path("missing.ttf")
+                                                : write(dir, "cut.ttf", {whole.begin(), whole.begin() + long(size)});
+    sf_face* f = nullptr;
+    qtest::Stdout out;
+    EXPECT_EQ(sf_face_create(&f, path.c_str(), 12), 0) << size;
+    EXPECT_EQ(qtest::trace_shape(out.text()), shape("face.cpp", "sf_face_create", "FT_New_Face")) << size;
+    EXPECT_EQ(f, nullptr);
+  }
+  // Every allocation fails once in turn: a traced failure with nothing left, or a whole face.
+  std::set<std::string> seen;
+  for (long n = 0;; ++n) {
+    sf_face* f = nullptr;
+    qtest::Stdout out;
+    qtest::fail_after(n);
+    const int32_t r = sf_face_create(&f, sans, 12);
+    qtest::fail_after(-1);
+    const std::string text = qtest::trace_shape(out.text());
+    if (r) {
+      EXPECT_EQ(text, "");
+      EXPECT_EQ(f->ft_face->size->metrics.y_ppem, 16);  // without the display's answer, 96 dpi
+      sf_face_release(&f);
+      if (!qtest::failure_happened()) break;
+      continue;
+    }
+    EXPECT_EQ(f, nullptr);
+    seen.insert(text);
+  }
+  const std::set<std::string> traces = {shape("face.cpp", "sf_face_create", "malloc"),
+                                        shape("face.cpp", "sf_face_create", "FT_New_Face"),
+                                        shape("face.cpp", "sf_face_create", "FT_Set_Char_Size")};
+  for (const std::string& s : seen) EXPECT_EQ(traces.count(s), 1u) << s;
+  EXPECT_GE(seen.size(), 2u);
+}
+
+TEST(BitmapFont, StrikesAreListedAndChosenBySize) {
+  qtest::TempDir dir;
+  const std::string path = write(dir, "strikes.ttf", textfont::bitmap_font({{10, 1}, {12, 1}, {13, 8}, {16, 1}}));
+  // size asked for -> strike used: its own when listed, else the first
+  for (auto [size, ppem] : {std::pair{12, 12}, {16, 16}, {13, 13}, {11, 10}, {0, 10}}) {
+    qtest::Stdout out;
+    Face face(path.c_str(), size);
+    EXPECT_EQ(out.text(), "face_create(): available sizes(4): 10, 12, 13, 16.\n") << size;
+    EXPECT_EQ(face.f->ft_face->size->metrics.y_ppem, ppem) << size;
+    EXPECT_EQ(sf_face_height(face.f), ppem);
+    face.f->lcd = 1;  // a strike answers a sub-pixel request with what it has
+    ASSERT_EQ(sf_face_check(face.f, 'A'), 1);
+    const sf_surface& a = face['A']->surface;
+    EXPECT_EQ(a.bytes_per_pixel, 1);
+    EXPECT_EQ(a.width, textfont::block_width(ppem));
+    EXPECT_EQ(a.height, textfont::block_height(ppem));
+    EXPECT_EQ(face['A']->offset_y, ppem * 4 / 5 - textfont::block_height(ppem));  // standing on the baseline
+    for (int i = 0; i < a.width * a.height; ++i) ASSERT_EQ(a.pixels[i], 255);  // one-bit and 8-bit alike
+  }
+
+  const std::string gray2 = write(dir, "gray2.ttf", textfont::bitmap_font({{12, 2}}));
+  qtest::Stdout listing;
+  Face face(gray2.c_str(), 12);
+  EXPECT_EQ(listing.text(), "face_create(): available sizes(1): 12.\n");
+  for (int attempt = 0; attempt < 2; ++attempt) {  // failures are not cached
+    qtest::Stdout out;
+    EXPECT_EQ(sf_face_check(face.f, 'A'), 0);
+    EXPECT_EQ(face['A'], nullptr);
+    EXPECT_EQ(qtest::trace_shape(out.text()), shape("face.cpp", "sf_face_check", "unsupported pixel mode"));
+  }
+  // Not even "?" loads: nothing is measured or drawn, and the anchors stay.
+  Target t(8, 8);
+  t.s.anchor_x = 0.5f;
+  face.f->spacing = 4;
+  qtest::Stdout quiet;
+  EXPECT_EQ(sf_face_glyph(face.f, &t.s, 'A', 0, 0), 0);
+  EXPECT_EQ(t.s.anchor_x, 0.5f);
+  EXPECT_EQ(sf_face_width(face.f, units(u("AA")), 0), -4);
+}
+
+// Glyph surfaces are FreeType's bitmaps for the face's flags: one-bit pixels as 0/255, sub-pixel
+// rows one pixel wider and filtered along the row, placed by FreeType's metrics.
+TEST(Glyph, MatchesFreeTypeForEveryMode) {
+  struct {
+    int32_t lcd, mono, autohint;
+    FT_Int32 flags;
+  } modes[] = {{0, 0, 0, 0x4}, {0, 1, 0, 0x20004}, {1, 0, 0, 0x30004}, {1, 1, 0, 0x30004}, {0, 0, 1, 0x24}, {1, 0, 1, 0x30024}};
+  Reference ref(sans, 12);
+  const FT_Size_Metrics& m = ref.face->size->metrics;
+  for (const auto& mode : modes) {
+    Face face(sans, 12);
+    face.f->lcd = mode.lcd, face.f->mono = mode.mono, face.f->force_autohint = mode.autohint;
+    for (uint32_t code : {0x41u, 0x67u, 0x57u, 0x40u, 0xE9u, 0x4E00u, 0x20u}) {
+      SCOPED_TRACE(testing::Message() << "flags " << std::hex << mode.flags << " code " << code);
+      ASSERT_EQ(sf_face_check(face.f, code), 1);
+      ASSERT_EQ(FT_Load_Char(ref.face, code, mode.flags), 0);
+      const FT_GlyphSlot slot = ref.face->glyph;
+      const FT_Bitmap& b = slot->bitmap;
+      const bool lcd = b.pixel_mode == FT_PIXEL_MODE_LCD;
+      const int w = lcd ? int(b.width) / 3 + 1 : int(b.width), n = lcd ? 3 * w : w;
+      std::vector<uint8_t> expected;
+      for (int y = 0; y < int(b.rows); ++y) {
+        std::vector<int> v(size_t(n) + 4, 0);  // four zeros before the row
+        for (int x = 0; x < int(b.width); ++x)
+          v[size_t(x) + 4] = b.pixel_mode == FT_PIXEL_MODE_MONO ? (b.buffer[y * b.pitch + x / 8] >> (7 - x % 8) & 1) * 255
+                                                                 : b.buffer[y * b.pitch + x];
+        for (size_t j = 4; j < size_t(n) + 4; ++j)
+          expected.push_back(uint8_t(lcd ? (28 * v[j] + 56 * v[j - 1] + 85 * v[j - 2] + 56 * v[j - 3] + 28 * v[j - 4]) / 256 : v[j]));
+      }
+      const sf_glyph* g = face[code];
+      EXPECT_EQ(g->surface.bytes_per_pixel, lcd ? 3 : 1);
+      EXPECT_EQ(g->surface.width, w);
+      EXPECT_EQ(g->surface.height, int(b.rows));
+      const uint8_t* p = g->surface.pixels;
+      EXPECT_EQ(p ? std::vector<uint8_t>(p, p + expected.size()) : std::vector<uint8_t>{}, expected);
+      EXPECT_EQ(g->offset_x, slot->bitmap_left);
+      EXPECT_EQ(g->offset_y, (m.height + m.descender) / 64 - slot->bitmap_top);
+      EXPECT_EQ(g->advance_x, slot->advance.x / 64);
+      EXPECT_GT(g->advance_x, 0);
+      EXPECT_EQ(g->advance_y, 0);
+    }
+  }
+}
+
+int glyph_callbacks = 0;
+void clear_glyph(sf_surface* s) {
+  ++glyph_callbacks;
+  if (s->pixels) std::memset(s->pixels, 0, size_t(s->width) * s->height * s->bytes_per_pixel);
+}
+
+TEST(Glyph, CacheAndOnGlyph) {
+  Face face(sans, 24);
+  qtest::Stdout out;
+  EXPECT_EQ(sf_face_check(face.f, 0x10000), 0);  // beyond the table: nothing loads
+  EXPECT_EQ(sf_face_check(face.f, 0xFFFFFFFFu), 0);
+  const long loads = calls::load_char;
+  face.f->on_glyph = clear_glyph;
+  EXPECT_EQ(sf_face_check(face.f, 0xFFFF), 1);  // the last entry is a key like any other
+  EXPECT_EQ(sf_face_check(face.f, ' '), 1);     // glyphs without pixels are offered too
+  EXPECT_EQ(sf_face_check(face.f, 'M'), 1);
+  face.f->lcd = 1;  // reaches only glyphs not yet loaded
+  EXPECT_EQ(sf_face_check(face.f, 'M'), 1);
+  EXPECT_EQ(calls::load_char - loads, 3);
+  EXPECT_EQ(glyph_callbacks, 3);
+  EXPECT_EQ(out.text(), "");
+  // The skip table is built after the callback: every row of the cleared "M" is one empty run.
+  const sf_surface& s = face['M']->surface;
+  EXPECT_EQ(s.bytes_per_pixel, 1);
+  ASSERT_NE(s.strip, nullptr);
+  for (int y = 0; y < s.height; ++y) ASSERT_EQ(s.strip[size_t(y) * s.width], s.width) << y;
+  Target t(64, 64);
+  const auto before = t.bytes();
+  EXPECT_EQ(sf_face_glyph(face.f, &t.s, 'M', 10, 10), 1);
+  EXPECT_EQ(t.bytes(), before);
+}
+
+TEST(Glyph, EveryFailedAllocationIsTraced) {
+  // FreeType 2.12 itself crashes when an allocation fails while it sets up the hinting of a new
+  // size, on the first glyph of a face: a first glyph is loaded before failures start.
+  const std::string strip = shape("strip.cpp", "sf_strip", "malloc");
+  const std::set<std::string> failed = {
+      shape("face.cpp", "sf_face_check", "malloc"), shape("face.cpp", "sf_face_check", "FT_Load_Char"),
+      shape("surface.cpp", "sf_create", "malloc") + shape("face.cpp", "sf_face_check", "")};
+  std::set<std::string> seen;
+  for (long n = 0;; ++n) {
+    Face face(sans, 12);
+    face.f->lcd = 1;
+    ASSERT_EQ(sf_face_check(face.f, 'B'), 1);
+    qtest::Stdout out;
+    qtest::fail_after(n);
+    const int32_t r = sf_face_check(face.f, 'A');
+    qtest::fail_after(-1);
+    const std::string text = qtest::trace_shape(out.text());
+    seen.insert(text);
+    EXPECT_TRUE(r ? text.empty() || text == strip : failed.count(text) == 1) << text;
+    EXPECT_EQ(face['A'] != nullptr, r == 1);
+    if (r) EXPECT_EQ(face['A']->surface.strip == nullptr, text == strip);  // a glyph all the same
+    if (r && !qtest::failure_happened()) break;
+  }
+  for (const std::string& s : failed) EXPECT_TRUE(seen.count(s)) << s;
+  EXPECT_TRUE(seen.count(strip));
+}
+
+// A font found by fuzzing: "?" and the missing-glyph shape are thousands of pixels tall at
+// 12 points. They are refused without a trace before FreeType renders them; "A" is small.
+TEST(Glyph, OutrageousGlyphsAreRefused) {
+  for (int32_t lcd : {0, 1}) {
+    Face face(QUELT_TEST_DATA "/huge-glyphs.ttf", 12);
+    face.f->lcd = lcd;
+    qtest::Stdout out;
+    EXPECT_EQ(sf_face_check(face.f, '?'), 0);
+    EXPECT_EQ(sf_face_check(face.f, 0x4E00), 0);
+    EXPECT_EQ(face['?'], nullptr);
+    EXPECT_EQ(out.text(), "");
+    ASSERT_EQ(sf_face_check(face.f, 'A'), 1);
+    EXPECT_LT(face['A']->surface.height, 256);
+    Target t(32, 32);
+    const auto before = t.bytes();
+    sf_face_string(face.f, &t.s, units(u("??")), 0, 0, 0);
+    EXPECT_EQ(t.bytes(), before);
+  }
+}
+
+// Measuring: the larger of advance and bitmap per glyph, spacing between, kerning by FreeType,
+// two character look-ups per pair on a font that kerns and none on one that doesn't.
+TEST(Strings, Width) {
+  Face face(sans, 12);
+  Reference ref(sans, 12);
+  ASSERT_NE(ref.kerning('A', 'V'), 0);  // pairs that FreeType kerns in DejaVu Sans at 16 pixels
+  ASSERT_NE(ref.kerning('T', 'o'), 0);
+  const std::u16string text = u("AVATAR To fly");
+  for (int32_t spacing : {0, 3, -2}) {
+    face.f->spacing = spacing;
+    int expected = -spacing;
+    for (size_t i = 0; i < text.size(); ++i)
+      expected += sf_face_width_glyph(face.f, text[i]) + spacing + (i ? ref.kerning(text[i - 1], text[i]) : 0);
+    const long lookups = calls::char_index;
+    EXPECT_EQ(sf_face_width(face.f, units(text), 0), expected) << spacing;
+    EXPECT_EQ(calls::char_index - lookups, 2 * long(text.size() - 1));
+  }
+  // A glyph measures at least as wide as its bitmap: sub-pixel glyphs carry an extra column.
+  Face sub(sans, 12);
+  sub.f->lcd = 1;
+  int wider = 0;
+  for (char c : std::string("AVWTfjmw")) {
+    ASSERT_EQ(sf_face_check(sub.f, uint32_t(c)), 1);
+    const sf_glyph* g = sub[uint32_t(c)];
+    wider += g->surface.width > g->advance_x;
+    EXPECT_EQ(sf_face_width_glyph(sub.f, uint32_t(c)), std::max(g->advance_x, g->surface.width));
+  }
+  EXPECT_GT(wider, 0);
+  for (int32_t spacing : {INT32_MAX, INT32_MIN}) {  // sums stop at the ends of the range
+    face.f->spacing = spacing;
+    EXPECT_EQ(sf_face_width(face.f, units(text), 0), spacing);
+    Target t(16, 16);
+    sf_face_string(face.f, &t.s, units(text), 0, 0, 0);
+  }
+
+  Face mono(mono_font, 12);
+  const int advance = sf_face_width_glyph(mono.f, 'a');
+  mono.f->spacing = 3;
+  const std::u16string abc = u("abc"), empty;
+  struct {
+    const uint16_t* text;
+    int32_t length, glyphs;
+  } cases[] = {{units(abc), 0, 3}, {units(abc), 2, 2}, {units(abc), 5, 3}, {units(abc), -1, 0}, {units(empty), 0, 0}, {nullptr, 3, 0}};
+  for (uint32_t code : {'b', 'c', '?'}) ASSERT_EQ(sf_face_check(mono.f, code), 1);
+  const long lookups = calls::char_index;
+  for (const auto& c : cases) {
+    EXPECT_EQ(sf_face_width(mono.f, c.text, c.length), c.glyphs * (advance + 3) - 3) << c.length;
+    Target drawn(64, 32), composed(64, 32);
+    sf_face_string(mono.f, &drawn.s, c.text, c.length, 2, 2);
+    compose(mono, nullptr, &composed.s, abc, 2, 2, size_t(c.glyphs));
+    EXPECT_EQ(drawn.bytes(), composed.bytes()) << c.length;
+  }
+  EXPECT_EQ(calls::char_index, lookups);
+
+  // Codes beyond the table draw as "?"; the halves of a surrogate pair are two characters.
+  EXPECT_EQ(sf_face_width_glyph(face.f, 0x1F600), 0);
+  Target emoji(32, 32), question(32, 32);
+  EXPECT_EQ(sf_face_glyph(face.f, &emoji.s, 0x1F600, 4, 4), 1);
+  EXPECT_EQ(sf_face_glyph(face.f, &question.s, '?', 4, 4), 1);
+  EXPECT_EQ(emoji.bytes(), question.bytes());
+  face.f->spacing = 0;
+  const std::u16string pair = u"\U0001F600";
+  EXPECT_EQ(sf_face_width(face.f, units(pair), 0), sf_face_width_glyph(face.f, pair[0]) + sf_face_width_glyph(face.f, pair[1]));
+  EXPECT_NE(face[pair[0]], face[pair[1]]);
+}
+
+// Drawing: the same pixels as the glyphs blended one by one along the pen, kerning included;
+// the anchors place the whole string by its measured width and the line height.
+TEST(Strings, StringIsItsGlyphsAlongThePen) {
+  for (int32_t lcd : {0, 1}) {
+    Face face(sans, 12);
+    Reference ref(sans, 12);
+    face.f->lcd = lcd;
+    face.f->spacing = 1;
+    const std::u16string text = u("AVATAR To \x01 fly");
+    Target drawn(200, 40), composed(200, 40);
+    sf_face_string(face.f, &drawn.s, units(text), 0, 3, 5);
+    compose(face, &ref, &composed.s, text, 3, 5);
+    EXPECT_EQ(drawn.bytes(), composed.bytes()) << lcd;
+
+    Target anchored(200, 40), placed(200, 40);
+    anchored.s.anchor_x = 0.5f, anchored.s.anchor_y = 1.0f;
+    sf_face_string(face.f, &anchored.s, units(text), 0, 100, 30);
+    const int w = sf_face_width(face.f, units(text), 0);
+    sf_face_string(face.f, &placed.s, units(text), 0, 100 - w / 2, 30 - sf_face_height(face.f));
+    EXPECT_EQ(anchored.bytes(), placed.bytes());
+    EXPECT_EQ(anchored.s.anchor_x, 0.0f);
+    EXPECT_EQ(anchored.s.anchor_y, 0.0f);
+    anchored.s.anchor_x = 1.0f;
+    const auto before = anchored.bytes();
+    sf_face_string(face.f, &anchored.s, units(u("")), 0, 0, 0);  // an empty string spends them too
+    EXPECT_EQ(anchored.s.anchor_x, 0.0f);
+    EXPECT_EQ(anchored.bytes(), before);
+  }
+}
+
+TEST(Strings, EdgesClipsAnchorsAndTargets) {
+  Face face(sans, 12);
+  const int W = sf_face_width_glyph(face.f, 'W'), i = sf_face_width_glyph(face.f, 'i');
+  // "W" moves the pen right and "i" back left: once the pen is past the right edge the walk
+  // stops, so the i's that would come back into view are not drawn.
+  face.f->spacing = -(face['W']->advance_x + face['i']->advance_x) / 2;
+  const int step = face['W']->advance_x + face.f->spacing;
+  ASSERT_TRUE(step > 0 && W > 0 && i > 0);
+  const std::u16string text = u("WWWWWWWWiiiiiiiiiiiiiiiiiiii");
+  Target drawn(5 * step, 30), first5(5 * step, 30), all(5 * step, 30);
+  sf_face_string(face.f, &drawn.s, units(text), 0, 0, 0);
+  compose(face, nullptr, &first5.s, text, 0, 0, 5);
+  compose(face, nullptr, &all.s, text, 0, 0);
+  EXPECT_EQ(drawn.bytes(), first5.bytes());
+  EXPECT_NE(drawn.bytes(), all.bytes());
+
+  // A clip narrower than the surface cuts glyphs at the pixel; the walk goes on.
+  face.f->spacing = 0;
+  const std::u16string line = u("Hello, world");
+  Target clipped(120, 30), full(120, 30), background(120, 30);
+  sf_rect clip{20, 5, 70, 25};
+  clipped.s.clip = &clip;
+  sf_face_string(face.f, &clipped.s, units(line), 0, 2, 2);
+  sf_face_string(face.f, &full.s, units(line), 0, 2, 2);
+  for (int y = 0; y < 30; ++y)
+    for (int x = 0; x < 120; ++x) {
+      const bool inside = x >= clip.left && x < clip.right && y >= clip.top && y < clip.bottom;
+      const size_t at = (size_t(y) * 120 + size_t(x)) * 4;
+      ASSERT_EQ(std::memcmp(clipped.s.pixels + at, (inside ? full : background).s.pixels + at, 4), 0) << x << "," << y;
+    }
+
+  // One glyph: anchored by its measured width (here the bitmap's, wider than the advance),
+  // anchors spent even when clipped away.
+  Face sub(sans, 12);
+  sub.f->lcd = 1;
+  Target t(40, 40), placed(40, 40);
+  t.s.anchor_x = 1.0f, t.s.anchor_y = 1.0f;
+  EXPECT_EQ(sf_face_glyph(sub.f, &t.s, 'A', 1000, 1000), 0);
+  EXPECT_EQ(t.s.anchor_x + t.s.anchor_y, 0.0f);
+  ASSERT_GT(sub['A']->surface.width, sub['A']->advance_x);
+  t.s.anchor_x = 1.0f;
+  EXPECT_EQ(sf_face_glyph(sub.f, &t.s, 'A', 30, 10), 1);
+  EXPECT_EQ(sf_face_glyph(sub.f, &placed.s, 'A', 30 - sub['A']->surface.width, 10), 1);
+  EXPECT_EQ(t.bytes(), placed.bytes());
+
+  Target gray(40, 40, 1);  // glyphs blend onto 4-byte targets only
+  EXPECT_EQ(sf_face_glyph(face.f, &gray.s, 'A', 5, 5), 0);
+  sf_face_string(face.f, &gray.s, units(u("AAA")), 0, 5, 5);
+  EXPECT_EQ(gray.bytes(), std::vector<uint8_t>(40 * 40, 0));
+}
+
+// The resolution of a display that sets Xft.dpi, read without leaving a connection open.
+TEST(Display, XftDpiScalesThePointSize) {
+  if (access("/usr/bin/Xvfb", X_OK) != 0 || access("/usr/bin/xrdb", X_OK) != 0) GTEST_SKIP() << "no Xvfb or xrdb";
+  int n = 150;
+  auto exists = [](const std::string& p) { return access(p.c_str(), F_OK) == 0; };
+  while (n < 200 && (exists("/tmp/.X11-unix/X" + std::to_string(n)) || exists("/tmp/.X" + std::to_string(n) + "-lock"))) ++n;
+  const std::string display = ":" + std::to_string(n);
+  struct Server {
+    pid_t pid;
+    ~Server() {
+      unsetenv("DISPLAY");
+      if (pid > 0) kill(pid, SIGTERM), waitpid(pid, nullptr, 0);
+    }
+  } server{fork()};
+  if (server.pid == 0) {
+    freopen("/dev/null", "w", stderr);
+    execl("/usr/bin/Xvfb", "Xvfb", display.c_str(), "-noreset", "-nolisten", "tcp", static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  for (int i = 0; i < 200 && !exists("/tmp/.X11-unix/X" + std::to_string(n)); ++i) usleep(25000);
+  FILE* xrdb = popen(("xrdb -display " + display + " -merge").c_str(), "w");
+  ASSERT_NE(xrdb, nullptr);
+  std::fputs("Xft.dpi: 144\n", xrdb);
+  ASSERT_EQ(pclose(xrdb), 0);
+
+  auto open_files = [] {
+    int count = 0;
+    if (DIR* d = opendir("/proc/self/fd")) {
+      while (readdir(d)) ++count;
+      closedir(d);
+    }
+    return count;
+  };
+  setenv("DISPLAY", display.c_str(), 1);
+  const int files = open_files();
+  Face a(sans, 12), b(sans, 12), c(sans, 12);
+  EXPECT_EQ(a.f->ft_face->size->metrics.x_ppem, 24);  // 12 points at 144 dpi
+  EXPECT_EQ(a.f->ft_face->size->metrics.y_ppem, 24);
+  EXPECT_EQ(open_files(), files);
+}
+
+}  // namespace

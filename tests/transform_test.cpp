@@ -1,0 +1,258 @@
+// Whole-surface transforms, convolution and Gaussian weights, and the exact outline blend.
+#include <gtest/gtest.h>
+#include <quelt/processing/kernel.h>
+#include <quelt/processing/pixel.h>
+#include <quelt/processing/strip.h>
+#include <quelt/surface/context.h>
+#include <quelt/surface/transform.h>
+
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "kernel_reference.h"
+#include "support.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+const std::string kCreate = "surface.cpp:N:\t\tsf_create: malloc\nsurface.cpp:N:\tsf_create.\n";
+std::string traced(const std::string& file, const std::string& fn) {
+  return file + ":N:\t\t" + fn + ": \n" + file + ":N:\t" + fn + ".\n";
+}
+const sf_surface kDetached{4, 4, 4, nullptr, nullptr, 0, nullptr, nullptr, 0, 0};  // a size, no buffer
+
+struct Surf : sf_surface {
+  Surf(int32_t w = 0, int32_t h = 0, int32_t bpp = 0, const Bytes& px = {}) : sf_surface{} {
+    if (bpp) EXPECT_EQ(sf_create(this, w, h, bpp), 1);
+    if (!px.empty()) std::memcpy(pixels, px.data(), px.size());
+  }
+  ~Surf() { sf_release(this); }
+  Bytes bytes() const { return pixels ? Bytes(pixels, pixels + size_t(width) * height * bytes_per_pixel) : Bytes{}; }
+  float weight(int i) const { return reinterpret_cast<const float*>(pixels)[i]; }
+};
+
+Bytes noise(size_t n, unsigned seed) {
+  std::mt19937 gen(seed);
+  Bytes b(n);
+  for (auto& v : b) v = uint8_t(gen());
+  return b;
+}
+
+TEST(Flip, MirrorsInPlaceAndIntoAnotherSurface) {
+  Surf h(3, 1, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9});
+  sf_flip_horizontal(&h, &h);
+  EXPECT_EQ(h.bytes(), (Bytes{7, 8, 9, 4, 5, 6, 1, 2, 3}));
+  // Into another surface the odd middle row keeps what the target held; another shape does nothing.
+  Surf src(2, 3, 1, {1, 2, 3, 4, 5, 6}), dst(2, 3, 1, Bytes(6, 9)), wide(3, 2, 1, Bytes(6, 9));
+  sf_flip_vertical(&src, &dst);
+  sf_flip_horizontal(&src, &wide);
+  EXPECT_TRUE(dst.bytes() == (Bytes{5, 6, 9, 9, 1, 2}) && wide.bytes() == Bytes(6, 9));
+  for (int32_t bpp : {1, 2, 5}) {
+    const Bytes before = noise(size_t(7) * 5 * bpp, unsigned(bpp));
+    Surf s(7, 5, bpp, before);
+    sf_flip_vertical(&s, &s);
+    sf_flip_horizontal(&s, &s);
+    EXPECT_EQ(0, std::memcmp(s.pixels, &before[size_t(34) * bpp], bpp));  // (0, 0) holds (6, 4)
+    sf_flip_horizontal(&s, &s);
+    sf_flip_vertical(&s, &s);
+    EXPECT_EQ(s.bytes(), before) << bpp;
+  }
+}
+
+TEST(Duplicate, CopiesPixelsOnly) {
+  Surf src(3, 2, 4, noise(24, 1)), dst, empty(0, 5, 4), copy;
+  src.color = 0xFF00FF00u;
+  ASSERT_TRUE(sf_strip(&src) && sf_duplicate(&dst, &src));
+  EXPECT_TRUE(dst.bytes() == src.bytes() && dst.pixels != src.pixels && !dst.strip && dst.color == 0);
+  EXPECT_TRUE(sf_duplicate(&copy, &empty) == 1 && copy.height == 5 && !copy.pixels);
+  EXPECT_TRUE(sf_duplicate(&copy, &kDetached) == 0 && copy.width == 0);
+}
+
+TEST(Enlarge, PlacesCropsAndLosesNothing) {
+  Surf s(2, 2, 1, {1, 2, 3, 4}), row(3, 1, 3, {1, 1, 1, 2, 2, 2, 3, 3, 3}), t(3, 1, 1);
+  ASSERT_EQ(sf_enlarge(&s, 1, 2, 3, 4), 1);
+  Bytes want(48, 0);
+  want[13] = 1, want[14] = 2, want[19] = 3, want[20] = 4;
+  EXPECT_TRUE(s.width == 6 && s.height == 8 && s.bytes() == want);
+  ASSERT_EQ(sf_enlarge(&row, -1, 0, 0, 0), 1);
+  EXPECT_EQ(row.bytes(), (Bytes{2, 2, 2, 3, 3, 3}));
+  // A skip table out of date hides nothing from the copy; the record starts afresh.
+  ASSERT_EQ(sf_strip(&t), 1);
+  t.pixels[1] = 7, t.color = 1;
+  ASSERT_EQ(sf_enlarge(&t, 0, 0, 1, 0), 1);
+  EXPECT_TRUE(t.bytes() == (Bytes{0, 7, 0, 0}) && !t.strip && t.color == 0);
+  // Refused while a clip is pushed (its stack would be lost), and for sides that can't exist.
+  sf_rect r{0, 0, 1, 1};
+  ASSERT_EQ(sf_push(&t, &r), 1);
+  EXPECT_EQ(sf_enlarge(&t, 1, 1, 1, 1), 0);
+  sf_pop(&t);
+  for (auto [l, rt] : {std::pair{-5, 0}, {INT32_MAX, 1}}) {
+    qtest::Stdout out;
+    EXPECT_EQ(sf_enlarge(&t, l, 0, rt, 0), 0);
+    EXPECT_EQ(qtest::trace_shape(out.text()), kCreate + traced("transform.cpp", "sf_enlarge"));
+  }
+  EXPECT_EQ(t.bytes(), (Bytes{0, 7, 0, 0}));
+}
+
+TEST(Transform, FailedAllocationsAreTraced) {
+  Surf s(2, 2, 4, noise(16, 2)), d;
+  const float one = 1;
+  auto expect_trace = [&](std::string trace, auto call) {
+    qtest::Stdout out;
+    qtest::fail_after(0);
+    EXPECT_EQ(call(), 0) << trace;
+    qtest::fail_after(-1);
+    EXPECT_EQ(qtest::trace_shape(out.text()), kCreate + trace);
+  };
+  d.width = 99;  // a failed make leaves an all-zero record
+  expect_trace(traced("transform.cpp", "sf_duplicate"), [&] { return sf_duplicate(&d, &s); });
+  EXPECT_EQ(d.width, 0);
+  expect_trace(traced("transform.cpp", "sf_convert"), [&] { return sf_convert(&d, &s, 1, nullptr); });
+  expect_trace(traced("transform.cpp", "sf_enlarge"), [&] { return sf_enlarge(&s, 1, 1, 1, 1); });
+  expect_trace(traced("transform.cpp", "sf_duplicate") + traced("kernel.cpp", "sf_kernel"),
+               [&] { return sf_kernel(&s, &one, 1, 1); });
+  d.width = 77;
+  expect_trace(traced("kernel.cpp", "sf_kernel_gaussian"), [&] { return sf_kernel_gaussian(&d, -5); });
+  EXPECT_TRUE(s.width == 2 && s.bytes() == noise(16, 2) && d.width == 77);  // nothing changed or written
+}
+
+TEST(Near, ListsNeighboursOnTheSurfaceInOrderAndMeasuresContrast) {
+  Surf s(3, 3, 2), one(1, 1, 4);
+  const std::pair<sf_point, std::vector<std::pair<int32_t, int32_t>>> cases[] = {
+      {{0, 0}, {{0, 1}, {1, 1}, {1, 0}}},
+      {{1, 1}, {{1, 0}, {0, 0}, {0, 1}, {0, 2}, {1, 2}, {2, 2}, {2, 1}, {2, 0}}},
+      {{-1, 0}, {{0, 1}, {0, 0}}},
+      {{INT32_MIN, 0}, {}},
+  };
+  for (const auto& [at, want] : cases) {
+    sf_point p[8];
+    std::vector<std::pair<int32_t, int32_t>> got(size_t(sf_near(&s, p, at.x, at.y)));
+    for (size_t i = 0; i < got.size(); ++i) got[i] = {p[i].x, p[i].y};
+    EXPECT_EQ(got, want) << at.x << "," << at.y;
+  }
+  // Channel 1 of the neighbours of (1, 1) runs from 3 to 200; the centre takes no part.
+  const uint8_t ch1[9] = {3, 10, 20, 30, 99, 50, 60, 70, 200};
+  for (int i = 0; i < 9; ++i) s.pixels[i * 2] = i == 4 ? 0 : 50, s.pixels[i * 2 + 1] = ch1[i];
+  EXPECT_TRUE(sf_contrast(&s, 1, 1, 1) == 197 && sf_contrast(&s, 0, 0, 1) == 99 - 10);
+  EXPECT_EQ(sf_contrast(&s, 1, 1, 0), 0);  // uniform neighbours, whatever the centre holds
+  EXPECT_EQ(sf_contrast(&one, 0, 0, 0), -255);
+  for (int32_t channel : {2, -1}) EXPECT_EQ(sf_contrast(&s, 1, 1, channel), -255);  // no such byte
+}
+
+TEST(Convert, CallsOncePerPixelRowByRowAtBothSizes) {
+  Surf src(3, 2, 4, noise(24, 3)), dst, zero;
+  static std::vector<std::pair<const uint8_t*, const uint8_t*>> calls;
+  auto record = [](uint8_t* d, const uint8_t* s) -> int32_t {
+    calls.push_back({d, s});
+    return *d = uint8_t(s[0] ^ s[3]);
+  };
+  ASSERT_EQ(sf_convert(&dst, &src, 1, record), 1);
+  ASSERT_EQ(calls.size(), 6u);
+  for (size_t i = 0; i < 6; ++i)
+    EXPECT_TRUE(calls[i].first == dst.pixels + i && calls[i].second == src.pixels + 4 * i &&
+                dst.pixels[i] == (src.pixels[4 * i] ^ src.pixels[4 * i + 3]));
+  ASSERT_EQ(sf_convert(&zero, &src, 3, nullptr), 1);  // no callback: the zero surface
+  EXPECT_EQ(zero.bytes(), Bytes(18, 0));
+}
+
+TEST(Gaussian, WeightsFollowFromTheSizeAlone) {
+  const std::pair<int32_t, std::vector<float>> rows[] = {
+      {1, {1.0736473f}},
+      {3, {0.19051267f, 0.60759628f, 0.19051267f}},
+      {4, {0.017204829f, 0.22208266f, 0.52095807f, 0.22208266f}},  // even: peak right of the middle
+  };
+  for (const auto& [n, want] : rows) {
+    Surf k;
+    ASSERT_EQ(sf_kernel_gaussian(&k, n), 1);
+    EXPECT_TRUE(k.width == n && k.height == 1 && k.bytes_per_pixel == 4);
+    for (int i = 0; i < n; ++i) EXPECT_FLOAT_EQ(k.weight(i), want[i]) << n;
+  }
+  Surf k, sq, zero;
+  ASSERT_TRUE(sf_kernel_gaussian(&k, 100) && sf_kernel_gaussian(&sq, -3) && sf_kernel_gaussian(&zero, 0));
+  EXPECT_EQ(k.weight(50), float(1 / (2.5066282746310002L * 10)));  // σ = 10: the peak is 1 / (10 √(2π))
+  EXPECT_TRUE(k.weight(49) < k.weight(50) && k.weight(49) == k.weight(51));
+  EXPECT_TRUE(sq.width == 3 && sq.height == 3);
+  EXPECT_FLOAT_EQ(sq.weight(4), 0.60759628f);  // g, not g², at the centre; corners g e^(−2/d)
+  const double sigma = std::sqrt(3.0) * std::exp(0.03 - 1);
+  EXPECT_FLOAT_EQ(sq.weight(0), float(0.60759628 * std::exp(-1 / (sigma * sigma))));
+  EXPECT_TRUE(zero.width == 0 && zero.height == 1 && zero.bytes_per_pixel == 4 && !zero.pixels);
+}
+
+TEST(Kernel, CorrectsEdgesAndMirrorsNegatives) {
+  const float inf = std::numeric_limits<float>::infinity();
+  const struct {
+    std::vector<float> weights;
+    int32_t kw, kh, sw, sh;
+    Bytes in, want;
+  } cases[] = {
+      {{1}, 1, 1, 3, 1, {7, 0, 255}, {7, 0, 255}},
+      {{-1}, 1, 1, 3, 1, {7, 0, 255}, {7, 0, 255}},  // A and S both negative
+      {{0.5f, 0.5f}, 2, 1, 3, 1, {10, 20, 40}, {10, 15, 30}},  // origin at element 1; 5 corrected to 10
+      {{0.5f, 0.5f}, 1, 2, 1, 3, {10, 20, 40}, {10, 15, 30}},  // the same along a column
+      {{-1, 3, -1}, 3, 1, 3, 1, {100, 10, 100}, {145, 170, 145}},  // −170 mirrored
+      {{-1, 3, -1}, 3, 1, 3, 1, {200, 10, 200}, {255, 114, 255}},  // −370 wraps to 114
+      {{1, 1, 1}, 3, 1, 4, 1, {0, 5, 0, 0}, {255, 1, 1, 0}},  // B = 1 at the ends: ∞, or 0 × ∞
+      {{-1, 0, 1}, 3, 1, 5, 1, {5, 10, 5, 12, 9}, {255, 0, 255, 255, 0}},  // S = 0
+      {{0.25f, inf, 0.25f}, 3, 1, 3, 1, {4, 0, 8}, {0, 0, 0}},  // ∞ / ∞ and ∞ × 0
+      {{1}, 0, 1, 2, 1, {9, 9}, {0, 0}},  // no weights at all
+      {{1}, 3, 3, 0, 4, {}, {}},  // no pixels: nothing to do, and success
+  };
+  for (const auto& c : cases) {
+    Surf s(c.sw, c.sh, 1, c.in);
+    EXPECT_EQ(sf_kernel(&s, c.weights.data(), c.kw, c.kh), 1);
+    EXPECT_EQ(s.bytes(), c.want) << "weights " << c.weights[0] << ", kw " << c.kw;
+  }
+  Surf s(2, 2, 4, Bytes(16, 9));
+  sf_surface detached = kDetached;
+  qtest::Stdout out;
+  EXPECT_TRUE(sf_kernel(&s, nullptr, 3, 3) == 0 && sf_kernel(&detached, &cases[0].weights[0], 1, 1) == 0);
+  EXPECT_EQ(out.text(), "");
+}
+
+TEST(Kernel, MatchesThePlainLoopByteForByte) {
+  // Sizes without an interior, with one block and many; weights of every sign, some not finite,
+  // some so large that they cancel, which makes each sum depend on the order of its terms.
+  std::mt19937 gen(42);
+  auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(gen); };
+  const float odd[] = {-0.0f, INFINITY, NAN, 1e-30f};
+  for (int round = 0; round < 300; ++round) {
+    const int32_t bpp = pick(1, 5), w = pick(0, 9) ? pick(1, 24) : pick(250, 700), h = pick(1, 12);
+    const int32_t kw = pick(-1, 7), kh = pick(-1, 5), mode = pick(0, 5);
+    std::vector<float> k(size_t(std::max(kw, 0) * std::max(kh, 0)) + 1);
+    for (auto& v : k)
+      v = mode == 0 && !pick(0, 4) ? odd[pick(0, 3)]
+          : mode == 1 && pick(0, 1) ? std::ldexp(float(pick(-3, 3)), 60)
+                                    : std::uniform_real_distribution<float>(-1, 2)(gen);
+    const Bytes in = noise(size_t(w) * h * bpp, unsigned(round));
+    Surf s(w, h, bpp, in);
+    ASSERT_EQ(sf_kernel(&s, k.data(), kw, kh), 1);
+    ASSERT_EQ(s.bytes(), qtest::kernel_reference(in.data(), w, h, bpp, k.data(), kw, kh))
+        << w << "x" << h << "x" << bpp << " kernel " << kw << "x" << kh;
+  }
+}
+
+TEST(Outline, EveryAlphaPairAgreesWithExactArithmetic) {
+  uint32_t out = 0;
+  const uint8_t fg[4] = {0, 0, 255, 128}, bg[4] = {255, 0, 0, 128};
+  sf_pixel_alphablend_outline(&out, fg, bg);
+  EXPECT_EQ(out, 0xBFAA0055u);
+  // The weight fa + (255 − ba)(255 − fa) fa / (255 A), truncated, in integers.
+  std::mt19937 gen(7);
+  for (uint32_t fa = 0; fa < 256; ++fa)
+    for (uint32_t ba = 0; ba < 256; ++ba) {
+      const uint8_t f[4] = {uint8_t(gen()), uint8_t(gen()), uint8_t(gen()), uint8_t(fa)};
+      const uint8_t b[4] = {uint8_t(gen()), uint8_t(gen()), uint8_t(gen()), uint8_t(ba)};
+      const uint64_t a = fa + (255 - fa) * ba / 255, d = 255 * (a ? a : 1);
+      const uint64_t w = (fa * d + (255 - ba) * (255 - fa) * fa) / d;
+      uint32_t want = uint32_t(a) << 24;
+      for (int i = 0; i < 3; ++i) want |= uint32_t((b[i] * (255 - w) + f[i] * w) / 255) << (8 * i);
+      sf_pixel_alphablend_outline(&out, f, b);
+      ASSERT_EQ(out, want) << "fa " << fa << " ba " << ba;
+    }
+}
+
+}  // namespace
