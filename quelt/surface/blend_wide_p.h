@@ -291,7 +291,9 @@ bool strip_block(const uint8_t* k, int32_t c, int32_t w, int32_t n, uint32_t& nz
 
 // One row of the reference walk over a skip table, in blocks of 16 pixels: the walk's jumps are
 // taken as it takes them, and the pixels that it processes inside a block, found from the block's
-// strip bytes, are blended in one masked step.
+// strip bytes, are blended in one masked step. When the block's bytes are runs (strip_block),
+// those are the pixel at c and the pixels whose byte is 0, and a jump from the block past its
+// end lands where a jump from the next block's first byte lands; else the block goes step by step.
 template <class S, class K>
 void blend_strip_row(const K& k, uint8_t* d, const uint8_t* s, const uint8_t* strip, int32_t w) {
   int32_t c = 0;
