@@ -1,5 +1,7 @@
 #include <quelt/surface/blend.h>
 
+#include <quelt/surface/blend_p.h>
+
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -8,49 +10,31 @@
 
 namespace {
 
-// The shared walk of every kernel: rows top to bottom, pixels left to right. With a skip table
-// on the source, a strip byte is read only at a position reached by a step; the pixel reached by
-// a skip is processed without a further look. `Px` processes one pixel: (dst byte*, src byte*).
-template <int DstBpp, int SrcBpp, class Px>
-inline void walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr, Px px) {
-  const int32_t w = dr.right - dr.left;
-  const int32_t h = dr.bottom - dr.top;
-  for (int32_t r = 0; r < h; ++r) {
-    uint8_t* d = dst->pixels +
-                 (static_cast<size_t>(dr.top + r) * static_cast<size_t>(dst->width) + dr.left) * DstBpp;
-    const uint8_t* s = src->pixels +
-                       (static_cast<size_t>(sr.top + r) * static_cast<size_t>(src->width) + sr.left) * SrcBpp;
-    if (src->strip) {
-      const uint8_t* k = src->strip + static_cast<size_t>(sr.top + r) * static_cast<size_t>(src->width) + sr.left;
-      for (int32_t c = 0; c < w; ++c) {
-        c += k[c];
-        if (c >= w) break;
-        px(d + static_cast<size_t>(c) * DstBpp, s + static_cast<size_t>(c) * SrcBpp);
-      }
-    } else {
-      for (int32_t c = 0; c < w; ++c)
-        px(d + static_cast<size_t>(c) * DstBpp, s + static_cast<size_t>(c) * SrcBpp);
-    }
-  }
-}
+using quelt::blend::ops;
 
-// The over rule on one 4-byte target pixel, B, G, R, A in memory, with weight w.
-inline void over(uint8_t* d, uint32_t w, uint32_t r, uint32_t g, uint32_t b) {
-  const uint32_t iw = 255 - w;
-  d[0] = static_cast<uint8_t>((d[0] * iw + b * w) >> 8);
-  d[1] = static_cast<uint8_t>((d[1] * iw + g * w) >> 8);
-  d[2] = static_cast<uint8_t>((d[2] * iw + r * w) >> 8);
-  d[3] = static_cast<uint8_t>(((d[3] * iw) >> 8) + w);
-}
-
-struct color_parts {
-  uint32_t a, r, g, b;
+// The byte range from the first to the last byte of a rectangle of a surface.
+struct span {
+  uintptr_t begin, end;
 };
-inline color_parts parts(uint32_t c) { return {c >> 24, (c >> 16) & 0xFF, (c >> 8) & 0xFF, c & 0xFF}; }
+span bytes_of(const sf_surface* s, const sf_rect& r, int32_t w, int32_t h, size_t bpp) {
+  const size_t sw = static_cast<size_t>(s->width);
+  const uintptr_t base = reinterpret_cast<uintptr_t>(s->pixels);
+  return {base + (static_cast<size_t>(r.top) * sw + static_cast<size_t>(r.left)) * bpp,
+          base + ((static_cast<size_t>(r.top) + static_cast<size_t>(h) - 1) * sw + static_cast<size_t>(r.left) +
+                  static_cast<size_t>(w)) * bpp};
+}
 
-template <int Bpp>
-void copy_walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr) {
-  walk<Bpp, Bpp>(dst, dr, src, sr, [](uint8_t* d, const uint8_t* s) { std::memcpy(d, s, Bpp); });
+// The kernels of the best level, unless the pixels read and written share memory: then the
+// scalar kernels, whose pixel-by-pixel walk order gives such a call its meaning.
+// The kernel reads `src_bpp` bytes per source pixel, whatever the record says.
+const ops& kernels_for(const sf_surface* dst, const sf_rect& dr, size_t dst_bpp, const sf_surface* src,
+                       const sf_rect& sr, size_t src_bpp) {
+  const int32_t w = dr.right - dr.left, h = dr.bottom - dr.top;
+  if (w > 0 && h > 0) {
+    const span a = bytes_of(dst, dr, w, h, dst_bpp), b = bytes_of(src, sr, w, h, src_bpp);
+    if (a.begin < b.end && b.begin < a.end) return quelt::blend::scalar_ops;
+  }
+  return quelt::blend::active();
 }
 
 // Clamp a double position to the 32-bit range; NaN (from a NaN anchor) keeps the position.
@@ -66,54 +50,22 @@ int32_t to_position(double v, int32_t fallback) {
 extern "C" {
 
 void sf_blend_4b4b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  const uint32_t color = dst->color;
-  const color_parts c = parts(color);
-  if (c.a == 0) return;
-  if (color == 0xFFFFFFFFu) {
-    walk<4, 4>(dst, dst_rect, src, src_rect, [](uint8_t* d, const uint8_t* s) { over(d, s[3], s[2], s[1], s[0]); });
-  } else if ((color & 0xFFFFFFu) == 0xFFFFFFu) {
-    walk<4, 4>(dst, dst_rect, src, src_rect,
-               [a = c.a](uint8_t* d, const uint8_t* s) { over(d, (s[3] * a) >> 8, s[2], s[1], s[0]); });
-  } else {
-    walk<4, 4>(dst, dst_rect, src, src_rect, [c](uint8_t* d, const uint8_t* s) {
-      over(d, (s[3] * c.a) >> 8, (s[2] * c.r) >> 8, (s[1] * c.g) >> 8, (s[0] * c.b) >> 8);
-    });
-  }
+  kernels_for(dst, dst_rect, 4, src, src_rect, 4).blend_4b4b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_4b1b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  const color_parts c = parts(dst->color);
-  if (c.a == 0) return;
-  if (c.a == 255) {
-    walk<4, 1>(dst, dst_rect, src, src_rect, [c](uint8_t* d, const uint8_t* s) { over(d, s[0], c.r, c.g, c.b); });
-  } else {
-    walk<4, 1>(dst, dst_rect, src, src_rect,
-               [c](uint8_t* d, const uint8_t* s) { over(d, (s[0] * c.a) >> 8, c.r, c.g, c.b); });
-  }
+  kernels_for(dst, dst_rect, 4, src, src_rect, 1).blend_4b1b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_4b3b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  const color_parts c = parts(dst->color);
-  if (c.a == 0) return;
-  // Byte 0 of the source weighs red, byte 2 blue: the reverse of the target's order.
-  walk<4, 3>(dst, dst_rect, src, src_rect, [c](uint8_t* d, const uint8_t* s) {
-    const uint32_t wr = (s[0] * c.a) >> 8, wg = (s[1] * c.a) >> 8, wb = (s[2] * c.a) >> 8;
-    d[0] = static_cast<uint8_t>((d[0] * (255 - wb) + c.b * wb) >> 8);
-    d[1] = static_cast<uint8_t>((d[1] * (255 - wg) + c.g * wg) >> 8);
-    d[2] = static_cast<uint8_t>((d[2] * (255 - wr) + c.r * wr) >> 8);
-    d[3] = 255;
-  });
+  kernels_for(dst, dst_rect, 4, src, src_rect, 3).blend_4b3b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_copy(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
   if (dst->bytes_per_pixel != src->bytes_per_pixel) return;
-  switch (dst->bytes_per_pixel) {
-    case 1: copy_walk<1>(dst, dst_rect, src, src_rect); break;
-    case 2: copy_walk<2>(dst, dst_rect, src, src_rect); break;
-    case 3: copy_walk<3>(dst, dst_rect, src, src_rect); break;
-    case 4: copy_walk<4>(dst, dst_rect, src, src_rect); break;
-    default: break;  // no such pixel format: nothing to copy
-  }
+  if (dst->bytes_per_pixel < 1 || dst->bytes_per_pixel > 4) return;  // no such pixel format
+  const size_t bpp = static_cast<size_t>(dst->bytes_per_pixel);
+  kernels_for(dst, dst_rect, bpp, src, src_rect, bpp).blend_copy(dst, dst_rect, src, src_rect);
 }
 
 int32_t sf_blend(sf_surface* dst, sf_surface* src, const sf_rect* src_rect, int32_t x, int32_t y,
@@ -183,29 +135,11 @@ int32_t sf_fill(sf_surface* surface, const sf_rect* rect) {
   sf_rect r = rect ? *rect : full;
   if (!sf_rect_clip(&clip, &r)) return 0;
 
-  const uint32_t color = surface->color;
-  const color_parts c = parts(color);
-  if (c.a == 0) return 0;
+  if ((surface->color >> 24) == 0) return 0;
   // Only 4-byte surfaces take 32-bit words: anything else would be written past its rows.
   if (surface->bytes_per_pixel != 4) return 0;
 
-  const int32_t w = r.right - r.left;
-  const size_t stride = static_cast<size_t>(surface->width) * static_cast<size_t>(surface->bytes_per_pixel);
-  for (int32_t y = r.top; y < r.bottom; ++y) {
-    uint8_t* row = surface->pixels + static_cast<size_t>(y) * stride + static_cast<size_t>(r.left) * 4;
-    if (c.a == 255) {
-      for (int32_t i = 0; i < w; ++i) std::memcpy(row + static_cast<size_t>(i) * 4, &color, 4);
-    } else {
-      const uint32_t ia = 255 - c.a, pb = c.b * c.a, pg = c.g * c.a, pr = c.r * c.a;
-      for (int32_t i = 0; i < w; ++i) {
-        uint8_t* d = row + static_cast<size_t>(i) * 4;
-        d[0] = static_cast<uint8_t>((d[0] * ia + pb) >> 8);
-        d[1] = static_cast<uint8_t>((d[1] * ia + pg) >> 8);
-        d[2] = static_cast<uint8_t>((d[2] * ia + pr) >> 8);
-        d[3] = static_cast<uint8_t>(((d[3] * ia) >> 8) + c.a);
-      }
-    }
-  }
+  quelt::blend::active().fill(surface, r);
   return 1;
 }
 

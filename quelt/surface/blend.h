@@ -6,7 +6,12 @@
    When source and target are the same surface and the two rectangles overlap, sf_blend first
    copies the source rectangle (and its skip table) aside, so that the result is the one a
    separate copy of the source would give. If that copy cannot be allocated it draws nothing and
-   returns 0. sf_fill returns 0 for a target that is not 4 bytes per pixel. The kernels called directly trust their arguments and do no such copy. */
+   returns 0. sf_fill returns 0 for a target that is not 4 bytes per pixel. The kernels called
+   directly trust their arguments and do no such copy: where the pixels that they read and write
+   share memory, they go pixel by pixel in the walk order above.
+
+   The kernels and sf_fill run on as many pixels at once as the processor allows (SSE2, AVX2 or
+   AVX-512, chosen at the first call); every level gives the same bytes. */
 #ifndef QUELT_SURFACE_BLEND_H
 #define QUELT_SURFACE_BLEND_H
 

@@ -1,0 +1,62 @@
+#include <quelt/base/cpu_p.h>
+
+#include <atomic>
+
+#if defined(__x86_64__) || defined(__i386__)
+#  include <cpuid.h>
+#  define QUELT_X86 1
+#endif
+
+namespace quelt {
+namespace {
+
+#ifdef QUELT_X86
+// XCR0: which register states the operating system saves on a context switch.
+unsigned long long xcr0() {
+  unsigned lo, hi;
+  __asm__ volatile("xgetbv" : "=a"(lo), "=d"(hi) : "c"(0));
+  return (static_cast<unsigned long long>(hi) << 32) | lo;
+}
+
+cpu_level detect() {
+  unsigned a, b, c, d;
+  if (!__get_cpuid(1, &a, &b, &c, &d)) return cpu_level::scalar;
+  if (!(d & (1u << 26))) return cpu_level::scalar;  // SSE2: always there on x86-64
+  const bool fma = c & (1u << 12), osxsave = c & (1u << 27), avx = c & (1u << 28);
+  if (!osxsave || !avx || !fma) return cpu_level::sse2;
+  const unsigned long long xcr = xcr0();
+  if ((xcr & 0x6) != 0x6) return cpu_level::sse2;  // XMM and YMM state
+  if (!__get_cpuid_count(7, 0, &a, &b, &c, &d)) return cpu_level::sse2;
+  const bool avx2 = b & (1u << 5), bmi2 = b & (1u << 8);
+  if (!avx2 || !bmi2) return cpu_level::sse2;
+  const bool f = b & (1u << 16), bw = b & (1u << 30), vl = b & (1u << 31);
+  if (!f || !bw || !vl || (xcr & 0xE0) != 0xE0) return cpu_level::avx2;  // opmask, ZMM 0-15, ZMM 16-31
+  return cpu_level::avx512;
+}
+#else
+cpu_level detect() { return cpu_level::scalar; }
+#endif
+
+}  // namespace
+
+cpu_level cpu_best_level() {
+  // Racing first calls compute the same answer; -1 means not asked yet.
+  static std::atomic<int> known{-1};
+  int level = known.load(std::memory_order_relaxed);
+  if (level < 0) {
+    level = static_cast<int>(detect());
+    known.store(level, std::memory_order_relaxed);
+  }
+  return static_cast<cpu_level>(level);
+}
+
+const char* cpu_level_name(cpu_level level) {
+  switch (level) {
+    case cpu_level::sse2: return "sse2";
+    case cpu_level::avx2: return "avx2";
+    case cpu_level::avx512: return "avx512";
+    default: return "scalar";
+  }
+}
+
+}  // namespace quelt
