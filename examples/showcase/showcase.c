@@ -496,6 +496,8 @@ static void draw_image_panel(sf_surface* s) {
   panel(s, l->image, "Image files & filters", "PNG written by quelt and read back");
   snprintf(name, sizeof name, "Gaussian, %d taps", (int)BLUR_SIZES[app.set.blur]);
   const char* labels[SHOWCASE_THUMBS] = {"picture.png", name, "smoothing", "grey"};
+  static const char* const calls[SHOWCASE_THUMBS] = {"sf_image_load", "sf_kernel",
+                                                     "sf_smooth × 6", "sf_grayscale"};
   for (int i = 0; i < SHOWCASE_THUMBS; ++i) {
     sf_rect r = l->thumbs[i];
     sf_rect edge = inset(r, -1, -1, -1, -1);
@@ -503,7 +505,8 @@ static void draw_image_panel(sf_surface* s) {
     sf_push(s, &r);
     copy_rect(s, &app.thumbs[i], showcase_rect(0, 0, r.right - r.left, r.bottom - r.top), r.left, r.top);
     sf_pop(s);
-    text(app.small, s, (r.left + r.right) / 2, r.bottom + 9, DIM, 0.5f, 0, labels[i]);
+    text(app.small, s, (r.left + r.right) / 2, r.bottom + 9, INK, 0.5f, 0, labels[i]);
+    text(app.small, s, (r.left + r.right) / 2, r.bottom + 27, DIM, 0.5f, 0, calls[i]);
   }
 }
 
