@@ -248,6 +248,23 @@ TEST_F(Showcase, LayeredWindowIsTranslucent) {
   EXPECT_LT(middle >> 24, 0xFFu) << "the panel is opaque";
 }
 
+// Every size draws without a fault, from one pixel up; the sanitizer builds watch the layout's
+// arithmetic at sizes where its panels overlap or turn inside out.
+TEST_F(Showcase, EverySizeDraws) {
+  struct Size { int width, height; } sizes[] = {{1, 1}, {57, 33}, {333, 222}, {1400, 900}};
+  for (Size size : sizes)
+    for (bool layered : {false, true}) {
+      std::string shape = std::to_string(size.width) + "x" + std::to_string(size.height);
+      std::string file = dir.path(shape + (layered ? "-layered.png" : ".png"));
+      std::vector<std::string> args{"--size", shape, "--screenshot", file};
+      if (layered) args.insert(args.begin(), "--layered");
+      ASSERT_EQ(run(dir.dir(), args), 0) << shape;
+      Picture shot(file);
+      EXPECT_EQ(shot.s.width, size.width) << shape;
+      EXPECT_EQ(shot.s.height, size.height) << shape;
+    }
+}
+
 // ---- Settings between runs ---------------------------------------------------------------------
 
 TEST_F(Showcase, SettingsCarryOverBetweenRuns) {

@@ -17,6 +17,7 @@
    quelt-showcase --layered          a translucent window without a frame
    quelt-showcase --screenshot F     draws one frame, reads the window back from the screen,
                                      writes it to F as PNG and exits
+   quelt-showcase --size WxH         the window's size, instead of the one saved at the last run
    quelt-showcase --font F           DejaVu Sans from F instead of the system's copy */
 #include <math.h>
 #include <stdio.h>
@@ -182,7 +183,8 @@ static void clamp_settings(settings* s) {
   if (!isfinite(s->pitch)) s->pitch = 0;
   s->yaw = fmodf(s->yaw, 6.2831853f);
   s->pitch = fmodf(s->pitch, 6.2831853f);
-  if (!(s->zoom >= 0.4f && s->zoom <= 3.0f)) s->zoom = s->zoom > 3.0f ? 3.0f : s->zoom >= 0.4f ? s->zoom : 1.0f;
+  if (!isfinite(s->zoom)) s->zoom = 1.0f;
+  s->zoom = s->zoom < 0.4f ? 0.4f : s->zoom > 3.0f ? 3.0f : s->zoom;
   s->spin = s->spin != 0;
   if (s->blur < 0 || s->blur >= BLUR_COUNT) s->blur = 1;
   if (s->accent < 0 || s->accent >= ACCENT_COUNT) s->accent = 0;
@@ -462,9 +464,10 @@ static void draw_text_panel(sf_surface* s) {
     sf_rect r = l->samples[i];
     int32_t mid = r.top + sf_face_height(faces[i]) / 2;
     text(app.small, s, r.left - 14, mid, DIM, 1, 0.5f, labels[i]);
-    sf_push(s, &r);
-    text(faces[i], s, r.left, r.top, INK, 0, 0, sample);
-    sf_pop(s);
+    if (sf_push(s, &r)) {
+      text(faces[i], s, r.left, r.top, INK, 0, 0, sample);
+      sf_pop(s);
+    }
   }
 
   /* One guide line, three strings hung on it by anchor_x 0, 0.5 and 1. */
@@ -502,9 +505,10 @@ static void draw_image_panel(sf_surface* s) {
     sf_rect r = l->thumbs[i];
     sf_rect edge = inset(r, -1, -1, -1, -1);
     sf_frame(s, &edge, KEY_DARK, KEY_LIGHT, 1);
-    sf_push(s, &r);
-    copy_rect(s, &app.thumbs[i], showcase_rect(0, 0, r.right - r.left, r.bottom - r.top), r.left, r.top);
-    sf_pop(s);
+    if (sf_push(s, &r)) {
+      copy_rect(s, &app.thumbs[i], showcase_rect(0, 0, r.right - r.left, r.bottom - r.top), r.left, r.top);
+      sf_pop(s);
+    }
     text(app.small, s, (r.left + r.right) / 2, r.bottom + 9, INK, 0.5f, 0, labels[i]);
     text(app.small, s, (r.left + r.right) / 2, r.bottom + 27, DIM, 0.5f, 0, calls[i]);
   }
@@ -860,15 +864,17 @@ static void release_all(void) {
 
 static void usage(FILE* to) {
   fprintf(to,
-          "usage: quelt-showcase [--layered] [--screenshot FILE.png] [--font FILE.ttf]\n"
+          "usage: quelt-showcase [--layered] [--screenshot FILE.png] [--size WxH] [--font FILE.ttf]\n"
           "  --layered          a translucent window without a frame\n"
           "  --screenshot FILE  draw one frame, read the window back from the screen, write it as PNG\n"
+          "  --size WxH         the window's size (a screenshot is 1000x640 unless this is given)\n"
           "  --font FILE        the TrueType font to use instead of DejaVu Sans\n");
 }
 
 int main(int argc, char** argv) {
   const char* shot_path = NULL;
   const char* font = NULL;
+  int32_t size_w = 0, size_h = 0;
   for (int i = 1; i < argc; ++i) {
     if (!strcmp(argv[i], "--layered"))
       app.layered = 1;
@@ -876,6 +882,16 @@ int main(int argc, char** argv) {
       shot_path = argv[++i];
     else if (!strcmp(argv[i], "--font") && i + 1 < argc)
       font = argv[++i];
+    else if (!strcmp(argv[i], "--size") && i + 1 < argc) {
+      int w = 0, h = 0;
+      char end = 0;
+      if (sscanf(argv[++i], "%dx%d%c", &w, &h, &end) != 2 || w < 1 || h < 1 || w > 8192 || h > 8192) {
+        fprintf(stderr, "showcase: --size wants WIDTHxHEIGHT, each from 1 to 8192\n");
+        return 2;
+      }
+      size_w = w;
+      size_h = h;
+    }
     else if (!strcmp(argv[i], "--help") || !strcmp(argv[i], "-h")) {
       usage(stdout);
       return 0;
@@ -889,7 +905,8 @@ int main(int argc, char** argv) {
   int ok = prepare_paths() && open_faces(font) && make_masks();
   if (ok) {
     static const uint16_t caption[] = {'q', 'u', 'e', 'l', 't', ' ', 's', 'h', 'o', 'w', 'c', 'a', 's', 'e', 0};
-    int32_t w = app.layered ? 460 : SHOWCASE_WIDTH, h = app.layered ? 460 : SHOWCASE_HEIGHT;
+    int32_t w = size_w ? size_w : app.layered ? 460 : SHOWCASE_WIDTH;
+    int32_t h = size_h ? size_h : app.layered ? 460 : SHOWCASE_HEIGHT;
     app.surface = ctl_window(&app.window, caption, w, h);
     if (!app.surface) {
       fprintf(stderr, "showcase: cannot open a window (is there an X display? DISPLAY is %s)\n",
@@ -909,7 +926,7 @@ int main(int argc, char** argv) {
     if (app.layered) {
       ctl_window_layered(app.window, 1);
       ctl_window_header(app.window, 0);
-    } else if (!app.screenshot && app.set.width >= 320 && app.set.height >= 240) {
+    } else if (!app.screenshot && !size_w && app.set.width >= 320 && app.set.height >= 240) {
       ctl_window_move(app.window, app.set.width, app.set.height);
     }
     app.window->onkey = on_key;
