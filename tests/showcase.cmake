@@ -1,0 +1,13 @@
+# The showcase suite runs the built quelt-showcase under the test display, reads its screenshots
+# and settings, and drives it through XTest. It shares the showcase's layout header.
+if(QUELT_EXAMPLES AND NOT WIN32)
+  pkg_check_modules(QUELT_TEST_SHOWCASE REQUIRED IMPORTED_TARGET x11 xtst)
+  target_link_libraries(showcase_test PRIVATE PkgConfig::QUELT_TEST_SHOWCASE)
+  target_include_directories(showcase_test PRIVATE ${PROJECT_SOURCE_DIR}/examples/showcase)
+  target_compile_definitions(showcase_test PRIVATE QUELT_SHOWCASE="$<TARGET_FILE:quelt-showcase>")
+  add_dependencies(showcase_test quelt-showcase)
+  # Its windows take the server's pointer and keyboard, like the window suites.
+  file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/showcase_lock.cmake
+    "if(showcase_test_TESTS)\n  set_tests_properties(\${showcase_test_TESTS} PROPERTIES RESOURCE_LOCK x_server)\nendif()\n")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_CURRENT_BINARY_DIR}/showcase_lock.cmake)
+endif()

@@ -1,0 +1,441 @@
+// The showcase application, run as users run it, on the test's X server: what its screenshot
+// shows in each region, its translucent window, its settings kept across runs, and its answer
+// to the mouse, the keyboard and the close button.
+#include <gtest/gtest.h>
+
+#if !defined(QUELT_SHOWCASE)
+TEST(Showcase, NotBuilt) { GTEST_SKIP() << "the showcase is built on X11 with QUELT_EXAMPLES"; }
+#else
+
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <quelt/quelt.h>
+
+#include "layout.h"
+#include "support.h"
+
+extern char** environ;
+
+namespace {
+
+// ---- Running the showcase ----------------------------------------------------------------------
+
+// Starts the showcase with its settings in `config`; the child inherits the test's display.
+pid_t start(const std::string& config, const std::vector<std::string>& args) {
+  setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+  std::vector<char*> argv{const_cast<char*>(QUELT_SHOWCASE)};
+  for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  pid_t pid = 0;
+  if (posix_spawn(&pid, QUELT_SHOWCASE, nullptr, nullptr, argv.data(), environ) != 0) return -1;
+  return pid;
+}
+
+// The exit status, or -1 when the child has not ended within `seconds` (it is then killed).
+int finish(pid_t pid, int seconds = 60) {
+  auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  int status = 0;
+  while (waitpid(pid, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > end) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+      return -1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int run(const std::string& config, const std::vector<std::string>& args) {
+  pid_t pid = start(config, args);
+  return pid < 0 ? -1 : finish(pid);
+}
+
+Display* x() {
+  static Display* display = XOpenDisplay(nullptr);
+  return display;
+}
+
+// ---- Pictures ----------------------------------------------------------------------------------
+
+struct Picture {
+  sf_surface s{};
+  explicit Picture(const std::string& path) {
+    if (!sf_image_load(&s, path.c_str())) std::memset(&s, 0, sizeof s);
+  }
+  ~Picture() {
+    if (s.pixels) sf_release(&s);
+  }
+  uint32_t at(int px, int py) const {
+    uint32_t v;
+    std::memcpy(&v, s.pixels + (static_cast<size_t>(py) * s.width + px) * 4, 4);
+    return v;
+  }
+  void each(sf_rect r, const std::function<void(uint32_t)>& f) const {
+    for (int py = r.top; py < r.bottom; ++py)
+      for (int px = r.left; px < r.right; ++px) f(at(px, py));
+  }
+  // Sum of the differences between horizontal neighbours: what a blur takes away.
+  long sharpness(sf_rect r) const {
+    long sum = 0;
+    for (int py = r.top; py < r.bottom; ++py)
+      for (int px = r.left + 1; px < r.right; ++px) sum += std::abs(int(at(px, py) >> 8 & 0xFF) - int(at(px - 1, py) >> 8 & 0xFF));
+    return sum;
+  }
+};
+
+int channel(uint32_t p, int c) { return static_cast<int>(p >> (8 * c) & 0xFF); }
+int spread(uint32_t p) {
+  int r = channel(p, 2), g = channel(p, 1), b = channel(p, 0);
+  return std::max({r, g, b}) - std::min({r, g, b});
+}
+bool near(uint32_t p, uint32_t want, int tolerance) {
+  for (int c = 0; c < 3; ++c)
+    if (std::abs(channel(p, c) - channel(want, c)) > tolerance) return false;
+  return true;
+}
+
+// ---- Settings ----------------------------------------------------------------------------------
+
+struct Settings {
+  int32_t runs = 0;
+  float yaw = 0, pitch = 0, zoom = 0;
+  int32_t spin = 0, blur = 0, accent = 0, width = 0, height = 0;
+  void* field(const char* name) {
+    static const char* const names[] = {"runs", "yaw", "pitch", "zoom", "spin", "blur", "accent", "width", "height"};
+    void* fields[] = {&runs, &yaw, &pitch, &zoom, &spin, &blur, &accent, &width, &height};
+    for (int i = 0; i < 9; ++i)
+      if (!std::strcmp(names[i], name)) return fields[i];
+    return nullptr;
+  }
+};
+
+// Reads the showcase's archive with quelt itself; false when a value is missing.
+bool read_settings(const std::string& path, Settings* out) {
+  arch_archive* a = nullptr;
+  if (!arch_ff(&a, path.c_str())) return false;
+  int found = 0;
+  if (arch_first(a, "showcase") && arch_enter(a)) {
+    for (int ok = arch_first(a, nullptr); ok; ok = arch_next(a, nullptr)) {
+      void* at = nullptr;
+      vect_at(a->entries, a->entries->iter, nullptr, &at);
+      uint8_t* payload = nullptr;
+      int32_t size = 0;
+      void* field = out->field(static_cast<arch_entry*>(at)->name);
+      if (field && arch_lock(a, &payload, &size) && size == 4) {
+        std::memcpy(field, payload, 4);
+        ++found;
+      }
+      arch_unlock(a);
+    }
+  }
+  arch_release(&a);
+  return found == 9;
+}
+
+bool write_settings(const std::string& path, Settings s) {
+  arch_archive* a = nullptr;
+  bool ok = arch_create(&a) && arch_post(a, "showcase") && arch_enter(a);
+  for (const char* name : {"runs", "yaw", "pitch", "zoom", "spin", "blur", "accent", "width", "height"})
+    ok = ok && arch_post(a, name) && arch_data(a, s.field(name), 4);
+  ok = ok && arch_leave(a) && arch_store(a, path.c_str());
+  arch_release(&a);
+  return ok;
+}
+
+constexpr uint32_t kPanel = 0xFF262D3E, kHeader = 0xFF161A24, kInk = 0xFFE9EDF4;
+constexpr uint32_t kAccents[] = {0xFF2EC4B6, 0xFFFFB04A, 0xFFF0648C, 0xFF5AA9FF};
+
+class Showcase : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!x()) GTEST_SKIP() << "no X display";
+  }
+  qtest::TempDir dir;
+  std::string settings() const { return dir.path("quelt-showcase/settings.arch"); }
+};
+
+// ---- The screenshot ----------------------------------------------------------------------------
+
+TEST_F(Showcase, ScreenshotShowsEveryRegion) {
+  ASSERT_EQ(run(dir.dir(), {"--screenshot", dir.path("shot.png")}), 0);
+  Picture shot(dir.path("shot.png"));
+  ASSERT_EQ(shot.s.width, SHOWCASE_WIDTH);
+  ASSERT_EQ(shot.s.height, SHOWCASE_HEIGHT);
+  ASSERT_EQ(shot.s.bytes_per_pixel, 4);
+  showcase_layout l;
+  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT);
+
+  std::vector<uint32_t> all(reinterpret_cast<uint32_t*>(shot.s.pixels),
+                            reinterpret_cast<uint32_t*>(shot.s.pixels) + SHOWCASE_WIDTH * SHOWCASE_HEIGHT);
+  std::sort(all.begin(), all.end());
+  EXPECT_GT(std::unique(all.begin(), all.end()) - all.begin(), 2000) << "a nearly blank window";
+
+  EXPECT_EQ(shot.at(SHOWCASE_WIDTH / 2, 4), kHeader);
+  EXPECT_EQ(shot.at(SHOWCASE_WIDTH / 2, l.header.bottom - 1), kAccents[0]);
+  for (sf_rect p : {l.cube, l.settings, l.text, l.image}) {
+    int mid = (p.top + p.bottom) / 2;
+    EXPECT_TRUE(near(shot.at(p.left + 6, mid), kPanel, 4)) << std::hex << shot.at(p.left + 6, mid);
+    EXPECT_FALSE(near(shot.at(p.left - 3, mid), kPanel, 4)) << "a panel reaches past its edge";
+  }
+
+  // Text: grey coverage stays neutral, sub-pixel coverage shows colour fringes, one-bit glyphs
+  // have no partial coverage at all.
+  struct Line { int fringed, bright, between; } lines[SHOWCASE_SAMPLES]{};
+  for (int i = 0; i < SHOWCASE_SAMPLES; ++i)
+    shot.each(l.samples[i], [&](uint32_t p) {
+      lines[i].fringed += spread(p) > 60;
+      lines[i].bright += near(p, kInk, 24);
+      lines[i].between += !near(p, kPanel, 4) && !near(p, kInk, 4);
+    });
+  for (const Line& line : lines) EXPECT_GT(line.bright, 120);
+  EXPECT_EQ(lines[0].fringed, 0);
+  EXPECT_GT(lines[1].fringed, 200);
+  EXPECT_GT(lines[0].between, 500);
+  EXPECT_EQ(lines[2].between, 0);
+
+  // The picture as the file holds it, then filtered: blurred and smoothed pictures are softer,
+  // the grey one has no colour.
+  Picture file(dir.path("quelt-showcase/picture.png"));
+  ASSERT_EQ(file.s.width, SHOWCASE_PICTURE_W);
+  ASSERT_EQ(file.s.height, SHOWCASE_PICTURE_H);
+  int differ = 0;
+  for (int py = 0; py < SHOWCASE_PICTURE_H; ++py)
+    for (int px = 0; px < SHOWCASE_PICTURE_W; ++px)
+      differ += (shot.at(l.thumbs[0].left + px, l.thumbs[0].top + py) ^ file.at(px, py)) & 0xFFFFFF ? 1 : 0;
+  EXPECT_EQ(differ, 0);
+  long sharp = shot.sharpness(l.thumbs[0]);
+  EXPECT_LT(shot.sharpness(l.thumbs[1]) * 10, sharp * 7);
+  EXPECT_LT(shot.sharpness(l.thumbs[2]) * 20, sharp * 17);
+  int coloured[SHOWCASE_THUMBS]{};
+  for (int i = 0; i < SHOWCASE_THUMBS; ++i) shot.each(l.thumbs[i], [&](uint32_t p) { coloured[i] += spread(p) > 0; });
+  EXPECT_GT(coloured[0], SHOWCASE_PICTURE_W * SHOWCASE_PICTURE_H / 2);
+  EXPECT_EQ(coloured[3], 0);
+
+  // The cube's edges in the accent colour.
+  int edge = 0;
+  shot.each(l.cube, [&](uint32_t p) { edge += near(p, kAccents[0], 40); });
+  EXPECT_GT(edge, 300);
+}
+
+TEST_F(Showcase, LayeredWindowIsTranslucent) {
+  ASSERT_EQ(run(dir.dir(), {"--layered", "--screenshot", dir.path("layered.png")}), 0);
+  Picture shot(dir.path("layered.png"));
+  ASSERT_EQ(shot.s.bytes_per_pixel, 4);
+  ASSERT_GT(shot.s.width, 100);
+  uint32_t corner = shot.at(1, 1), middle = shot.at(shot.s.width / 2, 40);
+  EXPECT_EQ(corner >> 24, 0u) << "the corner is not transparent";
+  EXPECT_GT(middle >> 24, 0xC0u);
+  EXPECT_LT(middle >> 24, 0xFFu) << "the panel is opaque";
+}
+
+// Every size draws without a fault, from one pixel up; the sanitizer builds watch the layout's
+// arithmetic at sizes where its panels overlap or turn inside out.
+TEST_F(Showcase, EverySizeDraws) {
+  struct Size { int width, height; } sizes[] = {{1, 1}, {57, 33}, {333, 222}, {1400, 900}};
+  for (Size size : sizes)
+    for (bool layered : {false, true}) {
+      std::string shape = std::to_string(size.width) + "x" + std::to_string(size.height);
+      std::string file = dir.path(shape + (layered ? "-layered.png" : ".png"));
+      std::vector<std::string> args{"--size", shape, "--screenshot", file};
+      if (layered) args.insert(args.begin(), "--layered");
+      ASSERT_EQ(run(dir.dir(), args), 0) << shape;
+      Picture shot(file);
+      EXPECT_EQ(shot.s.width, size.width) << shape;
+      EXPECT_EQ(shot.s.height, size.height) << shape;
+    }
+}
+
+// ---- Settings between runs ---------------------------------------------------------------------
+
+TEST_F(Showcase, SettingsCarryOverBetweenRuns) {
+  ASSERT_EQ(run(dir.dir(), {"--screenshot", dir.path("1.png")}), 0);
+  Settings first, second;
+  ASSERT_TRUE(read_settings(settings(), &first));
+  EXPECT_EQ(first.runs, 1);
+  ASSERT_EQ(run(dir.dir(), {"--screenshot", dir.path("2.png")}), 0);
+  ASSERT_TRUE(read_settings(settings(), &second));
+  EXPECT_EQ(second.runs, 2);
+  EXPECT_EQ(second.yaw, first.yaw);
+  EXPECT_EQ(second.zoom, first.zoom);
+  EXPECT_EQ(second.accent, first.accent);
+
+  // Values of the user's own come back unchanged, and show: the third accent colour.
+  Settings mine = first;
+  mine.runs = 7, mine.yaw = 1.25f, mine.pitch = -0.5f, mine.zoom = 2.0f, mine.spin = 0;
+  mine.blur = 3, mine.accent = 2, mine.width = 800, mine.height = 500;
+  ASSERT_TRUE(write_settings(settings(), mine));
+  ASSERT_EQ(run(dir.dir(), {"--screenshot", dir.path("3.png")}), 0);
+  Settings after;
+  ASSERT_TRUE(read_settings(settings(), &after));
+  EXPECT_EQ(after.runs, 8);
+  EXPECT_EQ(after.yaw, 1.25f);
+  EXPECT_EQ(after.pitch, -0.5f);
+  EXPECT_EQ(after.zoom, 2.0f);
+  EXPECT_EQ(after.spin, 0);
+  EXPECT_EQ(after.blur, 3);
+  EXPECT_EQ(after.accent, 2);
+  EXPECT_EQ(after.width, 800);
+  EXPECT_EQ(after.height, 500);
+  Picture shot(dir.path("3.png"));
+  ASSERT_EQ(shot.s.width, SHOWCASE_WIDTH) << "a screenshot has the first size, whatever was saved";
+  showcase_layout l;
+  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT);
+  EXPECT_EQ(shot.at(SHOWCASE_WIDTH / 2, l.header.bottom - 1), kAccents[2]);
+}
+
+TEST_F(Showcase, DamagedSettingsStartFromDefaults) {
+  ASSERT_EQ(run(dir.dir(), {"--screenshot", dir.path("1.png")}), 0);
+  std::ofstream(settings(), std::ios::binary) << "not an archive at all";
+  ASSERT_EQ(run(dir.dir(), {"--screenshot", dir.path("2.png")}), 0);
+  Settings s;
+  ASSERT_TRUE(read_settings(settings(), &s));
+  EXPECT_EQ(s.runs, 1);
+  EXPECT_EQ(s.accent, 0);
+}
+
+// ---- Input -------------------------------------------------------------------------------------
+
+// The showcase's top-level window, found by the process id it carries, once it is on the screen.
+Window window_of(pid_t pid) {
+  Atom property = XInternAtom(x(), "_NET_WM_PID", False);
+  auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (std::chrono::steady_clock::now() < end) {
+    Window root = DefaultRootWindow(x()), parent = 0, *children = nullptr, found = 0;
+    unsigned count = 0;
+    XQueryTree(x(), root, &root, &parent, &children, &count);
+    for (unsigned i = 0; i < count && !found; ++i) {
+      Atom type;
+      int format;
+      unsigned long items = 0, after = 0;
+      unsigned char* data = nullptr;
+      XWindowAttributes a{};
+      if (XGetWindowProperty(x(), children[i], property, 0, 1, False, XA_CARDINAL, &type, &format, &items,
+                             &after, &data) == Success && items == 1 &&
+          *reinterpret_cast<unsigned long*>(data) == static_cast<unsigned long>(pid) &&
+          XGetWindowAttributes(x(), children[i], &a) && a.map_state == IsViewable)
+        found = children[i];
+      if (data) XFree(data);
+    }
+    if (children) XFree(children);
+    if (found) return found;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return 0;
+}
+
+class ShowcaseInput : public Showcase {
+ protected:
+  void SetUp() override {
+    Showcase::SetUp();
+    int event = 0, error = 0, major = 0, minor = 0;
+    if (!IsSkipped() && !XTestQueryExtension(x(), &event, &error, &major, &minor))
+      GTEST_SKIP() << "no XTest extension";
+  }
+  // A still cube, seen head on, so that only the input moves it.
+  void still() {
+    Settings s;
+    s.runs = 1, s.zoom = 1.0f, s.blur = 1, s.width = SHOWCASE_WIDTH, s.height = SHOWCASE_HEIGHT;
+    ASSERT_EQ(mkdir(dir.path("quelt-showcase").c_str(), 0755), 0);
+    ASSERT_TRUE(write_settings(settings(), s));
+  }
+  static void pause() {
+    XSync(x(), False);
+    std::this_thread::sleep_for(std::chrono::milliseconds(40));
+  }
+  static void point(Window w, int px, int py) {
+    Window child;
+    int rx = 0, ry = 0;
+    XTranslateCoordinates(x(), w, DefaultRootWindow(x()), px, py, &rx, &ry, &child);
+    XTestFakeMotionEvent(x(), -1, rx, ry, CurrentTime);
+    pause();
+  }
+  static void click(unsigned button, bool down) {
+    XTestFakeButtonEvent(x(), button, down, CurrentTime);
+    pause();
+  }
+  static void tap(Window w, KeySym key) {
+    XSetInputFocus(x(), w, RevertToParent, CurrentTime);
+    KeyCode code = XKeysymToKeycode(x(), key);
+    XTestFakeKeyEvent(x(), code, True, CurrentTime);
+    XTestFakeKeyEvent(x(), code, False, CurrentTime);
+    pause();
+  }
+};
+
+TEST_F(ShowcaseInput, DragWheelKeysAndEscape) {
+  still();
+  pid_t pid = start(dir.dir(), {});
+  ASSERT_GT(pid, 0);
+  Window w = window_of(pid);
+  if (!w) kill(pid, SIGKILL);
+  ASSERT_NE(w, 0u);
+  showcase_layout l;
+  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT);
+  int cx = (l.cube.left + l.cube.right) / 2, cy = (l.cube.top + l.cube.bottom) / 2;
+  point(w, cx, cy);
+  click(1, true);
+  for (int i = 1; i <= 10; ++i) point(w, cx + 10 * i, cy + 3 * i); // 100 across, 30 down
+  click(1, false);
+  click(4, true), click(4, false); // one notch of the wheel
+  tap(w, XK_c);                    // the next accent colour
+  point(w, (l.buttons[1].left + l.buttons[1].right) / 2, (l.buttons[1].top + l.buttons[1].bottom) / 2);
+  click(1, true), click(1, false); // the blur button
+  tap(w, XK_Escape);
+  ASSERT_EQ(finish(pid), 0);
+  Settings s;
+  ASSERT_TRUE(read_settings(settings(), &s));
+  EXPECT_NEAR(s.yaw, -1.0f, 1e-4f);
+  EXPECT_NEAR(s.pitch, 0.3f, 1e-4f);
+  EXPECT_NEAR(s.zoom, 1.1f, 1e-4f);
+  EXPECT_EQ(s.accent, 1);
+  EXPECT_EQ(s.blur, 2);
+  EXPECT_EQ(s.spin, 0);
+  EXPECT_EQ(s.runs, 2);
+}
+
+TEST_F(ShowcaseInput, CloseButtonQuitsCleanly) {
+  still();
+  pid_t pid = start(dir.dir(), {});
+  ASSERT_GT(pid, 0);
+  Window w = window_of(pid);
+  if (!w) kill(pid, SIGKILL);
+  ASSERT_NE(w, 0u);
+  // What a window manager sends when its close button is pressed.
+  XEvent e{};
+  e.xclient.type = ClientMessage;
+  e.xclient.window = w;
+  e.xclient.message_type = XInternAtom(x(), "WM_PROTOCOLS", False);
+  e.xclient.format = 32;
+  e.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), "WM_DELETE_WINDOW", False));
+  e.xclient.data.l[1] = CurrentTime;
+  XSendEvent(x(), w, False, NoEventMask, &e);
+  XSync(x(), False);
+  ASSERT_EQ(finish(pid), 0);
+  Settings s;
+  ASSERT_TRUE(read_settings(settings(), &s));
+  EXPECT_EQ(s.runs, 2);
+}
+
+}  // namespace
+
+#endif
