@@ -43,21 +43,30 @@ int host_config_dir(char* out, size_t size) {
   return 1;
 }
 
+/* The user's fonts, then the system's; then the usual Linux font folders on drive Z:, which is
+   where Wine shows the Unix root, so that a program run under Wine finds the same files as the
+   native build. On Windows proper Z: rarely exists and those names simply miss. */
 int host_find_font(const char* name, char* out, size_t size) {
+  static const char* const unix_dirs[] = {
+      "Z:\\usr\\share\\fonts\\truetype\\dejavu", "Z:\\usr\\share\\fonts\\dejavu-sans-fonts",
+      "Z:\\usr\\share\\fonts\\dejavu", "Z:\\usr\\share\\fonts\\TTF",
+      "Z:\\usr\\share\\fonts\\truetype", "Z:\\usr\\local\\share\\fonts"};
+  enum { UNIX_DIRS = sizeof unix_dirs / sizeof unix_dirs[0] };
+  char user[MAX_PATH + 64] = "", system[MAX_PATH + 16] = "";
+  const char* local = getenv("LOCALAPPDATA");
+  if (local && local[0]) snprintf(user, sizeof user, "%s\\Microsoft\\Windows\\Fonts", local);
   char windows[MAX_PATH];
   UINT n = GetWindowsDirectoryA(windows, MAX_PATH);
-  if (n == 0 || n >= MAX_PATH) return 0;
-  const char* local = getenv("LOCALAPPDATA");
-  char user[MAX_PATH + 64] = "";
-  if (local) snprintf(user, sizeof user, "%s\\Microsoft\\Windows\\Fonts", local);
-  const char* dirs[2] = {user, NULL};
-  char system[MAX_PATH + 16];
-  snprintf(system, sizeof system, "%s\\Fonts", windows);
-  dirs[1] = system;
-  for (int i = 0; i < 2; ++i) {
+  if (n > 0 && n < MAX_PATH) snprintf(system, sizeof system, "%s\\Fonts", windows);
+  const char* dirs[2 + UNIX_DIRS] = {user, system};
+  for (int i = 0; i < UNIX_DIRS; ++i) dirs[2 + i] = unix_dirs[i];
+  for (int i = 0; i < 2 + UNIX_DIRS; ++i) {
     if (!dirs[i][0]) continue;
     int m = snprintf(out, size, "%s\\%s", dirs[i], name);
-    if (m > 0 && (size_t)m < size && GetFileAttributesA(out) != INVALID_FILE_ATTRIBUTES) return 1;
+    if (m > 0 && (size_t)m < size) {
+      DWORD attributes = GetFileAttributesA(out);
+      if (attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY)) return 1;
+    }
   }
   return 0;
 }
