@@ -12,9 +12,10 @@ double host_now(void);
 /* Gives the processor away for about `seconds`; nothing happens for 0 or less. */
 void host_sleep(double seconds);
 /* Writes the showcase's settings directory into `out` and creates it (with its parents) when it
-   is missing: $XDG_CONFIG_HOME/quelt-showcase or ~/.config/quelt-showcase, and
-   %APPDATA%\quelt-showcase on Windows. Returns 1, or 0 with a message on standard error. */
-int host_config_dir(char* out, size_t size);
+   is missing: `chosen` when it is not NULL, else $XDG_CONFIG_HOME/quelt-showcase or
+   ~/.config/quelt-showcase, and %APPDATA%\\quelt-showcase on Windows. Returns 1, or 0 with a
+   message on standard error. */
+int host_config_dir(const char* chosen, char* out, size_t size);
 /* Looks for the font file `name` (for instance "DejaVuSans.ttf") where the system keeps fonts
    and writes its path into `out`. Returns 1 when found, else 0. */
 int host_find_font(const char* name, char* out, size_t size);

@@ -25,19 +25,46 @@ void host_sleep(double seconds) {
   Sleep(ms ? ms : 1);
 }
 
-int host_config_dir(char* out, size_t size) {
+/* Creates every missing directory along `path`; either separator counts, and a drive ("C:")
+   or a server share ("\\server\share") at the start is taken as it stands. */
+static int make_path(char* path) {
+  char* p = path;
+  if (p[0] && p[1] == ':') p += 2;
+  if ((p[0] == '\\' || p[0] == '/') && (p[1] == '\\' || p[1] == '/')) { /* \\server\share */
+    p += 2;
+    for (int parts = 0; *p && parts < 2; ++p)
+      if (*p == '\\' || *p == '/') ++parts;
+  }
+  if (*p == '\\' || *p == '/') ++p;
+  if (!*p) return 1; /* a root: it exists or nothing can be made */
+  for (;; ++p) {
+    if (*p != '\\' && *p != '/' && *p != 0) continue;
+    char keep = *p;
+    *p = 0;
+    int ok = CreateDirectoryA(path, NULL) || GetLastError() == ERROR_ALREADY_EXISTS;
+    *p = keep;
+    if (!ok) return 0;
+    if (keep == 0) return 1;
+  }
+}
+
+int host_config_dir(const char* chosen, char* out, size_t size) {
   const char* base = getenv("APPDATA");
-  if (!base || !base[0]) {
+  int n;
+  if (chosen && chosen[0])
+    n = snprintf(out, size, "%s", chosen);
+  else if (base && base[0])
+    n = snprintf(out, size, "%s\\quelt-showcase", base);
+  else {
     fprintf(stderr, "showcase: APPDATA is not set\n");
     return 0;
   }
-  int n = snprintf(out, size, "%s\\quelt-showcase", base);
   if (n < 0 || (size_t)n >= size) {
     fprintf(stderr, "showcase: the settings directory's path is too long\n");
     return 0;
   }
-  if (!CreateDirectoryA(out, NULL) && GetLastError() != ERROR_ALREADY_EXISTS) {
-    fprintf(stderr, "showcase: cannot create %s\n", out);
+  if (!make_path(out)) {
+    fprintf(stderr, "showcase: cannot create %s (error %lu)\n", out, (unsigned long)GetLastError());
     return 0;
   }
   return 1;

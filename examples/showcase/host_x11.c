@@ -43,11 +43,13 @@ static int make_path(char* path) {
   }
 }
 
-int host_config_dir(char* out, size_t size) {
+int host_config_dir(const char* chosen, char* out, size_t size) {
   const char* base = getenv("XDG_CONFIG_HOME");
   const char* home = getenv("HOME");
   int n;
-  if (base && base[0] == '/')
+  if (chosen && chosen[0])
+    n = snprintf(out, size, "%s", chosen);
+  else if (base && base[0] == '/')
     n = snprintf(out, size, "%s/quelt-showcase", base);
   else if (home && home[0])
     n = snprintf(out, size, "%s/.config/quelt-showcase", home);

@@ -18,7 +18,8 @@
    quelt-showcase --screenshot F     draws one frame, reads the window back from the screen,
                                      writes it to F as PNG and exits
    quelt-showcase --size WxH         the window's size, instead of the one saved at the last run
-   quelt-showcase --font F           DejaVu Sans from F instead of the system's copy */
+   quelt-showcase --font F           DejaVu Sans from F instead of the system's copy
+   quelt-showcase --config D         settings.arch and picture.png in the directory D */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -514,6 +515,20 @@ static void draw_image_panel(sf_surface* s) {
   }
 }
 
+/* The settings file's path on one line of `r`: when it is wider than that, its start gives way
+   to an ellipsis, since the end names the file. */
+static void shown_path(sf_surface* s, sf_rect r) {
+  const char* tail = app.shown_dir;
+  char line[sizeof app.shown_dir + 4];
+  snprintf(line, sizeof line, "%s", tail);
+  while (*tail && measure(app.small, line) > r.right - r.left) {
+    do ++tail;
+    while ((*tail & 0xC0) == 0x80); /* whole UTF-8 characters */
+    snprintf(line, sizeof line, "…%s", tail);
+  }
+  text(app.small, s, r.left, (r.top + r.bottom) / 2, DIM, 0, 0.5f, line);
+}
+
 static void build_back(void) {
   sf_surface* s = &app.back;
   int32_t w = app.surface->width, h = app.surface->height;
@@ -540,7 +555,8 @@ static void build_back(void) {
     draw_footer(s);
     panel(s, l->cube, "Lines & matrices", "drag to turn");
     panel(s, l->settings, "Settings", "the window's layout archive");
-    text(app.small, s, l->settings.left + 20, l->settings.top + 52, DIM, 0, 0.5f, app.shown_dir);
+    shown_path(s, showcase_rect(l->settings.left + 20, l->settings.top + 44, l->settings.right - 14,
+                                l->settings.top + 60));
     draw_text_panel(s);
     draw_image_panel(s);
     app.cube_area = inset(l->cube, 8, 42, 8, 8);
@@ -837,11 +853,18 @@ static int screenshot(const char* path) {
 
 /* ---- Start and end --------------------------------------------------------------------------- */
 
-static int prepare_paths(void) {
+/* The files in the settings directory. On Windows they are joined with a backslash unless the
+   directory was named with forward slashes only, so that a path reads as one style. */
+static int prepare_paths(const char* chosen) {
   char dir[900];
-  if (!host_config_dir(dir, sizeof dir)) return 0;
-  snprintf(app.settings_path, sizeof app.settings_path, "%s/settings.arch", dir);
-  snprintf(app.picture_path, sizeof app.picture_path, "%s/picture.png", dir);
+  if (!host_config_dir(chosen, dir, sizeof dir)) return 0;
+#ifdef _WIN32
+  const char* sep = strchr(dir, '/') && !strchr(dir, '\\') ? "/" : "\\";
+#else
+  const char* sep = "/";
+#endif
+  snprintf(app.settings_path, sizeof app.settings_path, "%s%ssettings.arch", dir, sep);
+  snprintf(app.picture_path, sizeof app.picture_path, "%s%spicture.png", dir, sep);
   const char* home = getenv("HOME");
   size_t n = home ? strlen(home) : 0;
   if (n && strncmp(dir, home, n) == 0 && dir[n] == '/')
@@ -865,15 +888,18 @@ static void release_all(void) {
 static void usage(FILE* to) {
   fprintf(to,
           "usage: quelt-showcase [--layered] [--screenshot FILE.png] [--size WxH] [--font FILE.ttf]\n"
+          "                      [--config DIR]\n"
           "  --layered          a translucent window without a frame\n"
           "  --screenshot FILE  draw one frame, read the window back from the screen, write it as PNG\n"
           "  --size WxH         the window's size (a screenshot is 1000x640 unless this is given)\n"
-          "  --font FILE        the TrueType font to use instead of DejaVu Sans\n");
+          "  --font FILE        the TrueType font to use instead of DejaVu Sans\n"
+          "  --config DIR       keep the settings and the picture in DIR instead of the usual place\n");
 }
 
 int main(int argc, char** argv) {
   const char* shot_path = NULL;
   const char* font = NULL;
+  const char* config = NULL;
   int32_t size_w = 0, size_h = 0;
   for (int i = 1; i < argc; ++i) {
     if (!strcmp(argv[i], "--layered"))
@@ -882,6 +908,8 @@ int main(int argc, char** argv) {
       shot_path = argv[++i];
     else if (!strcmp(argv[i], "--font") && i + 1 < argc)
       font = argv[++i];
+    else if (!strcmp(argv[i], "--config") && i + 1 < argc)
+      config = argv[++i];
     else if (!strcmp(argv[i], "--size") && i + 1 < argc) {
       int w = 0, h = 0;
       char end = 0;
@@ -902,7 +930,7 @@ int main(int argc, char** argv) {
   }
   app.screenshot = shot_path != NULL;
 
-  int ok = prepare_paths() && open_faces(font) && make_masks();
+  int ok = prepare_paths(config) && open_faces(font) && make_masks();
   if (ok) {
     static const uint16_t caption[] = {'q', 'u', 'e', 'l', 't', ' ', 's', 'h', 'o', 'w', 'c', 'a', 's', 'e', 0};
     int32_t w = size_w ? size_w : app.layered ? 460 : SHOWCASE_WIDTH;
