@@ -1,10 +1,13 @@
 # The showcase suite runs the built quelt-showcase under the test display, reads its screenshots
-# and settings, and drives it through XTest. It shares the showcase's layout header.
+# and settings, and drives it through XTest. It shares the showcase's layout header. Given the
+# Windows build's quelt-showcase.exe in QUELT_WINDOWS_SHOWCASE when it runs, it compares that
+# program's screenshot under Wine (through scripts/lib/wine-run) with its own.
 if(QUELT_EXAMPLES AND NOT WIN32)
   pkg_check_modules(QUELT_TEST_SHOWCASE REQUIRED IMPORTED_TARGET x11 xtst)
   target_link_libraries(showcase_test PRIVATE PkgConfig::QUELT_TEST_SHOWCASE)
   target_include_directories(showcase_test PRIVATE ${PROJECT_SOURCE_DIR}/examples/showcase)
-  target_compile_definitions(showcase_test PRIVATE QUELT_SHOWCASE="$<TARGET_FILE:quelt-showcase>")
+  target_compile_definitions(showcase_test PRIVATE QUELT_SHOWCASE="$<TARGET_FILE:quelt-showcase>"
+                            QUELT_WINE_RUN="${PROJECT_SOURCE_DIR}/scripts/lib/wine-run")
   add_dependencies(showcase_test quelt-showcase)
   # Its windows take the server's pointer and keyboard, like the window suites.
   file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/showcase_lock.cmake

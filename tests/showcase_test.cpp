@@ -12,6 +12,7 @@ TEST(Showcase, NotBuilt) { GTEST_SKIP() << "the showcase is built on X11 with QU
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 #include <signal.h>
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -24,6 +25,7 @@ TEST(Showcase, NotBuilt) { GTEST_SKIP() << "the showcase is built on X11 with QU
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -103,6 +105,7 @@ struct Picture {
   }
 };
 
+bool inside(sf_rect r, int px, int py) { return px >= r.left && px < r.right && py >= r.top && py < r.bottom; }
 int channel(uint32_t p, int c) { return static_cast<int>(p >> (8 * c) & 0xFF); }
 int spread(uint32_t p) {
   int r = channel(p, 2), g = channel(p, 1), b = channel(p, 0);
@@ -313,6 +316,29 @@ TEST_F(Showcase, DamagedSettingsStartFromDefaults) {
   EXPECT_EQ(s.accent, 0);
 }
 
+// --config makes the directory with its parents; a path too long for the settings panel gives up
+// its start, and nothing of it reaches past the panel.
+TEST_F(Showcase, ConfigDirectoryAndItsLongPath) {
+  const std::string deep = dir.path(std::string(90, 'd') + "/nested");
+  ASSERT_EQ(run(dir.dir(), {"--config", deep, "--screenshot", dir.path("long.png")}), 0);
+  Settings s;
+  ASSERT_TRUE(read_settings(deep + "/settings.arch", &s));
+  EXPECT_EQ(s.runs, 1);
+  ASSERT_EQ(run(dir.dir(), {"--config", dir.path("c"), "--screenshot", dir.path("short.png")}), 0);
+  Picture long_path(dir.path("long.png")), short_path(dir.path("short.png"));
+  ASSERT_EQ(long_path.s.width, SHOWCASE_WIDTH);
+  showcase_layout l;
+  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT);
+  int differ = 0, ink = 0;
+  for (int py = l.settings.top + 44; py < l.settings.top + 60; ++py) {
+    for (int px = l.settings.right - 14; px < l.image.left; ++px)
+      differ += long_path.at(px, py) != short_path.at(px, py);
+    for (int px = l.settings.left + 20; px < l.settings.right - 14; ++px) ink += near(long_path.at(px, py), kPanel, 8) ? 0 : 1;
+  }
+  EXPECT_EQ(differ, 0) << "the path runs past the panel";
+  EXPECT_GT(ink, 400) << "no path shown";
+}
+
 // ---- Input -------------------------------------------------------------------------------------
 
 // The showcase's top-level window, found by the process id it carries, once it is on the screen.
@@ -434,6 +460,113 @@ TEST_F(ShowcaseInput, CloseButtonQuitsCleanly) {
   Settings s;
   ASSERT_TRUE(read_settings(settings(), &s));
   EXPECT_EQ(s.runs, 2);
+}
+
+
+// ---- The Windows build -------------------------------------------------------------------------
+
+// Runs `args` in the directory `cwd` with standard input empty and both outputs in `log` (a
+// program under Wine leaves Wine's own processes behind, holding whatever outputs it had).
+// The exit status, or -1.
+int run_in(const std::string& cwd, const std::vector<std::string>& args, const std::string& log, int seconds) {
+  std::vector<char*> argv;
+  for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addchdir_np(&actions, cwd.c_str());
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  posix_spawn_file_actions_adddup2(&actions, 1, 2);
+  pid_t pid = 0;
+  int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  return failed ? -1 : finish(pid, seconds);
+}
+
+std::string contents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The resolution that quelt reads from this display for text: Xft.dpi, else 96.
+int display_dpi() {
+  const char* resources = XResourceManagerString(x());
+  const char* at = resources ? std::strstr(resources, "Xft.dpi:") : nullptr;
+  return at ? static_cast<int>(std::lround(std::atof(at + 8))) : 96;
+}
+
+// The showcase cross-built for Windows (QUELT_WINDOWS_SHOWCASE names its quelt-showcase.exe) and
+// run under Wine on the same X server draws what this build draws. Both start from an empty
+// settings directory of the same relative name, so that the path shown in the settings panel is
+// the same text, and a screenshot draws its frame before any time passes (the cube at the default
+// view, no frame rate shown, the first run). The picture is compared region by region:
+//  - Text and everything drawn with integers must match exactly: both builds draw the same font
+//    files (DejaVu Sans, found on the Unix side and through Wine's Z: drive) with FreeType in 26.6
+//    fixed point at 96 dpi (Wine's default LogPixels; this display must not set Xft.dpi
+//    otherwise) and blend with quelt's integer kernels.
+//  - What goes through the C library's sin, cos and exp (the turned cube and its orbit, the hills
+//    of the picture and its Gaussian blur, the panels' Gaussian shadows) may differ where glibc
+//    and mingw-w64's math round a result to the other neighbouring value: that moves an edge by
+//    far less than a pixel, so a coverage changes by one step of 255, which a blend may round to
+//    two. At most 2 per channel, in at most 2% of the region.
+TEST_F(Showcase, WindowsBuildUnderWineDrawsTheSamePicture) {
+  const char* exe = std::getenv("QUELT_WINDOWS_SHOWCASE");
+  if (!exe || !*exe) GTEST_SKIP() << "QUELT_WINDOWS_SHOWCASE names no quelt-showcase.exe";
+  if (display_dpi() != 96) GTEST_SKIP() << "the display sets Xft.dpi " << display_dpi() << ", Wine uses 96";
+  const std::vector<std::string> args{"--config", "./settings", "--size", "1000x640", "--screenshot", "shot.png"};
+  const std::string native = dir.path("native"), windows = dir.path("windows");
+  ASSERT_EQ(mkdir(native.c_str(), 0755), 0);
+  ASSERT_EQ(mkdir(windows.c_str(), 0755), 0);
+  std::vector<std::string> on_linux{QUELT_SHOWCASE}, on_wine{QUELT_WINE_RUN, exe};
+  on_linux.insert(on_linux.end(), args.begin(), args.end());
+  on_wine.insert(on_wine.end(), args.begin(), args.end());
+  ASSERT_EQ(run_in(native, on_linux, dir.path("native.log"), 60), 0) << contents(dir.path("native.log"));
+  // The first program of a new Wine prefix makes the prefix: allow for it.
+  ASSERT_EQ(run_in(windows, on_wine, dir.path("windows.log"), 240), 0) << contents(dir.path("windows.log"));
+
+  Picture a(native + "/shot.png"), b(windows + "/shot.png");
+  ASSERT_EQ(a.s.width, 1000);
+  ASSERT_EQ(a.s.height, 640);
+  ASSERT_EQ(b.s.width, a.s.width);
+  ASSERT_EQ(b.s.height, a.s.height);
+  showcase_layout l;
+  showcase_layout_for(&l, 1000, 640);
+  sf_rect view{l.cube.left + 8, l.cube.top + 42, l.cube.right - 8, l.cube.bottom - 8};
+
+  struct Region {
+    std::string name;
+    sf_rect r;
+    bool exact;
+    long pixels = 0, differ = 0;
+    int worst = 0;
+  };
+  // A pixel belongs to the first region that holds it; the last one holds all the rest.
+  std::vector<Region> regions{{"cube view", view, false}};
+  for (int i = 0; i < SHOWCASE_THUMBS; ++i) regions.push_back({"picture " + std::to_string(i), l.thumbs[i], false});
+  for (auto [name, r] : {std::pair{"header", l.header}, {"footer", l.footer}, {"text panel", l.text},
+                         {"settings panel", l.settings}, {"image panel", l.image}, {"cube panel", l.cube}})
+    regions.push_back({name, r, true});
+  regions.push_back({"background and shadows", sf_rect{0, 0, 1000, 640}, false});
+
+  for (int py = 0; py < 640; ++py)
+    for (int px = 0; px < 1000; ++px) {
+      Region& g = *std::find_if(regions.begin(), regions.end(), [&](const Region& g) { return inside(g.r, px, py); });
+      int d = 0;
+      for (int c = 0; c < 4; ++c) d = std::max(d, std::abs(channel(a.at(px, py), c) - channel(b.at(px, py), c)));
+      ++g.pixels;
+      g.differ += d > 0;
+      g.worst = std::max(g.worst, d);
+    }
+  for (const Region& g : regions) {
+    std::printf("%-24s %7ld pixels, %5ld differ, by at most %3d\n", g.name.c_str(), g.pixels, g.differ, g.worst);
+    if (g.exact) {
+      EXPECT_EQ(g.differ, 0) << g.name;
+    } else {
+      EXPECT_LE(g.worst, 2) << g.name;
+      EXPECT_LE(g.differ * 50, g.pixels) << g.name;
+    }
+  }
 }
 
 }  // namespace
