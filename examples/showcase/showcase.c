@@ -930,11 +930,12 @@ int main(int argc, char** argv) {
   }
   app.screenshot = shot_path != NULL;
 
+  int32_t w = 0, h = 0;
   int ok = prepare_paths(config) && open_faces(font) && make_masks();
   if (ok) {
     static const uint16_t caption[] = {'q', 'u', 'e', 'l', 't', ' ', 's', 'h', 'o', 'w', 'c', 'a', 's', 'e', 0};
-    int32_t w = size_w ? size_w : app.layered ? 460 : SHOWCASE_WIDTH;
-    int32_t h = size_h ? size_h : app.layered ? 460 : SHOWCASE_HEIGHT;
+    w = size_w ? size_w : app.layered ? 460 : SHOWCASE_WIDTH;
+    h = size_h ? size_h : app.layered ? 460 : SHOWCASE_HEIGHT;
     app.surface = ctl_window(&app.window, caption, w, h);
     if (!app.surface) {
       fprintf(stderr, "showcase: cannot open a window (is there an X display? DISPLAY is %s)\n",
@@ -952,8 +953,14 @@ int main(int argc, char** argv) {
   }
   if (ok) {
     if (app.layered) {
+      /* A layered window is all client area, without a caption or a sizing frame: its update
+         makes the window as large as the surface, which would shrink a framed one by its frame
+         each time. Win32 keeps the outer size through these switches, so the size is asked
+         for again afterwards. */
       ctl_window_layered(app.window, 1);
       ctl_window_header(app.window, 0);
+      ctl_window_sizeable(app.window, 0);
+      ctl_window_move(app.window, w, h);
     } else if (!app.screenshot && !size_w && app.set.width >= 320 && app.set.height >= 240) {
       ctl_window_move(app.window, app.set.width, app.set.height);
     }
