@@ -226,6 +226,37 @@ TEST_F(Win32, LayeredWindowsTakeThePixelsWithoutATrace) {
   EXPECT_EQ(ctl_window_style_get(w, GWL_EXSTYLE) & WS_EX_LAYERED, 0);
 }
 
+// A layered update hands UpdateLayeredWindow the client size as the window's size. A window
+// without a frame keeps its size over any number of updates; one with a frame shrinks to its
+// former client area, which is why a layered window goes without one.
+// Wine limitation: it applies that new size without sending WM_SIZE, so there the surface keeps
+// the old size; on Windows the size message remakes it at the new client size.
+TEST_F(Win32, LayeredUpdatesGiveTheWindowTheSurfaceSize) {
+  const bool wine = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+  ctl_window_layered(w, 1);
+  ctl_window_show(w);
+  ctl_window_update(w);
+  EXPECT_EQ(outer().right - outer().left, 200);
+  EXPECT_EQ(outer().bottom - outer().top, 120);
+  EXPECT_LT(ctl_window_width(w), 200);
+  if (!wine) EXPECT_EQ(surface->width, ctl_window_width(w));
+
+  ctl_window_header(w, 0);
+  ctl_window_sizeable(w, 0);
+  ctl_window_move(w, 200, 120);
+  for (int i = 0; i < 3; ++i) {
+    surface->color = 0x80402010u;
+    sf_fill(surface, nullptr);
+    ctl_window_update(w);
+    EXPECT_EQ(outer().right - outer().left, 200);
+    EXPECT_EQ(outer().bottom - outer().top, 120);
+    EXPECT_EQ(ctl_window_width(w), 200);
+    EXPECT_EQ(ctl_window_height(w), 120);
+    EXPECT_EQ(surface->width, 200);
+    EXPECT_EQ(surface->height, 120);
+  }
+}
+
 TEST_F(Win32, ReleaseDestroysTheWindow) {
   HWND hwnd = w->hwnd;
   ctl_window_release(&w);
