@@ -43,19 +43,16 @@ Bytes noise(size_t n, unsigned seed) {
 }
 
 TEST(Flip, MirrorsInPlaceAndIntoAnotherSurface) {
-  Surf h(3, 1, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9});
-  sf_flip_horizontal(&h, &h);
-  EXPECT_EQ(h.bytes(), (Bytes{7, 8, 9, 4, 5, 6, 1, 2, 3}));
   // Into another surface the odd middle row keeps what the target held; another shape does nothing.
   Surf src(2, 3, 1, {1, 2, 3, 4, 5, 6}), dst(2, 3, 1, Bytes(6, 9)), wide(3, 2, 1, Bytes(6, 9));
   sf_flip_vertical(&src, &dst);
   sf_flip_horizontal(&src, &wide);
   EXPECT_TRUE(dst.bytes() == (Bytes{5, 6, 9, 9, 1, 2}) && wide.bytes() == Bytes(6, 9));
-  for (int32_t bpp : {1, 2, 5}) {
+  for (int32_t bpp : {1, 2, 3, 4, 5}) {  // every row loop: each size of its own, and the general one
     const Bytes before = noise(size_t(7) * 5 * bpp, unsigned(bpp));
     Surf s(7, 5, bpp, before);
     sf_flip_vertical(&s, &s), sf_flip_horizontal(&s, &s);
-    EXPECT_EQ(0, std::memcmp(s.pixels, &before[size_t(34) * bpp], bpp));  // (0, 0) holds (6, 4)
+    EXPECT_EQ(0, std::memcmp(s.pixels, &before[size_t(34) * bpp], bpp));  // (0, 0) holds (6, 4), bytes in order
     sf_flip_horizontal(&s, &s), sf_flip_vertical(&s, &s);
     EXPECT_EQ(s.bytes(), before) << bpp;
   }
