@@ -2,7 +2,6 @@
 // every pixel size.
 #include <gtest/gtest.h>
 #include <quelt/processing/process.h>
-#include <quelt/processing/process_p.h>
 #include <quelt/processing/strip.h>
 #include <quelt/surface/context.h>
 
@@ -118,7 +117,7 @@ TEST(Smooth, MatchesRowThenColumnPassAtEveryWidth) {
   for (int bpp : {1, 2, 3, 4, 5})
     for (auto [w, h] : {std::pair{1, 9}, {9, 1}, {17, 3}, {33, 5}, {64, 2}}) {
       bytes want = random_bytes(size_t(w) * h * bpp, w * 100 + bpp);
-      Surf s(w, h, bpp, want), s16(w, h, bpp, want), s32(w, h, bpp, want);
+      Surf s(w, h, bpp, want);
       auto at = [&](int x, int y, int c) -> uint8_t& { return want[(size_t(y) * w + x) * bpp + c]; };
       for (int c = 0; c < std::min(bpp, 3); ++c) {
         for (int y = 0; y < h; ++y)
@@ -126,10 +125,8 @@ TEST(Smooth, MatchesRowThenColumnPassAtEveryWidth) {
         for (int x = 0; x < w; ++x)
           for (int y = 0; y < h; ++y) at(x, y, c) = uint8_t((y + 1 < h ? at(x, y + 1, c) >> 1 : 0) + (at(x, y, c) >> 1));
       }
-      sf_smooth(&s.s);                      // the widest loops this processor runs
-      quelt::process::smooth<16>(&s16.s);  // each vector width, compiled here for the base set
-      quelt::process::smooth<32>(&s32.s);
-      for (const Surf* t : {&s, &s16, &s32}) EXPECT_EQ(t->get(), want) << w << "x" << h << " bpp " << bpp;
+      sf_smooth(&s.s);  // the widest loops this processor runs; the level test checks the others
+      EXPECT_EQ(s.get(), want) << w << "x" << h << " bpp " << bpp;
     }
 }
 
