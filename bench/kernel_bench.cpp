@@ -1,10 +1,15 @@
 // Convolution of a 1920 × 1080 surface of 4-byte pixels: a 5-tap Gaussian along rows then
 // columns, and a 5 × 5 square kernel, beside pixman's separable and plain convolution filters
-// composited with SRC onto an image of the same size. The ratios (quelt time / pixman time) are
-// printed at the end, of CPU time (steadier on a shared machine) and of real time.
+// composited with SRC onto an image of the same size, and beside sf_kernel's own loops at each
+// instruction-set level (the scalar one is the reference). The ratios are printed at the end, of
+// CPU time (steadier on a shared machine; the median when --benchmark_repetitions is given;
+// repetitions run interleaved in random order).
 #include <benchmark/benchmark.h>
 #include <pixman.h>
+#include <quelt/base/cpu_p.h>
 #include <quelt/processing/kernel.h>
+#include <quelt/processing/kernel_p.h>
+#include <quelt/surface/transform.h>
 
 #include <cstdio>
 #include <cstring>
@@ -75,6 +80,39 @@ void quelt_square_5x5(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kW * kH);
 }
 
+// sf_kernel's work with the interior loop of one level: the copy, the sum, the filter.
+void kernel_at(sf_surface* s, const float* weights, int32_t kw, int32_t kh, quelt::kernel::interior_fn interior) {
+  sf_surface copy;
+  sf_duplicate(&copy, s);
+  quelt::kernel::job j{copy.pixels, s->pixels, copy.width, copy.height, 4, weights, kw, kh, -(kw / 2), -(kh / 2), 0.0};
+  for (int32_t i = 0; i < kw * kh; ++i) j.sum += weights[i];
+  quelt::kernel::filter(j, interior);
+  sf_release(&copy);
+}
+
+void level_square_5x5(benchmark::State& state, quelt::cpu_level level) {
+  Picture pic;
+  Weights w;
+  const quelt::kernel::interior_fn interior = quelt::kernel::interior_for(level);
+  for (auto _ : state) {
+    kernel_at(&pic.surface, w.square_weights(), 5, 5, interior);
+    benchmark::DoNotOptimize(pic.surface.pixels);
+  }
+  state.SetItemsProcessed(state.iterations() * kW * kH);
+}
+
+void level_rows_then_columns(benchmark::State& state, quelt::cpu_level level) {
+  Picture pic;
+  Weights w;
+  const quelt::kernel::interior_fn interior = quelt::kernel::interior_for(level);
+  for (auto _ : state) {
+    kernel_at(&pic.surface, w.row_weights(), 5, 1, interior);
+    kernel_at(&pic.surface, w.row_weights(), 1, 5, interior);
+    benchmark::DoNotOptimize(pic.surface.pixels);
+  }
+  state.SetItemsProcessed(state.iterations() * kW * kH);
+}
+
 // Composites the picture through a convolution filter onto a second image with SRC.
 void pixman_filtered(benchmark::State& state, pixman_filter_t filter, const std::vector<pixman_fixed_t>& params) {
   Picture pic, out;
@@ -114,19 +152,40 @@ void pixman_square_5x5(benchmark::State& state) {
   pixman_filtered(state, PIXMAN_FILTER_CONVOLUTION, params);
 }
 
-BENCHMARK(quelt_gaussian_rows_then_columns)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(pixman_separable_5)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(quelt_square_5x5)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(pixman_square_5x5)->Unit(benchmark::kMillisecond)->UseRealTime();
+void register_all() {
+  auto add = [](const std::string& name, auto&&... f) {
+    benchmark::RegisterBenchmark(name.c_str(), f...)->Unit(benchmark::kMillisecond);
+  };
+  add("quelt_gaussian_rows_then_columns", quelt_gaussian_rows_then_columns);
+  add("pixman_separable_5", pixman_separable_5);
+  add("quelt_square_5x5", quelt_square_5x5);
+  add("pixman_square_5x5", pixman_square_5x5);
+  for (int l = 0; l < quelt::cpu_level_count; ++l) {
+    const auto level = static_cast<quelt::cpu_level>(l);
+    if (!quelt::kernel::interior_for(level)) continue;
+    const std::string name = quelt::cpu_level_name(level);
+    add("level_gaussian_rows_then_columns/" + name, level_rows_then_columns, level);
+    add("level_square_5x5/" + name, level_square_5x5, level);
+  }
+}
 
-// Keeps the time of each benchmark as it is reported, for the ratios.
+// Keeps every run's CPU time (the median where there are repetitions) for the ratios.
 class Recorder : public benchmark::ConsoleReporter {
  public:
-  std::map<std::string, std::pair<double, double>> times;  // CPU, real
+  std::map<std::string, double> time;
+  std::map<std::string, bool> median;
   void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& r : runs)
-      if (r.run_type == Run::RT_Iteration && !r.error_occurred)
-        times[r.benchmark_name()] = {r.GetAdjustedCPUTime(), r.GetAdjustedRealTime()};
+    for (const Run& r : runs) {
+      const std::string name = r.run_name.function_name;
+      if (r.error_occurred) continue;
+      if (r.run_type == Run::RT_Aggregate) {
+        if (r.aggregate_name != "median") continue;
+        median[name] = true;
+        time[name] = r.GetAdjustedCPUTime();
+      } else if (!median[name]) {
+        time[name] = r.GetAdjustedCPUTime();
+      }
+    }
     ConsoleReporter::ReportRuns(runs);
   }
 };
@@ -134,18 +193,41 @@ class Recorder : public benchmark::ConsoleReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Repetitions run in random order by default; a later flag on the command line overrides it.
+  std::vector<char*> args(argv, argv + argc);
+  char interleave[] = "--benchmark_enable_random_interleaving=true";
+  args.insert(args.begin() + 1, interleave);
+  argc = static_cast<int>(args.size());
+  argv = args.data();
   benchmark::Initialize(&argc, argv);
-  Recorder recorder;
-  benchmark::RunSpecifiedBenchmarks(&recorder);
-  const std::pair<const char*, const char*> pairs[] = {
-      {"quelt_gaussian_rows_then_columns/real_time", "pixman_separable_5/real_time"},
-      {"quelt_square_5x5/real_time", "pixman_square_5x5/real_time"},
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  register_all();
+  Recorder rec;
+  benchmark::RunSpecifiedBenchmarks(&rec);
+  auto at = [&](const std::string& k) {
+    auto i = rec.time.find(k);
+    return i == rec.time.end() ? 0.0 : i->second;
   };
-  for (auto [q, p] : pairs) {
-    auto a = recorder.times.find(q), b = recorder.times.find(p);
-    if (a != recorder.times.end() && b != recorder.times.end())
-      std::printf("ratio quelt/pixman, %s vs %s: CPU time %.2f, real time %.2f\n", q, p,
-                  a->second.first / b->second.first, a->second.second / b->second.second);
+  std::printf("\nRatios of CPU time; best level: %s\n", quelt::cpu_level_name(quelt::cpu_best_level()));
+  const std::pair<const char*, const char*> pairs[] = {
+      {"quelt_gaussian_rows_then_columns", "pixman_separable_5"},
+      {"quelt_square_5x5", "pixman_square_5x5"},
+  };
+  for (auto [q, p] : pairs)
+    if (at(q) > 0 && at(p) > 0) std::printf("quelt/pixman (time ratio), %s vs %s: %.2f\n", q, p, at(q) / at(p));
+  // Speed of sf_kernel (the best level) over each level's loop; the scalar loop is the reference.
+  for (const char* shape : {"square_5x5", "gaussian_rows_then_columns"}) {
+    const double q = at(std::string("quelt_") + shape);
+    if (q <= 0) continue;
+    std::printf("sf_kernel %-26s", shape);
+    for (int l = 0; l < quelt::cpu_level_count; ++l) {
+      const char* ln = quelt::cpu_level_name(static_cast<quelt::cpu_level>(l));
+      const double t = at(std::string("level_") + shape + "/" + ln);
+      if (t <= 0) continue;
+      std::printf("  x %s %5.2f", ln, t / q);
+      if (l == 0 && std::string(shape) == "square_5x5") std::printf(t / q >= 4.0 ? " (>= 4 ok)" : " (< 4)");
+    }
+    std::printf("\n");
   }
   benchmark::Shutdown();
   return 0;

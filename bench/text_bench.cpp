@@ -1,7 +1,8 @@
 // Text: a 2,000-character paragraph drawn with cached glyphs onto a 1920 × 1080 surface, grey and
 // sub-pixel, beside cairo drawing the same lines with the same font and size (cairo-ft on an
 // image surface); and the first load of 500 glyphs into a fresh cache beside FreeType's
-// FT_Load_Char alone, which is the cost that caching adds. Prints quelt / comparable ratios.
+// FT_Load_Char alone, which is the cost that caching adds; and the FreeType kerning calls that the
+// paragraph must make, alone. Prints quelt / comparable ratios.
 #include <benchmark/benchmark.h>
 #include <quelt/surface/blend.h>
 #include <quelt/text/face.h>
@@ -139,6 +140,28 @@ void cairo_paragraph(benchmark::State& state, bool lcd) {
   FT_Done_FreeType(lib);
 }
 
+// The FreeType calls that drawing the paragraph must make on a font with kerning and nothing else:
+// for each pair, two FT_Get_Char_Index calls and one FT_Get_Kerning, once measuring a line and
+// once drawing it, with no cache. Their time is a floor under quelt_paragraph.
+void freetype_kerning_calls(benchmark::State& state) {
+  sf_face* face = nullptr;
+  if (!sf_face_create(&face, font, points)) return state.SkipWithError("font");
+  Paragraph p(face);
+  FT_Face ft = face->ft_face;
+  for (auto _ : state) {
+    for (int pass = 0; pass < 2; ++pass)
+      for (const std::u16string& l : p.units)
+        for (size_t i = 1; i < l.size(); ++i) {
+          const FT_UInt r = FT_Get_Char_Index(ft, l[i]), left = FT_Get_Char_Index(ft, l[i - 1]);
+          FT_Vector delta;
+          FT_Get_Kerning(ft, left, r, FT_KERNING_DEFAULT, &delta);
+          benchmark::DoNotOptimize(delta);
+        }
+  }
+  state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(p.characters));
+  sf_face_release(&face);
+}
+
 // 500 code points that DejaVu Sans has: Latin, Greek, Cyrillic and beyond.
 std::vector<uint32_t> five_hundred(FT_Face ft) {
   std::vector<uint32_t> codes;
@@ -191,6 +214,7 @@ BENCHMARK_CAPTURE(quelt_paragraph, grey, false)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(cairo_paragraph, grey, false)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(quelt_paragraph, subpixel, true)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(cairo_paragraph, subpixel, true)->Unit(benchmark::kMicrosecond);
+BENCHMARK(freetype_kerning_calls)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(quelt_first_load, grey, false)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(freetype_first_load, grey, false)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(quelt_first_load, subpixel, true)->Unit(benchmark::kMicrosecond);
@@ -225,6 +249,9 @@ int main(int argc, char** argv) {
   std::printf("\nratios (quelt CPU time / comparable CPU time, lower is better):\n");
   reporter.ratio("paragraph, grey, quelt / cairo", "quelt_paragraph/grey", "cairo_paragraph/grey");
   reporter.ratio("paragraph, sub-pixel, quelt / cairo", "quelt_paragraph/subpixel", "cairo_paragraph/subpixel");
+  reporter.ratio("kerning calls alone (the floor) / cairo, grey", "freetype_kerning_calls", "cairo_paragraph/grey");
+  reporter.ratio("kerning calls alone (the floor) / cairo, sub-pixel", "freetype_kerning_calls",
+                 "cairo_paragraph/subpixel");
   reporter.ratio("first load of 500, grey, quelt / FT_Load_Char", "quelt_first_load/grey", "freetype_first_load/grey");
   reporter.ratio("first load of 500, sub-pixel, quelt / FT_Load_Char", "quelt_first_load/subpixel",
                  "freetype_first_load/subpixel");

@@ -4,6 +4,7 @@
 #include <quelt/quelt.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <random>
@@ -39,40 +40,27 @@ uint32_t over(uint32_t p, uint32_t w, uint32_t rgb) {
   return out;
 }
 
-struct plot {
-  int x, y;
-  uint32_t w;
-};
-// Plots (x0 + k·dx, y0 + k·dy, w) for k = 0 .. n − 1.
-std::vector<plot> run(int n, int x0, int y0, int dx, int dy, uint32_t w) {
-  std::vector<plot> v;
-  for (int k = 0; k < n; ++k) v.push_back({x0 + k * dx, y0 + k * dy, w});
-  return v;
-}
-std::vector<plot> operator+(std::vector<plot> a, const std::vector<plot>& b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
-}
-
 TEST(Line, ExactPlotsBothWays) {
-  const struct { float x0, y0, x1, y1; std::vector<plot> plots; } cases[] = {
-      {10, 5.25f, 20, 5.25f, run(11, 10, 5, 1, 0, 191) + run(11, 10, 6, 1, 0, 63)},
-      {0, 0, 4, 4, run(5, 0, 0, 1, 1, 255)},  // slope 1 walks along y; weight 0 beside it
-      {2.5f, 7, 2.5f, 7, {{2, 7, 127}, {3, 7, 127}}},
-      {0, 0, 2.9f, 0, run(3, 0, 0, 1, 0, 255)},
+  // Each run {n, x, y, dx, dy, w} blends weight w on (x + k·dx, y + k·dy) for k = 0 .. n − 1.
+  const struct { float x0, y0, x1, y1; std::vector<std::array<int, 6>> runs; } cases[] = {
+      {10, 5.25f, 20, 5.25f, {{11, 10, 5, 1, 0, 191}, {11, 10, 6, 1, 0, 63}}},
+      {0, 0, 4, 4, {{5, 0, 0, 1, 1, 255}}},  // slope 1 walks along y; weight 0 beside it
+      {2.5f, 7, 2.5f, 7, {{1, 2, 7, 0, 0, 127}, {1, 3, 7, 0, 0, 127}}},
+      {0, 0, 2.9f, 0, {{3, 0, 0, 1, 0, 255}}},
       // Between −1 and 0 a step or pixel lies off the surface; nothing is drawn twice.
-      {-0.75f, 3.25f, 5.25f, 3.25f, run(6, 0, 3, 1, 0, 191) + run(6, 0, 4, 1, 0, 63)},
-      {1, -0.25f, 6, -0.25f, run(6, 1, 0, 1, 0, 191)},
-      {2.5f, -0.5f, 2.5f, 3, run(3, 2, 0, 0, 1, 127) + run(3, 3, 0, 0, 1, 127)},
+      {-0.75f, 3.25f, 5.25f, 3.25f, {{6, 0, 3, 1, 0, 191}, {6, 0, 4, 1, 0, 63}}},
+      {1, -0.25f, 6, -0.25f, {{6, 1, 0, 1, 0, 191}}},
+      {2.5f, -0.5f, 2.5f, 3, {{3, 2, 0, 0, 1, 127}, {3, 3, 0, 0, 1, 127}}},
       {0, -1.5f, 8, -1.1f, {}},
       // Far away: jumped to the surface and cut where it leaves it; not drawn at all.
-      {-1e7f, 5.5f, 1e7f, 5.5f, run(24, 0, 5, 1, 0, 127) + run(24, 0, 6, 1, 0, 127)},
-      {5.5f, 1e9f, 5.5f, -1e9f, run(16, 5, 0, 0, 1, 127) + run(16, 6, 0, 0, 1, 127)},
+      {-1e7f, 5.5f, 1e7f, 5.5f, {{24, 0, 5, 1, 0, 127}, {24, 0, 6, 1, 0, 127}}},
+      {5.5f, 1e9f, 5.5f, -1e9f, {{16, 5, 0, 0, 1, 127}, {16, 6, 0, 0, 1, 127}}},
       {NAN, 1, 2, 3, {}}, {0, 0, 3e15f, 1, {}},
   };
   for (const auto& c : cases) {
     words want(24 * 16);
-    for (const plot& p : c.plots) want[p.y * 24 + p.x] = over(0, p.w, 0xFFFFFF);
+    for (const auto& [n, x, y, dx, dy, w] : c.runs)
+      for (int k = 0; k < n; ++k) want[(y + k * dy) * 24 + x + k * dx] = over(0, uint32_t(w), 0xFFFFFF);
     for (bool reversed : {false, true}) {
       Surf a(24, 16);
       EXPECT_EQ(reversed ? sf_line(&a.s, c.x1, c.y1, c.x0, c.y0, 0xFFFFFF) : sf_line(&a.s, c.x0, c.y0, c.x1, c.y1, 0xFFFFFF), 1);
@@ -128,66 +116,56 @@ uint8_t ring_byte(float d, float radius, float inner) {
   return uint8_t(uint32_t(double(float(1.0 - (e - 0.005))) * 255.0));
 }
 
-TEST(Ring, BandsSizesAndSmoothing) {
+TEST(Ring, BandsSizesSmoothingAndSymmetry) {
   const float bands[][4] = {{10, 10, -2, 0}, {9.5f, 10, -2, 127}, {9, 10, -2, 255}, {6.9f, 10, 7, 0},
                             {7.25f, 10, 7, 64}, {8.5f, 10, 7, 255}, {9.75f, 10, 7, 64}, {10.1f, 10, 7, 0}};
   for (const auto& b : bands) EXPECT_EQ(ring_byte(b[0], b[1], b[2]), b[3]) << b[0] << " " << b[2];
-  const struct { float radius, thickness; int size; } rings[] = {
-      {10, 0, 22}, {10, -4, 22}, {10, 3, 22}, {0, 0, 2}, {2.5f, 0, 7}, {7.3f, 1.5f, 16}, {-0.75f, 0, 0}};
+  struct Ring { float radius, thickness; int size; };
+  std::vector<Ring> rings = {{10, 0, 22}, {10, -4, 22}, {10, 3, 22}, {0, 0, 2}, {2.5f, 0, 7}, {7.3f, 1.5f, 16}, {-0.75f, 0, 0}};
+  for (int radius = 1; radius <= 24; ++radius)
+    for (float thickness : {0.0f, 1.0f, 2.5f, 5.0f}) rings.push_back({float(radius), thickness, 2 * radius + 2});
   for (const auto& r : rings) {
+    SCOPED_TRACE(testing::Message() << "radius " << r.radius << ", thickness " << r.thickness);
     sf_surface m;
     ASSERT_EQ(sf_render_ring(&m, r.radius, r.thickness), 1);
     ASSERT_EQ(std::make_tuple(m.width, m.height, m.bytes_per_pixel), std::make_tuple(r.size, r.size, 1));
     Surf want(r.size, r.size, 1);
     const float inner = r.thickness > 0 ? r.radius - r.thickness : -2.0f;
-    const int c = r.size / 2;
-    for (int y = 0; y < r.size; ++y)
-      for (int x = 0; x < r.size; ++x)
-        want.s.pixels[y * r.size + x] = ring_byte(float(std::sqrt(double((x - c) * (x - c) + (y - c) * (y - c)))), r.radius, inner);
-    if (r.size) {
+    const int n = r.size, c = n / 2;
+    for (int y = 0; y < n; ++y)
+      for (int x = 0; x < n; ++x)
+        want.s.pixels[y * n + x] = ring_byte(float(std::sqrt(double((x - c) * (x - c) + (y - c) * (y - c)))), r.radius, inner);
+    if (n) {
       sf_smooth(&want.s);
       sf_strip(&want.s);
-      EXPECT_EQ(std::memcmp(m.pixels, want.s.pixels, size_t(r.size) * r.size), 0) << r.radius;
-      EXPECT_EQ(std::memcmp(m.strip, want.s.strip, size_t(r.size) * r.size), 0) << r.radius;
+      EXPECT_EQ(std::memcmp(m.pixels, want.s.pixels, size_t(n) * n), 0);
+      EXPECT_EQ(std::memcmp(m.strip, want.s.strip, size_t(n) * n), 0);
     }
+    // A whole radius gives a mask that is its own mirror image both ways.
+    for (int y = 0; r.radius == std::floor(r.radius) && y < n; ++y)
+      for (int x = 0; x < n; ++x)
+        ASSERT_TRUE(m.pixels[y * n + x] == m.pixels[y * n + n - 1 - x] && m.pixels[y * n + x] == m.pixels[(n - 1 - y) * n + x]) << x << "," << y;
     sf_release(&m);
   }
 }
 
-TEST(Ring, WholeRadiusMasksAreSymmetric) {
-  for (int radius = 0; radius <= 24; ++radius)
-    for (float thickness : {0.0f, 1.0f, 2.5f, 5.0f}) {
-      sf_surface m;
-      ASSERT_EQ(sf_render_ring(&m, float(radius), thickness), 1);
-      const int n = m.width;
-      for (int y = 0; y < n; ++y)
-        for (int x = 0; x < n; ++x) {
-          ASSERT_EQ(m.pixels[y * n + x], m.pixels[y * n + n - 1 - x]) << radius << " " << thickness;
-          ASSERT_EQ(m.pixels[y * n + x], m.pixels[(n - 1 - y) * n + x]) << radius << " " << thickness;
-        }
-      sf_release(&m);
-    }
-}
-
 TEST(Ring, FailuresAreTraced) {
-  for (float radius : {10.0f, NAN, -3.0f, 1e9f}) {  // no memory; no number; negative; too large
+  const std::string ring = "surface.cpp:N:\t\tsf_create: malloc\nsurface.cpp:N:\tsf_create.\n"
+                           "render.cpp:N:\t\tsf_render_ring: \nrender.cpp:N:\tsf_render_ring.\n";
+  const struct { float radius; long fail; std::string trace; } cases[] = {
+      {10, 0, ring}, {NAN, -1, ring}, {-3, -1, ring}, {1e9f, -1, ring},  // no memory; no number; negative; too large
+      {4, 1, "strip.cpp:N:\t\tsf_strip: malloc\nstrip.cpp:N:\tsf_strip.\n"},  // a usable mask without a skip table
+  };
+  for (const auto& c : cases) {
     sf_surface m;
     qtest::Stdout out;
-    if (radius == 10.0f) qtest::fail_after(0);
-    EXPECT_EQ(sf_render_ring(&m, radius, 0), 0);
+    qtest::fail_after(c.fail);
+    EXPECT_EQ(sf_render_ring(&m, c.radius, 0), c.fail == 1);
     qtest::fail_after(-1);
-    EXPECT_EQ(qtest::trace_shape(out.text()), "surface.cpp:N:\t\tsf_create: malloc\nsurface.cpp:N:\tsf_create.\n"
-                                              "render.cpp:N:\t\tsf_render_ring: \nrender.cpp:N:\tsf_render_ring.\n");
-    EXPECT_EQ(m.pixels, nullptr);
+    EXPECT_EQ(qtest::trace_shape(out.text()), c.trace) << c.radius;
+    EXPECT_TRUE(c.fail == 1 ? m.pixels && !m.strip : !m.pixels) << c.radius;
+    if (c.fail == 1) sf_release(&m);
   }
-  sf_surface m;  // a skip table that can't be made leaves a usable mask without one
-  qtest::Stdout out;
-  qtest::fail_after(1);
-  EXPECT_EQ(sf_render_ring(&m, 4, 0), 1);
-  qtest::fail_after(-1);
-  EXPECT_EQ(qtest::trace_shape(out.text()), "strip.cpp:N:\t\tsf_strip: malloc\nstrip.cpp:N:\tsf_strip.\n");
-  EXPECT_EQ(m.strip, nullptr);
-  sf_release(&m);
 }
 
 TEST(Frame, EachBorderPixelOnceInItsColour) {
@@ -212,39 +190,20 @@ TEST(Frame, EachBorderPixelOnceInItsColour) {
   }
 }
 
-TEST(Shape, CoversEachPixelOfTheRectangleOnce) {
-  // Coverage 200 everywhere: a pixel blended twice, or blended and filled, reads otherwise.
-  const uint32_t color = 0xFF204080;
-  for (int W = 1; W <= 7; ++W)
-    for (int H = 1; H <= 7; ++H)
-      for (const sf_rect r : {sf_rect{2, 3, 2 + W, 3 + H}, sf_rect{1, 2, 14, 9}, sf_rect{-4, -3, 9, 11}}) {
-        Surf shape(W, H, 1), a(12, 10);
-        std::memset(shape.s.pixels, 200, size_t(W) * H);
-        sf_strip(&shape.s);
-        a.s.color = color;
-        sf_shape(&a.s, &shape.s, &r);
-        const int fl = r.left + W / 2, ft = r.top + H / 2, fr = r.right - (W - W / 2), fb = r.bottom - (H - H / 2);
-        for (int y = 0; y < 10; ++y)
-          for (int x = 0; x < 12; ++x) {
-            const bool in = x >= r.left && x < r.right && y >= r.top && y < r.bottom;
-            const bool inside = x >= fl && x < fr && y >= ft && y < fb;
-            ASSERT_EQ(a.at(x, y), inside ? over(0, 199, color) : in ? over(0, 200, color) : 0u) << W << "x" << H << " " << x << "," << y;
-          }
-        EXPECT_EQ(a.s.color, color);
-      }
-}
-
-TEST(Shape, MatchesThePartsBlendedOneByOne) {
-  // Any coverage, with and without skip table, 1- and 4-byte shapes, colours and a clip: the
-  // same pixels as the nine parts blended one row or column at a time.
+TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {
+  // Shapes of every size from 1 to 9, odd ones included, any coverage, with and without skip
+  // table, 1- and 4-byte, colours and a clip: the same pixels as the nine parts blended one row
+  // or column at a time. Those parts cover each pixel of the rectangle once, so a pixel blended
+  // twice, left out, or blended and filled shows.
   std::mt19937 rng(5);
   const uint32_t colors[] = {0xFF204080, 0x80204080, 0x00FFFFFF, 0xFFFFFFFF, 0xFF000000, 0x01FF00FF};
-  for (int k = 0; k < 300; ++k) {
-    const int W = 2 + rng() % 8, H = 2 + rng() % 8, bpp = k % 7 ? 1 : 4, hw = W / 2, hh = H / 2, fw = W - hw, fh = H - hh;
+  for (int k = 0; k < 500; ++k) {
+    const int W = 1 + rng() % 9, H = 1 + rng() % 9, bpp = k % 7 ? 1 : 4, hw = W / 2, hh = H / 2, fw = W - hw, fh = H - hh;
     Surf sh(W, H, bpp);
     for (int i = 0; i < W * H * bpp; ++i) sh.s.pixels[i] = uint8_t(rng() % 3 == 0 ? 0 : rng() % 3 == 0 ? 255 : rng());
     if (k % 2) sf_strip(&sh.s);
-    const int L = int(rng() % 30) - 8, T = int(rng() % 24) - 8, R = L + W + int(rng() % 20), B = T + H + int(rng() % 16);
+    const int L = int(rng() % 30) - 8, T = int(rng() % 24) - 8;  // a quarter of them exactly the shape's size
+    const int R = L + W + (k % 4 ? int(rng() % 20) : 0), B = T + H + (k % 4 ? int(rng() % 16) : 0);
     Surf a(24, 20, 4, 0x80808080 ^ rng()), b(24, 20);
     b.set(a.get());
     sf_rect clip{3, 2, 20, 17};
@@ -254,34 +213,28 @@ TEST(Shape, MatchesThePartsBlendedOneByOne) {
     sf_shape(&a.s, &sh.s, &r);
     auto part = [&](int l, int t, int rr, int bb, int x, int y) { const sf_rect s{l, t, rr, bb}; sf_blend(&b.s, &sh.s, &s, x, y, nullptr); };
     part(0, 0, hw, hh, L, T), part(0, hh, hw, H, L, B - fh), part(hw, 0, W, hh, R - fw, T), part(hw, hh, W, H, R - fw, B - fh);
-    for (int i = 0; i < B - T - H; ++i) part(0, hh, hw, hh + 1, L, T + hh + i);
-    for (int i = 0; i < B - T - H; ++i) part(hw, hh, W, hh + 1, R - fw, T + hh + i);
-    for (int i = 0; i < R - L - W; ++i) part(hw, 0, hw + 1, hh, L + hw + i, T);
-    for (int i = 0; i < R - L - W; ++i) part(hw, hh, hw + 1, H, L + hw + i, B - fh);
+    for (int i = 0; i < B - T - H; ++i) part(0, hh, hw, hh + 1, L, T + hh + i), part(hw, hh, W, hh + 1, R - fw, T + hh + i);
+    for (int i = 0; i < R - L - W; ++i) part(hw, 0, hw + 1, hh, L + hw + i, T), part(hw, hh, hw + 1, H, L + hw + i, B - fh);
     const uint32_t c = b.s.color, p = sh.s.pixels[(hh * W + hw) * bpp];
     b.s.color = (((p * (c >> 24)) >> 8) << 24) | (c & 0xFFFFFF);
     const sf_rect inside{L + hw, T + hh, R - fw, B - fh};
     sf_fill(&b.s, &inside);
     ASSERT_EQ(a.get(), b.get()) << k;
+    EXPECT_EQ(a.s.color, colors[k % 6]);
     if (k % 3 == 0) sf_pop(&a.s), sf_pop(&b.s);
   }
 }
 
-TEST(Shape, InsideColourAndHugeRectangles) {
-  sf_surface ring, disc;
-  ASSERT_EQ(sf_render_ring(&ring, 4, 2), 1);
+TEST(Shape, InsideColourOnAHugeRectangle) {
+  sf_surface disc;
   ASSERT_EQ(sf_render_ring(&disc, 4, 0), 1);
   disc.pixels[5 * 10 + 5] = 128;
-  Surf a(40, 30), b(40, 30), d(40, 30);
-  a.s.color = b.s.color = d.s.color = 0xFF102030;
-  const sf_rect r{5, 5, 35, 25}, huge{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX};
-  sf_shape(&a.s, &disc, &r);
-  sf_shape(&b.s, &ring, &r);
-  EXPECT_EQ(a.at(20, 15), over(0, 0x7F, 0x102030));  // alpha scaled by the centre's 128
-  EXPECT_EQ(b.at(20, 15), 0u);                       // a ring leaves the inside open
-  sf_shape(&d.s, &disc, &huge);  // only the inside reaches the surface
+  Surf d(40, 30);
+  d.s.color = 0xFF102030;
+  const sf_rect huge{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX};
+  sf_shape(&d.s, &disc, &huge);  // only the inside reaches the surface, its alpha scaled by the centre's 128
   EXPECT_EQ(d.get(), words(40 * 30, over(0, 0x7F, 0x102030)));
-  sf_release(&ring);
+  EXPECT_EQ(d.s.color, 0xFF102030u);
   sf_release(&disc);
 }
 

@@ -111,6 +111,10 @@ std::string traced(const std::function<int32_t()>& op, int32_t want = 0) {
   EXPECT_EQ(op(), want);
   return qtest::trace_shape(out.text());
 }
+// The two lines of a failure in `func` of `file`; `what` empty: only the line of its exit.
+std::string fail(const std::string& file, const std::string& func, const char* what = nullptr) {
+  return (what ? file + ":N:\t\t" + func + ": " + what + "\n" : "") + file + ":N:\t" + func + ".\n";
+}
 
 TEST(ImageFormat, DetectionByContentAndByName) {
   qtest::TempDir dir;
@@ -119,20 +123,18 @@ TEST(ImageFormat, DetectionByContentAndByName) {
   for (const auto& c : contents) {
     save(dir.path("f"), Bytes(c.bytes, c.bytes + c.n));
     int32_t format = 99;
-    const std::string trace = traced([&] { return sf_image_determinate_format(dir.path("f").c_str(), &format); },
-                                     c.format >= 0);
-    EXPECT_EQ(trace, c.format >= 0 ? "" : "image.cpp:N:\t\tsf_image_determinate_format: fread\nimage.cpp:N:\tsf_image_determinate_format.\n");
+    EXPECT_EQ(traced([&] { return sf_image_determinate_format(dir.path("f").c_str(), &format); }, c.format >= 0),
+              c.format >= 0 ? "" : fail("image.cpp", "sf_image_determinate_format", "fread"));
     if (c.format >= 0) EXPECT_EQ(format, c.format) << c.bytes;
   }
   EXPECT_EQ(traced([&] { return sf_image_determinate_format(dir.path("none").c_str(), nullptr); }),
-            "image.cpp:N:\t\tsf_image_determinate_format: fopen\nimage.cpp:N:\tsf_image_determinate_format.\n");
+            fail("image.cpp", "sf_image_determinate_format", "fopen"));
   const struct { const char* path; int32_t format; } names[] = {
       {"a.bmp", 1}, {"A.BMP", 1}, {"x.PnG", 2}, {".png", 2}, {"bmp.png", 2}, {"a.bmpx", 0}, {"a.jpg", 0}, {"png", -1}, {"", -1}};
   for (const auto& n : names) {
     int32_t format = 99;
     EXPECT_EQ(traced([&] { return sf_image_determinate_format_by_extension(n.path, &format); }, n.format >= 0),
-              n.format >= 0 ? "" : "image.cpp:N:\t\tsf_image_determinate_format_by_extension: \n"
-                                   "image.cpp:N:\tsf_image_determinate_format_by_extension.\n") << n.path;
+              n.format >= 0 ? "" : fail("image.cpp", "sf_image_determinate_format_by_extension", "")) << n.path;
     if (n.format >= 0) EXPECT_EQ(format, n.format) << n.path;
   }
 }
@@ -145,19 +147,17 @@ TEST(ImageFormat, DispatchFollowsContentOnLoadAndNameOnStore) {
   EXPECT_EQ(a.bytes(), picture(3, 2, false));
   save(dir.path("short"), Bytes{'B', 'M', 0, 0});
   EXPECT_EQ(traced([&] { return sf_image_load(&a.s, dir.path("short").c_str()); }),
-            "image_bmp.cpp:N:\t\tsf_image_bmp_read: fread\nimage_bmp.cpp:N:\tsf_image_bmp_read.\n"
-            "image_bmp.cpp:N:\t\tsf_image_bmp_load: \nimage_bmp.cpp:N:\tsf_image_bmp_load.\n");
+            fail("image_bmp.cpp", "sf_image_bmp_read", "fread") + fail("image_bmp.cpp", "sf_image_bmp_load", ""));
   save(dir.path("gif"), Bytes{'G', 'I', 'F', '8'});
   EXPECT_EQ(traced([&] { return sf_image_load(&a.s, dir.path("gif").c_str()); }),
-            "image.cpp:N:\t\tsf_image_load: unknown file format\nimage.cpp:N:\tsf_image_load.\n");
+            fail("image.cpp", "sf_image_load", "unknown file format"));
   Surface b;
   ASSERT_EQ(sf_create(&b.s, 2, 2, 4), 1);
   EXPECT_EQ(traced([&] { return sf_image_store(&b.s, dir.path("x.gif").c_str()); }),
-            "image.cpp:N:\t\tsf_image_store: unknown file format\nimage.cpp:N:\tsf_image_store.\n");
+            fail("image.cpp", "sf_image_store", "unknown file format"));
   EXPECT_FALSE(exists(dir.path("x.gif")));
   EXPECT_EQ(traced([&] { return sf_image_store(&b.s, "ab"); }),
-            "image.cpp:N:\t\tsf_image_determinate_format_by_extension: \nimage.cpp:N:\tsf_image_determinate_format_by_extension.\n"
-            "image.cpp:N:\t\tsf_image_store: \nimage.cpp:N:\tsf_image_store.\n");
+            fail("image.cpp", "sf_image_determinate_format_by_extension", "") + fail("image.cpp", "sf_image_store", ""));
   int32_t bmp = 0, png = 0;
   ASSERT_TRUE(sf_image_store(&b.s, dir.path("x.BMP").c_str()) && sf_image_store(&b.s, dir.path("x.pNg").c_str()));
   EXPECT_TRUE(sf_image_determinate_format(dir.path("x.BMP").c_str(), &bmp) && bmp == 1);
@@ -175,21 +175,19 @@ TEST(ImageBmp, ReadsEveryLayout) {
         for (uint32_t gap : {0u, 7u}) {
           SCOPED_TRACE(testing::Message() << bits << " bits, " << w << " x " << h << ", gap " << gap);
           save(dir.path("f.bmp"), make_bmp(w, h, bits, gap));
+          const Bytes expected = picture(w, 3, bits == 32);
           Surface s;
           ASSERT_EQ(sf_image_bmp_load(&s.s, dir.path("f.bmp").c_str()), 1);
           EXPECT_TRUE(s.s.width == w && s.s.height == 3 && s.s.bytes_per_pixel == 4);
-          EXPECT_EQ(s.bytes(), picture(w, 3, bits == 32));
+          EXPECT_EQ(s.bytes(), expected);
           sf_release(&s.s);
           ASSERT_EQ(sf_image_bmp_read(&s.s, dir.path("f.bmp").c_str()), 1);
-          const Bytes first(s.s.pixels, s.s.pixels + 4 * w);
-          const Bytes expected = picture(w, 3, bits == 32);
-          EXPECT_EQ(first, Bytes(expected.begin() + (h < 0 ? 0 : 8 * w), expected.begin() + (h < 0 ? 4 : 12) * w));
+          EXPECT_EQ(Bytes(s.s.pixels, s.s.pixels + 4 * w), Bytes(expected.begin() + (h < 0 ? 0 : 8 * w), expected.begin() + (h < 0 ? 4 : 12) * w));
         }
 }
 
 TEST(ImageBmp, RefusesBadFilesCleanly) {
-  const std::string exit = "image_bmp.cpp:N:\tsf_image_bmp_read.\n";
-  const std::string fread = "image_bmp.cpp:N:\t\tsf_image_bmp_read: fread\n" + exit;
+  const std::string exit = fail("image_bmp.cpp", "sf_image_bmp_read"), fread = fail("image_bmp.cpp", "sf_image_bmp_read", "fread");
   Bytes past_end = make_bmp(2, 2, 32), short_raster = past_end, overflow = past_end, signature = past_end;
   put32(past_end, 10, 1000), short_raster.pop_back(), put32(overflow, 18, 0x7FFFFFFF), signature[1] = 'A';
   Bytes huge = make_bmp(2, 2, 24);
@@ -242,8 +240,7 @@ TEST(ImageBmp, StoresTopDownFilesThatLoadBackUnchanged) {
   Surface grey, empty;
   ASSERT_EQ(sf_create(&grey.s, 5, 3, 1), 1);
   for (Surface* bad : {&grey, &empty}) {
-    EXPECT_EQ(traced([&] { return sf_image_bmp_store(&bad->s, dir.path("b.bmp").c_str()); }),
-              "image_bmp.cpp:N:\tsf_image_bmp_store.\n");
+    EXPECT_EQ(traced([&] { return sf_image_bmp_store(&bad->s, dir.path("b.bmp").c_str()); }), fail("image_bmp.cpp", "sf_image_bmp_store"));
     EXPECT_FALSE(exists(dir.path("b.bmp")));
   }
 }
@@ -274,9 +271,8 @@ TEST(ImagePng, ReadsEveryEightBitColourType) {
 }
 
 TEST(ImagePng, RefusesOtherDepthsAndDamage) {
-  const std::string exit = "image_png.cpp:N:\tsf_image_png_read.\n";
-  const std::string depth = "image_png.cpp:N:\t\tsf_image_png_read: invalid bit depth\n" + exit;
-  const std::string jump = "image_png.cpp:N:\t\tsf_image_png_read: png_jmpbuf\n" + exit;
+  const std::string depth = fail("image_png.cpp", "sf_image_png_read", "invalid bit depth");
+  const std::string jump = fail("image_png.cpp", "sf_image_png_read", "png_jmpbuf");
   Bytes noise(64 * 64 * 4);  // hardly compressible, so that half the file cuts the image data
   for (size_t i = 0; i < noise.size(); ++i) noise[i] = uint8_t((i * 2654435761u) >> 13);
   const Bytes good = make_png(64, 64, PNG_COLOR_TYPE_RGB_ALPHA, 8, noise);
@@ -338,8 +334,7 @@ TEST(ImagePng, StoresSurfacesThatReadBack) {
     EXPECT_EQ(back.bytes(), expected);
   }
   Surface empty;
-  EXPECT_EQ(traced([&] { return sf_image_png_store(&empty.s, dir.path("e.png").c_str()); }),
-            "image_png.cpp:N:\tsf_image_png_store.\n");
+  EXPECT_EQ(traced([&] { return sf_image_png_store(&empty.s, dir.path("e.png").c_str()); }), fail("image_png.cpp", "sf_image_png_store"));
   EXPECT_FALSE(exists(dir.path("e.png")));
 }
 

@@ -11,7 +11,6 @@
 #ifdef _WIN32
 #include <windows.h>
 #else
-#include <dirent.h>
 #include <dlfcn.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -19,8 +18,10 @@
 #endif
 
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <set>
+#include <tuple>
 
 #include "support.h"
 #include "text_fonts.h"
@@ -84,6 +85,18 @@ std::string shape(const std::string& file, const std::string& func, const std::s
   return file + ":N:\t\t" + func + ": " + what + "\n" + file + ":N:\t" + func + ".\n";
 }
 
+// Runs `op` with the allocation after the next `fail` ones failing (none for -1) and returns its
+// trace; `failed` tells whether that allocation came.
+template <typename Op>
+std::string traced(long fail, Op op, bool* failed = nullptr) {
+  qtest::Stdout out;
+  qtest::fail_after(fail);
+  op();
+  if (failed) *failed = qtest::failure_happened();
+  qtest::fail_after(-1);
+  return qtest::trace_shape(out.text());
+}
+
 std::u16string u(const char* ascii) { return {ascii, ascii + std::strlen(ascii)}; }
 const uint16_t* units(const std::u16string& s) { return reinterpret_cast<const uint16_t*>(s.c_str()); }
 
@@ -116,32 +129,25 @@ void compose(Face& face, Reference* ref, sf_surface* s, const std::u16string& te
 }
 
 TEST(Face, CreateAndRelease) {
-  const bool started = ft_library != nullptr;
-  if (!started) {  // a failed start of FreeType is tried again by the next face
+  if (!ft_library) {  // a failed start of FreeType is tried again by the next face
     sf_face* f = nullptr;
-    qtest::Stdout out;
-    qtest::fail_after(1);  // the record is allocated, FreeType's first block is not
-    EXPECT_EQ(sf_face_create(&f, sans, 12), 0);
-    qtest::fail_after(-1);
-    EXPECT_EQ(qtest::trace_shape(out.text()), shape("face.cpp", "sf_face_create", "FT_Init_FreeType"));
-    EXPECT_EQ(f, nullptr);
-    EXPECT_EQ(ft_library, nullptr);
+    // The record is allocated, FreeType's first block is not.
+    EXPECT_EQ(traced(1, [&] { EXPECT_EQ(sf_face_create(&f, sans, 12), 0); }),
+              shape("face.cpp", "sf_face_create", "FT_Init_FreeType"));
+    EXPECT_TRUE(f == nullptr && ft_library == nullptr);
   }
   qtest::Stdout out;
   Face a(sans, 12), b(mono_font, 10);
   EXPECT_EQ(out.text(), "");  // scalable fonts list no strikes
   ASSERT_NE(ft_library, nullptr);
-  EXPECT_EQ(a.f->ft_face->glyph->library, b.f->ft_face->glyph->library);
-  EXPECT_EQ(a.f->ft_face->glyph->library, ft_library);
+  EXPECT_TRUE(a.f->ft_face->glyph->library == ft_library && b.f->ft_face->glyph->library == ft_library);
   for (const sf_glyph* g : a.f->glyphs) ASSERT_EQ(g, nullptr);
   EXPECT_EQ(a.f->force_autohint | a.f->lcd | a.f->mono | a.f->spacing, 0);
   EXPECT_EQ(a.f->on_glyph, nullptr);
   EXPECT_EQ(a.f->ft_face->size->metrics.y_ppem, 16);  // 12 points at 96 dpi
   EXPECT_EQ(sf_face_height(a.f), a.f->ft_face->size->metrics.height / 64);
-  for (int32_t size : {0, -5}) {  // FreeType's least size: 1 point, 1 pixel at 96 dpi
-    Face tiny(sans, size);
-    EXPECT_EQ(tiny.f->ft_face->size->metrics.y_ppem, 1);
-  }
+  for (int32_t size : {0, -5})  // FreeType's least size: 1 point, 1 pixel at 96 dpi
+    EXPECT_EQ(Face(sans, size).f->ft_face->size->metrics.y_ppem, 1) << size;
   sf_face_release(&a.f);
   EXPECT_EQ(a.f, nullptr);
   sf_face_release(&a.f);
@@ -157,34 +163,30 @@ TEST(Face, BadFilesAndFailedAllocations) {
     const std::string path = size == size_t(-1) ? dir.path("missing.ttf")
                                                 : write(dir, "cut.ttf", {whole.begin(), whole.begin() + long(size)});
     sf_face* f = nullptr;
-    qtest::Stdout out;
-    EXPECT_EQ(sf_face_create(&f, path.c_str(), 12), 0) << size;
-    EXPECT_EQ(qtest::trace_shape(out.text()), shape("face.cpp", "sf_face_create", "FT_New_Face")) << size;
+    EXPECT_EQ(traced(-1, [&] { EXPECT_EQ(sf_face_create(&f, path.c_str(), 12), 0); }),
+              shape("face.cpp", "sf_face_create", "FT_New_Face")) << size;
     EXPECT_EQ(f, nullptr);
   }
   // Every allocation fails once in turn: a traced failure with nothing left, or a whole face.
+  const std::set<std::string> traces = {shape("face.cpp", "sf_face_create", "malloc"),
+                                        shape("face.cpp", "sf_face_create", "FT_New_Face"),
+                                        shape("face.cpp", "sf_face_create", "FT_Set_Char_Size")};
   std::set<std::string> seen;
-  for (long n = 0;; ++n) {
+  bool failed = true;
+  for (long n = 0; failed; ++n) {
     sf_face* f = nullptr;
-    qtest::Stdout out;
-    qtest::fail_after(n);
-    const int32_t r = sf_face_create(&f, sans, 12);
-    qtest::fail_after(-1);
-    const std::string text = qtest::trace_shape(out.text());
+    int32_t r = 0;
+    const std::string text = traced(n, [&] { r = sf_face_create(&f, sans, 12); }, &failed);
     if (r) {
       EXPECT_EQ(text, "");
       EXPECT_EQ(f->ft_face->size->metrics.y_ppem, 16);  // without the display's answer, 96 dpi
       sf_face_release(&f);
-      if (!qtest::failure_happened()) break;
-      continue;
+    } else {
+      EXPECT_EQ(f, nullptr);
+      EXPECT_EQ(traces.count(text), 1u) << text;
+      seen.insert(text);
     }
-    EXPECT_EQ(f, nullptr);
-    seen.insert(text);
   }
-  const std::set<std::string> traces = {shape("face.cpp", "sf_face_create", "malloc"),
-                                        shape("face.cpp", "sf_face_create", "FT_New_Face"),
-                                        shape("face.cpp", "sf_face_create", "FT_Set_Char_Size")};
-  for (const std::string& s : seen) EXPECT_EQ(traces.count(s), 1u) << s;
   EXPECT_GE(seen.size(), 2u);
 }
 
@@ -201,9 +203,8 @@ TEST(BitmapFont, StrikesAreListedAndChosenBySize) {
     face.f->lcd = 1;  // a strike answers a sub-pixel request with what it has
     ASSERT_EQ(sf_face_check(face.f, 'A'), 1);
     const sf_surface& a = face['A']->surface;
-    EXPECT_EQ(a.bytes_per_pixel, 1);
-    EXPECT_EQ(a.width, textfont::block_width(ppem));
-    EXPECT_EQ(a.height, textfont::block_height(ppem));
+    EXPECT_EQ(std::make_tuple(a.bytes_per_pixel, a.width, a.height),
+              std::make_tuple(1, textfont::block_width(ppem), textfont::block_height(ppem)));
     EXPECT_EQ(face['A']->offset_y, ppem * 4 / 5 - textfont::block_height(ppem));  // standing on the baseline
     for (int i = 0; i < a.width * a.height; ++i) ASSERT_EQ(a.pixels[i], 255);  // one-bit and 8-bit alike
   }
@@ -213,10 +214,9 @@ TEST(BitmapFont, StrikesAreListedAndChosenBySize) {
   Face face(gray2.c_str(), 12);
   EXPECT_EQ(listing.text(), "face_create(): available sizes(1): 12.\n");
   for (int attempt = 0; attempt < 2; ++attempt) {  // failures are not cached
-    qtest::Stdout out;
-    EXPECT_EQ(sf_face_check(face.f, 'A'), 0);
+    EXPECT_EQ(traced(-1, [&] { EXPECT_EQ(sf_face_check(face.f, 'A'), 0); }),
+              shape("face.cpp", "sf_face_check", "unsupported pixel mode"));
     EXPECT_EQ(face['A'], nullptr);
-    EXPECT_EQ(qtest::trace_shape(out.text()), shape("face.cpp", "sf_face_check", "unsupported pixel mode"));
   }
   // Not even "?" loads: nothing is measured or drawn, and the anchors stay.
   Target t(8, 8);
@@ -258,16 +258,11 @@ TEST(Glyph, MatchesFreeTypeForEveryMode) {
           expected.push_back(uint8_t(lcd ? (28 * v[j] + 56 * v[j - 1] + 85 * v[j - 2] + 56 * v[j - 3] + 28 * v[j - 4]) / 256 : v[j]));
       }
       const sf_glyph* g = face[code];
-      EXPECT_EQ(g->surface.bytes_per_pixel, lcd ? 3 : 1);
-      EXPECT_EQ(g->surface.width, w);
-      EXPECT_EQ(g->surface.height, int(b.rows));
       const uint8_t* p = g->surface.pixels;
+      EXPECT_EQ(std::make_tuple(g->surface.bytes_per_pixel, g->surface.width, g->surface.height), std::make_tuple(lcd ? 3 : 1, w, int(b.rows)));
       EXPECT_EQ(p ? std::vector<uint8_t>(p, p + expected.size()) : std::vector<uint8_t>{}, expected);
-      EXPECT_EQ(g->offset_x, slot->bitmap_left);
-      EXPECT_EQ(g->offset_y, (m.height + m.descender) / 64 - slot->bitmap_top);
-      EXPECT_EQ(g->advance_x, slot->advance.x / 64);
-      EXPECT_GT(g->advance_x, 0);
-      EXPECT_EQ(g->advance_y, 0);
+      EXPECT_EQ(std::make_tuple(g->offset_x, g->offset_y, g->advance_x, g->advance_y),
+                std::make_tuple(slot->bitmap_left, int((m.height + m.descender) / 64) - slot->bitmap_top, int(slot->advance.x / 64), 0));
     }
   }
 }
@@ -281,8 +276,7 @@ void clear_glyph(sf_surface* s) {
 TEST(Glyph, CacheAndOnGlyph) {
   Face face(sans, 24);
   qtest::Stdout out;
-  EXPECT_EQ(sf_face_check(face.f, 0x10000), 0);  // beyond the table: nothing loads
-  EXPECT_EQ(sf_face_check(face.f, 0xFFFFFFFFu), 0);
+  EXPECT_EQ(sf_face_check(face.f, 0x10000) + sf_face_check(face.f, 0xFFFFFFFFu), 0);  // beyond the table: nothing loads
   const long loads = calls::load_char;
   face.f->on_glyph = clear_glyph;
   EXPECT_EQ(sf_face_check(face.f, 0xFFFF), 1);  // the last entry is a key like any other
@@ -312,20 +306,18 @@ TEST(Glyph, EveryFailedAllocationIsTraced) {
       shape("face.cpp", "sf_face_check", "malloc"), shape("face.cpp", "sf_face_check", "FT_Load_Char"),
       shape("surface.cpp", "sf_create", "malloc") + shape("face.cpp", "sf_face_check", "")};
   std::set<std::string> seen;
-  for (long n = 0;; ++n) {
+  for (long n = 0, more = 1; more; ++n) {
     Face face(sans, 12);
     face.f->lcd = 1;
     ASSERT_EQ(sf_face_check(face.f, 'B'), 1);
-    qtest::Stdout out;
-    qtest::fail_after(n);
-    const int32_t r = sf_face_check(face.f, 'A');
-    qtest::fail_after(-1);
-    const std::string text = qtest::trace_shape(out.text());
+    int32_t r = 0;
+    bool happened = false;
+    const std::string text = traced(n, [&] { r = sf_face_check(face.f, 'A'); }, &happened);
     seen.insert(text);
     EXPECT_TRUE(r ? text.empty() || text == strip : failed.count(text) == 1) << text;
     EXPECT_EQ(face['A'] != nullptr, r == 1);
     if (r) EXPECT_EQ(face['A']->surface.strip == nullptr, text == strip);  // a glyph all the same
-    if (r && !qtest::failure_happened()) break;
+    more = happened;
   }
   for (const std::string& s : failed) EXPECT_TRUE(seen.count(s)) << s;
   EXPECT_TRUE(seen.count(strip));
@@ -437,8 +429,7 @@ TEST(Strings, StringIsItsGlyphsAlongThePen) {
     const int w = sf_face_width(face.f, units(text), 0);
     sf_face_string(face.f, &placed.s, units(text), 0, 100 - w / 2, 30 - sf_face_height(face.f));
     EXPECT_EQ(anchored.bytes(), placed.bytes());
-    EXPECT_EQ(anchored.s.anchor_x, 0.0f);
-    EXPECT_EQ(anchored.s.anchor_y, 0.0f);
+    EXPECT_TRUE(anchored.s.anchor_x == 0 && anchored.s.anchor_y == 0);
     anchored.s.anchor_x = 1.0f;
     const auto before = anchored.bytes();
     sf_face_string(face.f, &anchored.s, units(u("")), 0, 0, 0);  // an empty string spends them too
@@ -471,12 +462,11 @@ TEST(Strings, EdgesClipsAnchorsAndTargets) {
   clipped.s.clip = &clip;
   sf_face_string(face.f, &clipped.s, units(line), 0, 2, 2);
   sf_face_string(face.f, &full.s, units(line), 0, 2, 2);
-  for (int y = 0; y < 30; ++y)
-    for (int x = 0; x < 120; ++x) {
-      const bool inside = x >= clip.left && x < clip.right && y >= clip.top && y < clip.bottom;
-      const size_t at = (size_t(y) * 120 + size_t(x)) * 4;
-      ASSERT_EQ(std::memcmp(clipped.s.pixels + at, (inside ? full : background).s.pixels + at, 4), 0) << x << "," << y;
-    }
+  for (int y = clip.top; y < clip.bottom; ++y) {  // the background with the clip's part of the full drawing
+    const size_t at = (size_t(y) * 120 + size_t(clip.left)) * 4;
+    std::memcpy(background.s.pixels + at, full.s.pixels + at, size_t(clip.right - clip.left) * 4);
+  }
+  EXPECT_EQ(clipped.bytes(), background.bytes());
 
   // One glyph: anchored by its measured width (here the bitmap's, wider than the advance),
   // anchors spent even when clipped away.
@@ -538,19 +528,11 @@ TEST(Display, XftDpiScalesThePointSize) {
   std::fputs("Xft.dpi: 144\n", xrdb);
   ASSERT_EQ(pclose(xrdb), 0);
 
-  auto open_files = [] {
-    int count = 0;
-    if (DIR* d = opendir("/proc/self/fd")) {
-      while (readdir(d)) ++count;
-      closedir(d);
-    }
-    return count;
-  };
+  auto open_files = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
   setenv("DISPLAY", display.c_str(), 1);
-  const int files = open_files();
+  const auto files = open_files();
   Face a(sans, 12), b(sans, 12), c(sans, 12);
-  EXPECT_EQ(a.f->ft_face->size->metrics.x_ppem, 24);  // 12 points at 144 dpi
-  EXPECT_EQ(a.f->ft_face->size->metrics.y_ppem, 24);
+  EXPECT_TRUE(a.f->ft_face->size->metrics.x_ppem == 24 && a.f->ft_face->size->metrics.y_ppem == 24);  // 12 points at 144 dpi
   EXPECT_EQ(open_files(), files);
 }
 #endif

@@ -43,22 +43,17 @@ Bytes noise(size_t n, unsigned seed) {
 }
 
 TEST(Flip, MirrorsInPlaceAndIntoAnotherSurface) {
-  Surf h(3, 1, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9});
-  sf_flip_horizontal(&h, &h);
-  EXPECT_EQ(h.bytes(), (Bytes{7, 8, 9, 4, 5, 6, 1, 2, 3}));
   // Into another surface the odd middle row keeps what the target held; another shape does nothing.
   Surf src(2, 3, 1, {1, 2, 3, 4, 5, 6}), dst(2, 3, 1, Bytes(6, 9)), wide(3, 2, 1, Bytes(6, 9));
   sf_flip_vertical(&src, &dst);
   sf_flip_horizontal(&src, &wide);
   EXPECT_TRUE(dst.bytes() == (Bytes{5, 6, 9, 9, 1, 2}) && wide.bytes() == Bytes(6, 9));
-  for (int32_t bpp : {1, 2, 5}) {
+  for (int32_t bpp : {1, 2, 3, 4, 5}) {  // every row loop: each size of its own, and the general one
     const Bytes before = noise(size_t(7) * 5 * bpp, unsigned(bpp));
     Surf s(7, 5, bpp, before);
-    sf_flip_vertical(&s, &s);
-    sf_flip_horizontal(&s, &s);
-    EXPECT_EQ(0, std::memcmp(s.pixels, &before[size_t(34) * bpp], bpp));  // (0, 0) holds (6, 4)
-    sf_flip_horizontal(&s, &s);
-    sf_flip_vertical(&s, &s);
+    sf_flip_vertical(&s, &s), sf_flip_horizontal(&s, &s);
+    EXPECT_EQ(0, std::memcmp(s.pixels, &before[size_t(34) * bpp], bpp));  // (0, 0) holds (6, 4), bytes in order
+    sf_flip_horizontal(&s, &s), sf_flip_vertical(&s, &s);
     EXPECT_EQ(s.bytes(), before) << bpp;
   }
 }
@@ -175,9 +170,10 @@ TEST(Gaussian, WeightsFollowFromTheSizeAlone) {
   ASSERT_TRUE(sf_kernel_gaussian(&k, 100) && sf_kernel_gaussian(&sq, -3) && sf_kernel_gaussian(&zero, 0));
   EXPECT_EQ(k.weight(50), float(1 / (2.5066282746310002L * 10)));  // σ = 10: the peak is 1 / (10 √(2π))
   EXPECT_TRUE(k.weight(49) < k.weight(50) && k.weight(49) == k.weight(51));
-  EXPECT_TRUE(sq.width == 3 && sq.height == 3);
-  EXPECT_FLOAT_EQ(sq.weight(4), 0.60759628f);  // g, not g², at the centre; corners g e^(−2/d)
+  // Square: g, not g², at the centre; corners g e^(−2/d).
   const double sigma = std::sqrt(3.0) * std::exp(0.03 - 1);
+  EXPECT_TRUE(sq.width == 3 && sq.height == 3);
+  EXPECT_FLOAT_EQ(sq.weight(4), 0.60759628f);
   EXPECT_FLOAT_EQ(sq.weight(0), float(0.60759628 * std::exp(-1 / (sigma * sigma))));
   EXPECT_TRUE(zero.width == 0 && zero.height == 1 && zero.bytes_per_pixel == 4 && !zero.pixels);
 }

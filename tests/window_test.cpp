@@ -16,6 +16,7 @@ TEST(X11, OnlyOnX11) { GTEST_SKIP() << "these tests drive an X server"; }
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -36,6 +37,7 @@ constexpr UINT kWmSize = 5, kWmPaint = 15, kWmClose = 16, kWmEraseBkgnd = 20,
                kWmKeyDown = 256, kWmKeyUp = 257, kWmChar = 258, kWmMouseMove = 512,
                kWmLButtonDown = 513, kWmLButtonUp = 514, kWmRButtonDown = 516, kWmRButtonUp = 517,
                kWmMouseWheel = 522;
+constexpr int32_t kStyle = -16, kExStyle = -20;
 
 const uint16_t* text16(const char16_t* s) { return reinterpret_cast<const uint16_t*>(s); }
 
@@ -44,10 +46,32 @@ LPARAM pack(int x, int y) {
                              static_cast<uint32_t>(static_cast<uint16_t>(y)) << 16);
 }
 
-// ---- What the callbacks saw ------------------------------------------------------------------
+// The two trace lines of a failure in `fn` of `file`, line numbers hidden.
+std::string lines(const char* file, const char* fn, const char* what = "") {
+  return std::string(file) + ":N:\t\t" + fn + ": " + what + "\n" + file + ":N:\t" + fn + ".\n";
+}
+
+// The trace `f` prints with the allocation after the next `n` failing (-1: none fails).
+template <class F>
+std::string trace_of(F f, long n = -1) {
+  qtest::Stdout out;
+  qtest::fail_after(n), f(), qtest::fail_after(-1);
+  return qtest::trace_shape(out.text());
+}
+
+// Allocations made while `f` runs.
+template <class F>
+long allocations(F f) {
+  const long before = qtest::allocation_count();
+  f();
+  return qtest::allocation_count() - before;
+}
+
+// What the callbacks saw.
 std::vector<std::string> events;
 std::function<void(ctl_window_rec*, int32_t)> on_event_hook;
 std::function<void(ctl_window_rec*, int32_t, uint32_t)> on_key_hook;
+std::vector<UINT> messages;
 
 void note(const char* format, long a = 0, long b = 0, long c = 0, long d = 0) {
   char line[96];
@@ -69,59 +93,42 @@ int32_t on_event(ctl_window_rec* w, int32_t code) {
   if (on_event_hook) on_event_hook(w, code);
   return 0;
 }
-std::vector<UINT> messages;
-LRESULT on_message(ctl_window_rec*, uint32_t message, WPARAM, LPARAM) {
-  messages.push_back(message);
-  return 0;
-}
+LRESULT on_message(ctl_window_rec*, uint32_t message, WPARAM, LPARAM) { messages.push_back(message); return 0; }
 
-bool seen(const std::string& line) {
-  for (const std::string& e : events)
-    if (e == line) return true;
-  return false;
-}
+bool seen(const std::string& line) { return std::find(events.begin(), events.end(), line) != events.end(); }
+long count_of(UINT message) { return std::count(messages.begin(), messages.end(), message); }
 
-// The trace with line numbers hidden ends with `tail`.
-bool trace_ends(const std::string& out, const std::string& tail) {
-  std::string trace = qtest::trace_shape(out);
-  return trace.size() >= tail.size() && trace.compare(trace.size() - tail.size(), tail.size(), tail) == 0;
-}
-
-size_t count_of(const std::vector<UINT>& list, UINT message) {
-  size_t n = 0;
-  for (UINT m : list) n += m == message;
-  return n;
-}
-
-// ---- The test's own connection to the server ---------------------------------------------------
-Display* x() {
-  static Display* display = XOpenDisplay(nullptr);
-  return display;
-}
+// The test's own connection to the server.
+Display* x() { static Display* display = XOpenDisplay(nullptr); return display; }
 
 bool has_xtest() {
   int event = 0, error = 0, major = 0, minor = 0;
   return x() && XTestQueryExtension(x(), &event, &error, &major, &minor);
 }
 
-// The X window of a record, found by the handle the window carries.
+// Up to `count` 32-bit items of a window's property.
+std::vector<unsigned long> property(Window w, const char* name, long count) {
+  Atom type;
+  int format;
+  unsigned long items = 0, after;
+  unsigned char* data = nullptr;
+  std::vector<unsigned long> out;
+  if (XGetWindowProperty(x(), w, XInternAtom(x(), name, False), 0, count, False, AnyPropertyType, &type, &format,
+                         &items, &after, &data) == Success && data)
+    out.assign(reinterpret_cast<unsigned long*>(data), reinterpret_cast<unsigned long*>(data) + items);
+  if (data) XFree(data);
+  return out;
+}
+
+// The X window of a record, found by the handle the window carries (low half first).
 Window xwindow_of(HWND hwnd) {
-  Atom property = XInternAtom(x(), "_QUELT_HWND", False);
-  auto want = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(hwnd));
-  Window root = DefaultRootWindow(x()), parent = 0, *children = nullptr, found = 0;
+  Window root, parent, *children = nullptr, found = 0;
   unsigned count = 0;
-  if (!XQueryTree(x(), root, &root, &parent, &children, &count)) return 0;
+  if (!XQueryTree(x(), DefaultRootWindow(x()), &root, &parent, &children, &count)) return 0;
   for (unsigned i = 0; i < count && !found; ++i) {
-    Atom type;
-    int format;
-    unsigned long items, after;
-    unsigned char* data = nullptr;
-    if (XGetWindowProperty(x(), children[i], property, 0, 2, False, AnyPropertyType, &type,
-                           &format, &items, &after, &data) == Success && items == 2) {
-      auto* v = reinterpret_cast<unsigned long*>(data);
-      if ((v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) == want) found = children[i];
-    }
-    if (data) XFree(data);
+    const std::vector<unsigned long> v = property(children[i], "_QUELT_HWND", 2);
+    const uint64_t handle = v.size() == 2 ? (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) : 0;
+    if (handle == reinterpret_cast<uintptr_t>(hwnd)) found = children[i];
   }
   if (children) XFree(children);
   return found;
@@ -137,6 +144,7 @@ bool pump_until(const std::function<bool()>& done, int ms = 3000) {
   }
   return done();
 }
+bool arrives(const std::string& line) { return pump_until([&] { return seen(line); }); }
 
 // Lets whatever the server has sent arrive and be dispatched.
 void settle() {
@@ -145,14 +153,18 @@ void settle() {
   ctl_do_events();
 }
 
-// Pixels of the window as the server holds them, as 0xAARRGGBB words.
-std::vector<uint32_t> read_back(Window w, int left, int top, int width, int height) {
-  std::vector<uint32_t> out;
-  XImage* image = XGetImage(x(), w, left, top, static_cast<unsigned>(width),
-                            static_cast<unsigned>(height), AllPlanes, ZPixmap);
-  if (!image) return out;
-  for (int y = 0; y < height; ++y)
-    for (int i = 0; i < width; ++i) out.push_back(static_cast<uint32_t>(XGetPixel(image, i, y)));
+// Where the pixels of the window, as the server holds them, differ from want(x, y) in the bits
+// of `mask`: the first such pixel, or "" when all agree.
+std::string shown_differs(Window w, int width, int height, const std::function<uint32_t(int, int)>& want,
+                          uint32_t mask = 0xFFFFFFFF) {
+  XImage* image = XGetImage(x(), w, 0, 0, static_cast<unsigned>(width), static_cast<unsigned>(height), AllPlanes,
+                            ZPixmap);
+  if (!image) return "no image";
+  char out[80] = "";
+  for (int i = 0, px = 0, py = 0; i < width * height && !out[0]; px = ++i % width, py = i / width) {
+    const auto got = static_cast<uint32_t>(XGetPixel(image, px, py)), expected = want(px, py);
+    if ((got ^ expected) & mask) std::snprintf(out, sizeof out, "%d,%d: %08x, not %08x", px, py, got, expected);
+  }
   XDestroyImage(image);
   return out;
 }
@@ -163,10 +175,13 @@ uint32_t pixel(const sf_surface* s, int px, int py) {
   return v;
 }
 
-void fill(sf_surface* s, uint32_t color, const sf_rect* rect = nullptr) {
-  s->color = color;
-  sf_fill(s, rect);
-}
+void fill(sf_surface* s, uint32_t color, const sf_rect* rect = nullptr) { s->color = color, sf_fill(s, rect); }
+
+// Input through XTest, each event sent before the call returns.
+void move_to(int px, int py) { XTestFakeMotionEvent(x(), -1, px, py, CurrentTime), XSync(x(), False); }
+void button(unsigned b, bool down) { XTestFakeButtonEvent(x(), b, down, CurrentTime), XSync(x(), False); }
+void key(KeyCode code, bool down) { XTestFakeKeyEvent(x(), code, down, CurrentTime), XSync(x(), False); }
+void tap(KeySym keysym) { key(XKeysymToKeycode(x(), keysym), true), key(XKeysymToKeycode(x(), keysym), false); }
 
 // A window at a known place on the screen with every callback installed.
 struct TestWindow {
@@ -174,17 +189,11 @@ struct TestWindow {
   sf_surface* s = nullptr;
 
   TestWindow(int width, int height, int at_x = 100, int at_y = 80) {
-    events.clear();
-    messages.clear();
-    on_event_hook = nullptr;
-    on_key_hook = nullptr;
+    events.clear(), messages.clear(), on_event_hook = nullptr, on_key_hook = nullptr;
     s = ctl_window(&w, text16(u"quelt test window"), width, height);
     if (!s) return;
     ctl_window_movc(w, width, height, at_x, at_y);
-    w->onkey = on_key;
-    w->onmouse = on_mouse;
-    w->onevent = on_event;
-    w->onmessage = on_message;
+    w->onkey = on_key, w->onmouse = on_mouse, w->onevent = on_event, w->onmessage = on_message;
   }
   ~TestWindow() { ctl_window_release(&w); }
 
@@ -194,76 +203,41 @@ struct TestWindow {
   bool show() {
     ctl_window_show(w);
     return pump_until([&] {
-      Window focus = 0;
+      Window focus = 0, xw = xwin();
       int revert = 0;
       XGetInputFocus(x(), &focus, &revert);
       XWindowAttributes a{};
-      Window xw = xwin();
       return xw && XGetWindowAttributes(x(), xw, &a) && a.map_state == IsViewable && focus == xw;
     });
   }
 };
 
-class Windows : public ::testing::Test {
- protected:
-  void SetUp() override {
-    if (!x()) GTEST_SKIP() << "no X display";
-  }
+struct Windows : ::testing::Test {
+  void SetUp() override { if (!x()) GTEST_SKIP() << "no X display"; }
+};
+struct Input : Windows {
+  void SetUp() override { if (!has_xtest()) GTEST_SKIP() << "no X display with XTest"; }
 };
 
-class Input : public Windows {
- protected:
-  void SetUp() override {
-    Windows::SetUp();
-    if (!IsSkipped() && !has_xtest()) GTEST_SKIP() << "no XTest extension";
-  }
-  static void move_to(int px, int py) {
-    XTestFakeMotionEvent(x(), -1, px, py, CurrentTime);
-    XSync(x(), False);
-  }
-  static void button(unsigned b, bool down) {
-    XTestFakeButtonEvent(x(), b, down, CurrentTime);
-    XSync(x(), False);
-  }
-  static void key(KeyCode code, bool down) {
-    XTestFakeKeyEvent(x(), code, down, CurrentTime);
-    XSync(x(), False);
-  }
-  static void tap(KeySym keysym) {
-    KeyCode code = XKeysymToKeycode(x(), keysym);
-    key(code, true);
-    key(code, false);
-  }
-};
-
-// ---- Pixmaps and layouts (no display needed) ---------------------------------------------------
 
 TEST(Pixmap, CreateGivesZeroedTopDownSurfaceAndReleaseEmptiesIt) {
-  ctl_pixmap_rec p;
+  ctl_pixmap_rec p, zero;
   std::memset(&p, 0xAB, sizeof p);  // old content is ignored
-  ASSERT_EQ(ctl_pixmap_create(&p, 5, 3), 1);
-  ASSERT_NE(p.dc, nullptr);
+  std::memset(&zero, 0, sizeof zero);
+  ASSERT_TRUE(ctl_pixmap_create(&p, 5, 3) == 1 && p.dc);
   // Every surface field but the dimensions and the pixels is zero, and so is every pixel.
   sf_surface want;
   std::memset(&want, 0, sizeof want);
-  want.width = 5;
-  want.height = 3;
-  want.bytes_per_pixel = 4;
-  want.pixels = p.surface.pixels;
+  want.width = 5, want.height = 3, want.bytes_per_pixel = 4, want.pixels = p.surface.pixels;
   EXPECT_EQ(std::memcmp(&p.surface, &want, sizeof want), 0);
   EXPECT_EQ(std::vector<uint8_t>(p.surface.pixels, p.surface.pixels + 60), std::vector<uint8_t>(60));
   // Drawing reaches the bitmap's bytes at (y × 5 + x) × 4, top row first.
-  p.surface.color = 0xFF102030;
   sf_rect one = {4, 0, 5, 1};
-  sf_fill(&p.surface, &one);
+  fill(&p.surface, 0xFF102030, &one);
   EXPECT_EQ(pixel(&p.surface, 4, 0), 0xFF102030u);
-  EXPECT_EQ(p.surface.pixels[16], 0x30);
   // A skip table is freed with the surface; the bitmap's memory never reaches free.
   ASSERT_EQ(sf_strip(&p.surface), 1);
-  ASSERT_NE(p.surface.strip, nullptr);
   ctl_pixmap_release(&p);
-  ctl_pixmap_rec zero;
-  std::memset(&zero, 0, sizeof zero);
   EXPECT_EQ(std::memcmp(&p, &zero, sizeof p), 0);
   ctl_pixmap_release(&p);  // a second release does nothing
   ctl_pixmap_release(&zero);
@@ -272,33 +246,21 @@ TEST(Pixmap, CreateGivesZeroedTopDownSurfaceAndReleaseEmptiesIt) {
 }
 
 TEST(Pixmap, FailuresTraceAndLeaveReleasableRecords) {
-  struct Case {
-    long fail_after;  // -1: no allocation fails
-    int32_t width, height;
-    const char* what;
-    bool dimensions_kept;
-  };
-  const Case cases[] = {
+  struct { long fail_after; int32_t width, height; const char* what; bool dimensions_kept; } cases[] = {
       {0, 4, 4, "CreateCompatibleDC", false},  // the context
       {1, 4, 4, "CreateDIBSection", true},     // the bitmap's record
       {-1, 0, 4, "CreateDIBSection", true},    // sizes no bitmap can have
       {-1, 4, -1, "CreateDIBSection", true},
       {-1, 65536, 65536, "CreateDIBSection", true},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.what + std::string(" ") + std::to_string(c.width));
     ctl_pixmap_rec p;
-    qtest::Stdout out;
-    qtest::fail_after(c.fail_after);
-    int32_t result = ctl_pixmap_create(&p, c.width, c.height);
-    qtest::fail_after(-1);
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(qtest::trace_shape(out.text()),
-              std::string("pixmap.cpp:N:\t\tctl_pixmap_create: ") + c.what +
-                  "\npixmap.cpp:N:\tctl_pixmap_create.\n");
+    EXPECT_EQ(trace_of([&] { EXPECT_EQ(ctl_pixmap_create(&p, c.width, c.height), 0); }, c.fail_after),
+              lines("pixmap.cpp", "ctl_pixmap_create", c.what));
     EXPECT_EQ(p.surface.pixels, nullptr);
-    EXPECT_EQ(p.surface.width, c.dimensions_kept ? c.width : 0);
-    EXPECT_EQ(p.surface.bytes_per_pixel, c.dimensions_kept ? 4 : 0);
+    EXPECT_EQ(std::pair(p.surface.width, p.surface.bytes_per_pixel),
+              c.dimensions_kept ? std::pair(c.width, 4) : std::pair(0, 0));
     ctl_pixmap_rec before = p;
     ctl_pixmap_release(&p);  // the context is gone: nothing happens
     EXPECT_EQ(std::memcmp(&p, &before, sizeof p), 0);
@@ -309,46 +271,31 @@ TEST(Pixmap, FailuresTraceAndLeaveReleasableRecords) {
 
 TEST(Layout, CreateReleaseAndEveryFailure) {
   ctl_layout_rec* layout = nullptr;
-  long before = qtest::allocation_count();
-  ASSERT_EQ(ctl_layout_create(&layout), 1);
-  long allocations = qtest::allocation_count() - before;
-  ASSERT_NE(layout, nullptr);
-  EXPECT_NE(layout->archive, nullptr);
+  const long count = allocations([&] { ASSERT_EQ(ctl_layout_create(&layout), 1); });
+  ASSERT_TRUE(layout && layout->archive);
   ctl_layout_release(&layout);
   EXPECT_EQ(layout, nullptr);
   // Each allocation fails in turn: the record itself, then the parts of its archive. A block
   // whose archive failed stays with the caller and releases cleanly.
-  for (long n = 0; n < allocations; ++n) {
+  for (long n = 0; n < count; ++n) {
     SCOPED_TRACE(n);
-    qtest::Stdout out;
-    qtest::fail_after(n);
-    EXPECT_EQ(ctl_layout_create(&layout), 0);
-    qtest::fail_after(-1);
-    EXPECT_TRUE(trace_ends(out.text(), std::string("layout.cpp:N:\t\tctl_layout_create: ") +
-                                           (n == 0 ? "malloc" : "") + "\nlayout.cpp:N:\tctl_layout_create.\n"));
+    EXPECT_TRUE(trace_of([&] { EXPECT_EQ(ctl_layout_create(&layout), 0); }, n)
+                    .ends_with(lines("layout.cpp", "ctl_layout_create", n == 0 ? "malloc" : "")));
     EXPECT_EQ(layout == nullptr, n == 0);
     if (layout) ctl_layout_release(&layout);
     EXPECT_EQ(layout, nullptr);
   }
 }
 
-// ---- Creation -----------------------------------------------------------------------------------
 
 TEST(WindowCreate, FailsCleanlyWithoutDisplay) {
   const char* saved = std::getenv("DISPLAY");
-  std::string keep = saved ? saved : "";
+  const std::string keep = saved ? saved : "";
   setenv("DISPLAY", ":32000", 1);
   ctl_window_rec* w = reinterpret_cast<ctl_window_rec*>(0x1);
-  sf_surface* s;
-  {
-    qtest::Stdout out;
-    s = ctl_window(&w, text16(u"none"), 10, 10);
-    EXPECT_EQ(qtest::trace_shape(out.text()),
-              "window.cpp:N:\t\tctl_window_create: CreateWindowEx\n"
-              "window.cpp:N:\tctl_window_create.\n"
-              "window.cpp:N:\t\tctl_window: \n"
-              "window.cpp:N:\tctl_window.\n");
-  }
+  sf_surface* s = nullptr;
+  EXPECT_EQ(trace_of([&] { s = ctl_window(&w, text16(u"none"), 10, 10); }),
+            lines("window.cpp", "ctl_window_create", "CreateWindowEx") + lines("window.cpp", "ctl_window"));
   EXPECT_EQ(s, nullptr);
   EXPECT_EQ(w, reinterpret_cast<ctl_window_rec*>(0x1));  // untouched
   if (saved) setenv("DISPLAY", keep.c_str(), 1); else unsetenv("DISPLAY");
@@ -361,24 +308,11 @@ TEST_F(Windows, FailedRegistrationIsTriedAgain) {
       {
         ctl_window_rec* w = nullptr;
         bool ok = true;
-        {
-          qtest::Stdout out;
-          qtest::fail_after(0);
-          ok &= ctl_window_create(&w) == 0 && !w;
-          qtest::fail_after(-1);
-          ok &= qtest::trace_shape(out.text()) ==
-                "window.cpp:N:\t\tctl_window_create: mallco\nwindow.cpp:N:\tctl_window_create.\n";
-        }
-        {
-          qtest::Stdout out;
-          qtest::fail_after(2);  // the record, the class brush, then the class
-          ok &= ctl_window_create(&w) == 0 && !w;
-          qtest::fail_after(-1);
-          ok &= qtest::trace_shape(out.text()) ==
-                "window.cpp:N:\t\tctl_window_create: RegisterClass\nwindow.cpp:N:\tctl_window_create.\n";
-        }
-        ok &= ctl_window_create(&w) == 1 && w->hwnd && w->layout && !w->pixmap.dc &&
-              ctl_window_width(w) == 0;
+        // The record fails first; then the record and the class brush pass, and the class fails.
+        for (auto [n, what] : {std::pair{0L, "mallco"}, {2L, "RegisterClass"}})
+          ok &= trace_of([&] { ok &= ctl_window_create(&w) == 0 && !w; }, n) ==
+                lines("window.cpp", "ctl_window_create", what);
+        ok &= ctl_window_create(&w) == 1 && w->hwnd && w->layout && !w->pixmap.dc && ctl_window_width(w) == 0;
         ctl_window_release(&w);
         ok &= w == nullptr;
         ctl_window_release(&w);  // null is harmless
@@ -396,62 +330,47 @@ TEST_F(Windows, CreationFailuresAreTraced) {
   ctl_window_rec* w = nullptr;
   auto count_creation = [&] {
     settle();
-    long before = qtest::allocation_count();
-    EXPECT_EQ(ctl_window_create(&w), 1);
-    long n = qtest::allocation_count() - before;
+    const long n = allocations([&] { EXPECT_EQ(ctl_window_create(&w), 1); });
     ctl_window_release(&w);
     settle();
     return n;
   };
   count_creation();  // Xlib's event queue grows once
-  long for_window = count_creation();
+  const long for_window = count_creation();
   ASSERT_EQ(count_creation(), for_window);
   ctl_layout_rec* layout = nullptr;
-  long before = qtest::allocation_count();
-  ASSERT_EQ(ctl_layout_create(&layout), 1);
-  long for_layout = qtest::allocation_count() - before;
+  const long for_layout = allocations([&] { ASSERT_EQ(ctl_layout_create(&layout), 1); });
   ctl_layout_release(&layout);
   ASSERT_GT(for_window, for_layout);
 
-  struct Case {
-    long fail_after;
-    std::string trace;
-  };
-  const std::string window = "window.cpp:N:\t\tctl_window_create: CreateWindowEx\n"
-                             "window.cpp:N:\tctl_window_create.\n";
-  const std::string layout_tail = "window.cpp:N:\t\tctl_window_create: \n"
-                                  "window.cpp:N:\tctl_window_create.\n";
-  for (const Case& c : {Case{1, window}, Case{for_window - for_layout, layout_tail},
-                        Case{for_window - for_layout + 1, layout_tail}}) {
-    SCOPED_TRACE(c.fail_after);
+  const std::string window = lines("window.cpp", "ctl_window_create", "CreateWindowEx"),
+                    layout_tail = lines("window.cpp", "ctl_window_create");
+  for (auto [n, trace] : {std::pair{1L, window}, {for_window - for_layout, layout_tail},
+                          {for_window - for_layout + 1, layout_tail}}) {
+    SCOPED_TRACE(n);
     settle();
-    qtest::Stdout out;
-    qtest::fail_after(c.fail_after);
-    EXPECT_EQ(ctl_window_create(&w), 0);
-    qtest::fail_after(-1);
+    const std::string out = trace_of([&] { EXPECT_EQ(ctl_window_create(&w), 0); }, n);
     EXPECT_EQ(w, nullptr);
-    EXPECT_TRUE(trace_ends(out.text(), c.trace)) << out.text();
+    EXPECT_TRUE(out.ends_with(trace)) << out;
   }
   ASSERT_EQ(ctl_window_create(&w), 1);  // and the next one works
   ctl_window_release(&w);
 }
 
-// ---- Sizing, painting, reading back -------------------------------------------------------------
 
 TEST_F(Windows, WindowIsSizedCentredAndNamed) {
   ctl_window_rec* w = nullptr;
   sf_surface* s = ctl_window(&w, text16(u"centred"), 641, 480);
   ASSERT_NE(s, nullptr);
   EXPECT_EQ(s, &w->pixmap.surface);
-  EXPECT_EQ(s->width * 10000 + s->height, 641 * 10000 + 480);
-  EXPECT_EQ(ctl_window_width(w) * 10000 + ctl_window_height(w), 641 * 10000 + 480);
+  EXPECT_EQ((std::vector{s->width, s->height, ctl_window_width(w), ctl_window_height(w)}),
+            (std::vector{641, 480, 641, 480}));
   // Centred on the screen (1921 wide would give 960 - 320); there is no frame without a
   // window manager.
   Window xw = xwindow_of(w->hwnd), child;
   ASSERT_NE(xw, 0u);
-  int at_x = 0, at_y = 0;
-  int want_x = DisplayWidth(x(), DefaultScreen(x())) / 2 - 641 / 2;
-  int want_y = DisplayHeight(x(), DefaultScreen(x())) / 2 - 480 / 2;
+  int at_x = 0, at_y = 0, want_x = DisplayWidth(x(), DefaultScreen(x())) / 2 - 641 / 2,
+      want_y = DisplayHeight(x(), DefaultScreen(x())) / 2 - 480 / 2;
   EXPECT_TRUE(pump_until([&] {
     XTranslateCoordinates(x(), xw, DefaultRootWindow(x()), 0, 0, &at_x, &at_y, &child);
     return at_x == want_x && at_y == want_y;
@@ -477,30 +396,24 @@ TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheServerShowsTheSurface) {
   events.clear();
   ctl_window_update(t.w);
   EXPECT_TRUE(seen("event 11"));  // before the call returned
-  std::vector<uint32_t> shown = read_back(t.xwin(), 0, 0, 160, 120);
-  ASSERT_EQ(shown.size(), 160u * 120u);
-  for (int py = 0; py < 120; ++py)
-    for (int px = 0; px < 160; ++px)
-      ASSERT_EQ(shown[py * 160 + px] & 0xFFFFFF, pixel(t.s, px, py) & 0xFFFFFF) << px << "," << py;
+  EXPECT_EQ(shown_differs(t.xwin(), 160, 120, [&](int px, int py) { return pixel(t.s, px, py); }, 0xFFFFFF), "");
 
   // Only the rectangle asked for is copied, at the same place.
   on_event_hook = nullptr;
   fill(t.s, 0xFF00FF00);
-  sf_rect part = {40, 30, 90, 70};
+  sf_rect part = {40, 30, 90, 70}, corner = {40, 30, 50, 40};
+  fill(t.s, 0xFFFFFF00, &corner);
   ctl_window_update_rect(t.w, &part);
-  shown = read_back(t.xwin(), 0, 0, 160, 120);
-  for (int py = 0; py < 120; ++py)
-    for (int px = 0; px < 160; ++px) {
-      bool inside = px >= 40 && px < 90 && py >= 30 && py < 70;
-      uint32_t want = inside ? 0x00FF00 : (px >= 10 && px < 30 && py >= 20 && py < 25 ? 0xFF0000 : 0x204080);
-      ASSERT_EQ(shown[py * 160 + px] & 0xFFFFFF, want) << px << "," << py;
-    }
+  EXPECT_EQ(shown_differs(t.xwin(), 160, 120, [](int px, int py) -> uint32_t {
+              if (px >= 40 && px < 90 && py >= 30 && py < 70) return px < 50 && py < 40 ? 0xFFFF00 : 0x00FF00;
+              return px >= 10 && px < 30 && py >= 20 && py < 25 ? 0xFF0000 : 0x204080;
+            }, 0xFFFFFF), "");
 
   // A rectangle beyond every edge is clipped to the window.
   fill(t.s, 0xFF0000FF);
   sf_rect beyond = {-50, -70, 1 << 30, 1 << 30};
   ctl_window_update_rect(t.w, &beyond);
-  EXPECT_EQ(read_back(t.xwin(), 159, 119, 1, 1), std::vector<uint32_t>{0x0000FF});
+  EXPECT_EQ(shown_differs(t.xwin(), 160, 120, [](int, int) { return 0x0000FFu; }, 0xFFFFFF), "");
 
   // A hidden window is not painted; showing it again brings a paint through the loop.
   ctl_window_hide(t.w);
@@ -508,44 +421,31 @@ TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheServerShowsTheSurface) {
   ctl_window_update(t.w);
   EXPECT_FALSE(seen("event 11"));
   ctl_window_show(t.w);
-  EXPECT_TRUE(pump_until([] { return seen("event 11"); }));
+  EXPECT_TRUE(arrives("event 11"));
 }
 
 TEST_F(Windows, ResizesRemakeThePixmap) {
   TestWindow t(100, 80);
   ASSERT_NE(t.s, nullptr);
   sf_surface* s = t.s;
-  struct Case {
-    int width, height;
-  };
-  for (Case c : {Case{300, 200}, Case{300, 200}, Case{0, 0}, Case{120, 0}, Case{64, 48}}) {
-    SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height));
-    if (s->pixels) {
-      fill(s, 0xFFFFFFFF);
-      s->anchor_x = 0.5f;
-    }
+  for (auto [width, height] : {std::pair{300, 200}, {300, 200}, {0, 0}, {120, 0}, {64, 48}}) {
+    SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
+    if (s->pixels) fill(s, 0xFFFFFFFF), s->anchor_x = 0.5f;
     events.clear();
-    int before_w = ctl_window_width(t.w), before_h = ctl_window_height(t.w);
-    ctl_window_movc(t.w, c.width, c.height, 50, 60);
-    bool changed = before_w != c.width || before_h != c.height;
+    const bool changed = ctl_window_width(t.w) != width || ctl_window_height(t.w) != height;
+    ctl_window_movc(t.w, width, height, 50, 60);
     EXPECT_EQ(seen("event 10"), changed);  // the size message came inside the call
-    EXPECT_EQ(ctl_window_width(t.w), c.width);
-    EXPECT_EQ(ctl_window_height(t.w), c.height);
+    EXPECT_EQ(std::pair(ctl_window_width(t.w), ctl_window_height(t.w)), std::pair(width, height));
     EXPECT_EQ(t.s, s);  // the surface's address never changes
     if (!changed) continue;
-    if (c.width == 0 || c.height == 0) {
-      EXPECT_EQ(s->width, 0);
-      EXPECT_EQ(s->bytes_per_pixel, 0);
-      EXPECT_EQ(s->pixels, nullptr);
-      EXPECT_EQ(t.w->pixmap.dc, nullptr);
+    if (width == 0 || height == 0) {
+      EXPECT_TRUE(s->width == 0 && s->bytes_per_pixel == 0 && !s->pixels && !t.w->pixmap.dc);
       ctl_window_update(t.w);  // nothing to copy, nothing happens
       continue;
     }
-    EXPECT_EQ(s->width, c.width);
-    EXPECT_EQ(s->height, c.height);
-    EXPECT_EQ(s->color, 0u);
-    EXPECT_EQ(s->anchor_x, 0.0f);
-    for (int i = 0; i < c.width * c.height * 4; ++i) ASSERT_EQ(s->pixels[i], 0);
+    EXPECT_EQ(std::pair(s->width, s->height), std::pair(width, height));
+    EXPECT_TRUE(s->color == 0 && s->anchor_x == 0.0f);
+    EXPECT_TRUE(std::all_of(s->pixels, s->pixels + width * height * 4, [](uint8_t b) { return b == 0; }));
   }
   // A size message with the unchanged size replaces the pixmap all the same.
   fill(s, 0xFF123456);
@@ -554,7 +454,6 @@ TEST_F(Windows, ResizesRemakeThePixmap) {
   EXPECT_EQ(s->width, 64);
 }
 
-// ---- Input --------------------------------------------------------------------------------------
 
 TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
   TestWindow t(120, 90);
@@ -567,49 +466,37 @@ TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
   KeySym typed[2] = {0x0101F600, XK_eacute};
   XChangeKeyboardMapping(x(), max_code - 1, 1, typed, 2);
   settle();
-  events.clear();
 
-  struct Case {
-    KeySym keysym;
-    std::vector<std::string> want;
+  // What onkey saw of what `type` typed, once `n` events came and the queue settled.
+  auto typing = [](const std::function<void()>& type, size_t n) {
+    events.clear();
+    type();
+    EXPECT_TRUE(pump_until([&] { return events.size() >= n; }));
+    settle();
+    return events;
   };
-  const Case cases[] = {
+  struct { KeySym keysym; std::vector<std::string> want; } const cases[] = {
       {XK_a, {"key 2 41", "key 3 61", "key 1 41"}},
       {XK_Escape, {"key 2 1b", "key 3 1b", "key 1 1b"}},
-      {XK_Left, {"key 2 25", "key 1 25"}},
-      {XK_Up, {"key 2 26", "key 1 26"}},
-      {XK_Right, {"key 2 27", "key 1 27"}},
-      {XK_Down, {"key 2 28", "key 1 28"}},
+      {XK_Left, {"key 2 25", "key 1 25"}},  {XK_Up, {"key 2 26", "key 1 26"}},
+      {XK_Right, {"key 2 27", "key 1 27"}}, {XK_Down, {"key 2 28", "key 1 28"}},
       {XK_F5, {"key 2 74", "key 1 74"}},
       {XK_Return, {"key 2 d", "key 3 d", "key 1 d"}},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(XKeysymToString(c.keysym));
-    events.clear();
-    tap(c.keysym);
-    EXPECT_TRUE(pump_until([&] { return events.size() >= c.want.size(); }));
-    settle();
-    EXPECT_EQ(events, c.want);
-  }
+  for (const auto& c : cases)
+    EXPECT_EQ(typing([&] { tap(c.keysym); }, c.want.size()), c.want) << XKeysymToString(c.keysym);
   // Shift changes the character, not the virtual key.
-  events.clear();
-  KeyCode shift = XKeysymToKeycode(x(), XK_Shift_L);
-  key(shift, true);
-  tap(XK_b);
-  key(shift, false);
-  EXPECT_TRUE(pump_until([] { return events.size() >= 5; }));
-  settle();
-  EXPECT_EQ(events, (std::vector<std::string>{"key 2 10", "key 2 42", "key 3 42", "key 1 42", "key 1 10"}));
+  const KeyCode shift = XKeysymToKeycode(x(), XK_Shift_L);
+  EXPECT_EQ(typing([&] { key(shift, true), tap(XK_b), key(shift, false); }, 5),
+            (std::vector<std::string>{"key 2 10", "key 2 42", "key 3 42", "key 1 42", "key 1 10"}));
 
   events.clear();
-  key(static_cast<KeyCode>(max_code), true);
-  key(static_cast<KeyCode>(max_code), false);
-  key(static_cast<KeyCode>(max_code - 1), true);
-  key(static_cast<KeyCode>(max_code - 1), false);
-  EXPECT_TRUE(pump_until([] { return seen("key 3 de00"); }));
+  for (auto code : {max_code, max_code - 1})
+    key(static_cast<KeyCode>(code), true), key(static_cast<KeyCode>(code), false);
+  EXPECT_TRUE(arrives("key 3 de00"));
   std::vector<std::string> chars;
   for (const std::string& e : events)
-    if (e.rfind("key 3 ", 0) == 0) chars.push_back(e);
+    if (e.starts_with("key 3 ")) chars.push_back(e);
   EXPECT_EQ(chars, (std::vector<std::string>{"key 3 e9", "key 3 d83d", "key 3 de00"}));
 
   XChangeKeyboardMapping(x(), max_code - 1, per, saved, 2);
@@ -632,7 +519,7 @@ TEST_F(Input, HeldKeyRepeatsAsPressesAndOneRelease) {
   XAutoRepeatOn(x());
   XkbSetAutoRepeatRate(x(), XkbUseCoreKbd, 40, 20);
   messages.clear();
-  KeyCode code = XKeysymToKeycode(x(), XK_c);
+  const KeyCode code = XKeysymToKeycode(x(), XK_c);
   key(code, true);
   pump_until([] { return messages.size() >= 4; }, 1500);
   key(code, false);
@@ -645,41 +532,32 @@ TEST_F(Input, HeldKeyRepeatsAsPressesAndOneRelease) {
 }
 
 TEST_F(Input, MouseButtonsWheelAndCapture) {
-  TestWindow t(200, 150, 300, 200);
+  TestWindow t(200, 150, 300, 200);  // the client area starts at (300, 200) on the screen
   ASSERT_TRUE(t.show());
   move_to(300 + 10, 200 + 20);
-  ASSERT_TRUE(pump_until([] { return seen("mouse 4 0 10 20"); }));
-
-  struct Case {
-    unsigned button;
-    int32_t code;
-  };
-  for (Case c : {Case{1, CTL_LEFT}, Case{3, CTL_RIGHT}, Case{2, CTL_MIDDLE}}) {
-    SCOPED_TRACE(c.button);
+  ASSERT_TRUE(arrives("mouse 4 0 10 20"));
+  for (auto [b, code] : {std::pair<unsigned, int32_t>{1, CTL_LEFT}, {3, CTL_RIGHT}, {2, CTL_MIDDLE}}) {
+    SCOPED_TRACE(b);
+    const int px = 30 + static_cast<int>(b);
+    const std::string at = " " + std::to_string(code) + " " + std::to_string(px) + " 40";
     events.clear();
-    move_to(300 + 30 + static_cast<int>(c.button), 200 + 40);
-    button(c.button, true);
-    std::string down = "mouse 2 " + std::to_string(c.code) + " " + std::to_string(30 + c.button) + " 40";
-    ASSERT_TRUE(pump_until([&] { return seen(down); }));
-    EXPECT_EQ(ctl_window_mouse_state(t.w, c.code), 1);
-    EXPECT_EQ(ctl_window_mouse_state(t.w, 0), 1);
-    EXPECT_EQ(t.w->press_x, 30 + static_cast<int32_t>(c.button));
-    EXPECT_EQ(t.w->press_y, 40);
-    button(c.button, false);
-    std::string up = "mouse 1 " + std::to_string(c.code) + " " + std::to_string(30 + c.button) + " 40";
-    ASSERT_TRUE(pump_until([&] { return seen(up); }));
-    EXPECT_EQ(ctl_window_mouse_state(t.w, c.code), 0);
-    EXPECT_EQ(ctl_window_mouse_state(t.w, 9), 0);
+    move_to(300 + px, 200 + 40);
+    button(b, true);
+    ASSERT_TRUE(arrives("mouse 2" + at));
+    EXPECT_EQ(std::pair(ctl_window_mouse_state(t.w, code), ctl_window_mouse_state(t.w, 0)), std::pair(1, 1));
+    EXPECT_EQ(std::pair(t.w->press_x, t.w->press_y), std::pair(px, 40));
+    button(b, false);
+    ASSERT_TRUE(arrives("mouse 1" + at));
+    EXPECT_EQ(std::pair(ctl_window_mouse_state(t.w, code), ctl_window_mouse_state(t.w, 9)), std::pair(0, 0));
   }
 
   // The wheel: 120 a notch, the position in screen coordinates.
   move_to(336, 240);
   settle();
-  for (auto [b, delta] : {std::pair{4u, 120}, std::pair{5u, -120}}) {
+  for (auto [b, delta] : {std::pair{4u, 120}, {5u, -120}}) {
     events.clear();
-    button(b, true);
-    button(b, false);
-    ASSERT_TRUE(pump_until([] { return seen("mouse 5 0 336 240"); }));
+    button(b, true), button(b, false);
+    ASSERT_TRUE(arrives("mouse 5 0 336 240"));
     EXPECT_EQ(t.w->wheel, delta);
     settle();
     EXPECT_EQ(events.size(), 1u);
@@ -690,53 +568,40 @@ TEST_F(Input, MouseButtonsWheelAndCapture) {
   move_to(300 + 5, 200 + 5);
   button(1, true);
   move_to(300 - 20, 200 - 30);
-  ASSERT_TRUE(pump_until([] { return seen("mouse 4 0 -20 -30"); }));
+  ASSERT_TRUE(arrives("mouse 4 0 -20 -30"));
   button(1, false);
-  ASSERT_TRUE(pump_until([] { return seen("mouse 1 6 -20 -30"); }));
+  ASSERT_TRUE(arrives("mouse 1 6 -20 -30"));
   EXPECT_EQ(t.w->press_x, 5);
   EXPECT_EQ(ctl_window_mouse_state(t.w, CTL_LEFT), 0);
 
   // Left press, right press, left release: the capture ends though the right button is held.
   move_to(300 + 50, 200 + 50);
-  button(1, true);
-  button(3, true);
-  button(1, false);
-  ASSERT_TRUE(pump_until([] { return seen("mouse 1 6 50 50"); }));
-  EXPECT_EQ(t.w->left_down, 0);
-  EXPECT_EQ(t.w->right_down, 1);
+  button(1, true), button(3, true), button(1, false);
+  ASSERT_TRUE(arrives("mouse 1 6 50 50"));
+  EXPECT_EQ(std::pair(int{t.w->left_down}, int{t.w->right_down}), std::pair(0, 1));
   events.clear();
   move_to(300 + 400, 200 + 300);  // outside, and no longer ours
   move_to(300 + 60, 200 + 61);
-  ASSERT_TRUE(pump_until([] { return seen("mouse 4 0 60 61"); }));
+  ASSERT_TRUE(arrives("mouse 4 0 60 61"));
   EXPECT_FALSE(seen("mouse 4 0 400 300"));
   button(3, false);
-  ASSERT_TRUE(pump_until([] { return seen("mouse 1 7 60 61"); }));
+  ASSERT_TRUE(arrives("mouse 1 7 60 61"));
   EXPECT_EQ(ctl_window_mouse_state(t.w, 0), 0);
 }
 
-// ---- Closing -----------------------------------------------------------------------------------
 
 void press_close_button(Window xw) {
   XEvent ev{};
-  ev.xclient.type = ClientMessage;
-  ev.xclient.window = xw;
-  ev.xclient.message_type = XInternAtom(x(), "WM_PROTOCOLS", False);
-  ev.xclient.format = 32;
-  ev.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), "WM_DELETE_WINDOW", False));
-  ev.xclient.data.l[1] = CurrentTime;
+  ev.xclient = {ClientMessage, 0, False, x(), xw, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
+  ev.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), "WM_DELETE_WINDOW", False));  // at CurrentTime
   XSendEvent(x(), xw, False, NoEventMask, &ev);
   XSync(x(), False);
 }
 
 TEST_F(Windows, CloseButtonAndEscapeFollowTheQuitRules) {
-  struct Case {
-    bool with_onkey;
-    bool escape;  // else the close button
-    bool quits;
-    bool destroyed;
-  };
-  for (Case c : {Case{false, false, true, true}, Case{true, false, false, true},
-                 Case{false, true, true, false}, Case{true, true, false, false}}) {
+  struct Case { bool with_onkey, escape /* else the close button */, quits, destroyed; };
+  for (Case c : {Case{false, false, true, true}, {true, false, false, true}, {false, true, true, false},
+                 {true, true, false, false}}) {
     SCOPED_TRACE(std::to_string(c.with_onkey) + std::to_string(c.escape));
     TestWindow t(80, 60);
     ASSERT_TRUE(t.show());
@@ -749,10 +614,7 @@ TEST_F(Windows, CloseButtonAndEscapeFollowTheQuitRules) {
     events.clear();
     if (c.escape) {
       if (!has_xtest()) GTEST_SKIP();
-      KeyCode esc = XKeysymToKeycode(x(), XK_Escape);
-      XTestFakeKeyEvent(x(), esc, True, CurrentTime);
-      XTestFakeKeyEvent(x(), esc, False, CurrentTime);
-      XSync(x(), False);
+      tap(XK_Escape);
       pump_until([&] { return seen("key 1 1b") || ctl_do_events() > 0; }, 1000);
     } else {
       press_close_button(t.xwin());
@@ -760,60 +622,41 @@ TEST_F(Windows, CloseButtonAndEscapeFollowTheQuitRules) {
       EXPECT_EQ(quits_at_close, c.quits ? 1 : 0);
     }
     settle();
-    EXPECT_EQ(ctl_do_events() > 0, c.quits);
+    const bool quit_pending = ctl_do_events() > 0;
+    EXPECT_EQ(quit_pending, c.quits);
     EXPECT_EQ(t.xwin() == 0, c.destroyed);
-    if (c.destroyed) {
-      EXPECT_EQ(ctl_window_width(t.w), 0);
-      EXPECT_EQ(t.s->width, 80);  // the record and its surface stay until the release
-    }
-    if (c.quits) {
+    // The record and its surface stay until the release.
+    if (c.destroyed) EXPECT_EQ(std::pair(ctl_window_width(t.w), t.s->width), std::pair(0, 80));
+    if (quit_pending) {
       ctl_main();  // takes the quit message at once
       EXPECT_EQ(ctl_do_events(), 0);
     }
   }
 }
 
-// ---- Styles and layered windows ------------------------------------------------------------------
-
-std::vector<long> motif_hints(Window w) {
-  Atom property = XInternAtom(x(), "_MOTIF_WM_HINTS", False);
-  Atom type;
-  int format;
-  unsigned long items, after;
-  unsigned char* data = nullptr;
-  std::vector<long> out;
-  if (XGetWindowProperty(x(), w, property, 0, 5, False, AnyPropertyType, &type, &format, &items,
-                         &after, &data) == Success && data)
-    out.assign(reinterpret_cast<long*>(data), reinterpret_cast<long*>(data) + items);
-  if (data) XFree(data);
-  return out;
-}
 
 TEST_F(Windows, StyleSwitchesChangeTheStyleWordAndTheFrame) {
   TestWindow t(90, 70);
   ASSERT_NE(t.s, nullptr);
-  constexpr int32_t kStyle = -16, kExStyle = -20;
   EXPECT_EQ(ctl_window_style_get(t.w, kStyle), 0xCF0000);
   EXPECT_EQ(ctl_window_style_get(t.w, kExStyle), 0);
   messages.clear();
   ctl_window_sizeable(t.w, 0);
   EXPECT_EQ(ctl_window_style_get(t.w, kStyle), 0xCF0000 & ~0x50000);
   // The style messages and the frame change arrive inside the call.
-  EXPECT_EQ(count_of(messages, kWmStyleChanged), 1u);
-  EXPECT_EQ(count_of(messages, kWmWindowPosChanged), 1u);
+  EXPECT_EQ(std::pair(count_of(kWmStyleChanged), count_of(kWmWindowPosChanged)), std::pair(1L, 1L));
   XSizeHints hints{};
   long supplied = 0;
   ASSERT_TRUE(XGetWMNormalHints(x(), t.xwin(), &hints, &supplied));
-  EXPECT_TRUE((hints.flags & PMinSize) && (hints.flags & PMaxSize));
-  EXPECT_EQ(hints.max_width, 90);
+  EXPECT_TRUE((hints.flags & PMinSize) && (hints.flags & PMaxSize) && hints.max_width == 90);
   ctl_window_sizeable(t.w, 1);
   EXPECT_EQ(ctl_window_style_get(t.w, kStyle), 0xCF0000);
 
   ctl_window_header(t.w, 0);
   EXPECT_EQ(ctl_window_style_get(t.w, kStyle), 0xCF0000 & ~0xC00000);
-  std::vector<long> motif = motif_hints(t.xwin());
+  std::vector<unsigned long> motif = property(t.xwin(), "_MOTIF_WM_HINTS", 5);
   ASSERT_EQ(motif.size(), 5u);
-  EXPECT_EQ(motif[2] & 8, 0);  // no title bar
+  EXPECT_EQ(motif[2] & 8, 0u);  // no title bar
   ctl_window_header(t.w, 0);   // neither bit set: nothing changes
   EXPECT_EQ(ctl_window_style_get(t.w, kStyle), 0xCF0000 & ~0xC00000);
   ctl_window_style_set(t.w, kStyle, 0x800000);  // WS_BORDER alone
@@ -821,7 +664,7 @@ TEST_F(Windows, StyleSwitchesChangeTheStyleWordAndTheFrame) {
   EXPECT_EQ(ctl_window_style_get(t.w, kStyle), 0x400000);
   ctl_window_header(t.w, 1);
   EXPECT_EQ(ctl_window_style_get(t.w, kStyle), 0xC00000);
-  EXPECT_NE(motif_hints(t.xwin())[2] & 8, 0);
+  EXPECT_NE(property(t.xwin(), "_MOTIF_WM_HINTS", 5).at(2) & 8, 0u);
 
   // The visible state shows in the style word, as on Win32.
   ASSERT_TRUE(t.show());
@@ -832,26 +675,20 @@ TEST_F(Windows, LayeredWindowTakesPremultipliedPixelsWithAlpha) {
   TestWindow t(64, 48);
   ASSERT_TRUE(t.show());
   ctl_window_layered(t.w, 1);
-  EXPECT_EQ(ctl_window_style_get(t.w, -20), 0x80000);
+  EXPECT_EQ(ctl_window_style_get(t.w, kExStyle), 0x80000);
   Window xw = t.xwin();
   ASSERT_NE(xw, 0u);
   XWindowAttributes a{};
   ASSERT_TRUE(XGetWindowAttributes(x(), xw, &a));
   if (a.depth != 32) GTEST_SKIP() << "no 32-bit visual";
-  ASSERT_TRUE(pump_until([&] {
-    XWindowAttributes b{};
-    return XGetWindowAttributes(x(), xw, &b) && b.map_state == IsViewable;
-  }));
+  ASSERT_TRUE(pump_until([&] { return XGetWindowAttributes(x(), xw, &a) && a.map_state == IsViewable; }));
   // A translucent blend on the transparent surface leaves premultiplied pixels.
   sf_rect box = {8, 8, 40, 30};
   fill(t.s, 0x80FF0000, &box);
   events.clear();
   ctl_window_update(t.w);
   EXPECT_FALSE(seen("event 11"));  // the layered path needs no paint message
-  std::vector<uint32_t> shown = read_back(xw, 0, 0, 64, 48);
-  ASSERT_EQ(shown.size(), 64u * 48u);
-  for (int py = 0; py < 48; ++py)
-    for (int px = 0; px < 64; ++px) ASSERT_EQ(shown[py * 64 + px], pixel(t.s, px, py)) << px << "," << py;
+  EXPECT_EQ(shown_differs(xw, 64, 48, [&](int px, int py) { return pixel(t.s, px, py); }), "");
   EXPECT_EQ(pixel(t.s, 10, 10) >> 24, 0x80u);
 
   // update_rect still repaints through WM_PAINT on a layered window.
@@ -861,31 +698,20 @@ TEST_F(Windows, LayeredWindowTakesPremultipliedPixelsWithAlpha) {
   // A context that is gone makes the platform refuse: one line, not a trace.
   ctl_pixmap_rec gone;
   ASSERT_EQ(ctl_pixmap_create(&gone, 1, 1), 1);
-  HDC stale = gone.dc;
+  HDC kept = std::exchange(t.w->pixmap.dc, gone.dc);
   ctl_pixmap_release(&gone);
-  HDC kept = t.w->pixmap.dc;
-  t.w->pixmap.dc = stale;
-  {
-    qtest::Stdout out;
-    ctl_window_update(t.w);
-    EXPECT_EQ(out.text(), "fail to update layered window\n");
-  }
+  EXPECT_EQ(trace_of([&] { ctl_window_update(t.w); }), "fail to update layered window\n");
   t.w->pixmap.dc = kept;
 
   // An empty client area: nothing is called, nothing printed.
   ctl_window_movc(t.w, 0, 10, 100, 80);
-  {
-    qtest::Stdout out;
-    ctl_window_update(t.w);
-    EXPECT_EQ(out.text(), "");
-  }
+  EXPECT_EQ(trace_of([&] { ctl_window_update(t.w); }), "");
   ctl_window_layered(t.w, 0);
-  EXPECT_EQ(ctl_window_style_get(t.w, -20), 0);
+  EXPECT_EQ(ctl_window_style_get(t.w, kExStyle), 0);
   ASSERT_TRUE(XGetWindowAttributes(x(), t.xwin(), &a));
   EXPECT_EQ(a.depth, DefaultDepth(x(), DefaultScreen(x())));
 }
 
-// ---- The window procedure's stages ---------------------------------------------------------------
 
 TEST_F(Windows, ProcedureStagesInOrder) {
   TestWindow t(50, 40);
@@ -896,36 +722,29 @@ TEST_F(Windows, ProcedureStagesInOrder) {
 
   // Coordinates come from the low 32 bits of lParam, signed; the wheel from wParam's.
   const LPARAM high_garbage = static_cast<LPARAM>(0x7F5A000000000000ll);
-  struct Case {
-    UINT message;
-    WPARAM wparam;
-    LPARAM lparam;
-    std::vector<std::string> want;
-  };
-  const Case cases[] = {
-      {kWmMouseMove, 0, high_garbage | pack(-3, 7), {"mouse 4 0 -3 7"}},
-      {kWmLButtonDown, 1, pack(4, -9), {"mouse 2 6 4 -9"}},
-      {kWmLButtonUp, 0, pack(5, 6), {"mouse 1 6 5 6"}},
-      {kWmRButtonDown, 2, pack(11, 12), {"mouse 2 7 11 12"}},
-      {kWmRButtonUp, 0, pack(11, 12), {"mouse 1 7 11 12"}},
+  struct { UINT message; WPARAM wparam; LPARAM lparam; const char* want; } const cases[] = {
+      {kWmMouseMove, 0, high_garbage | pack(-3, 7), "mouse 4 0 -3 7"},
+      {kWmLButtonDown, 1, pack(4, -9), "mouse 2 6 4 -9"},
+      {kWmLButtonUp, 0, pack(5, 6), "mouse 1 6 5 6"},
+      {kWmRButtonDown, 2, pack(11, 12), "mouse 2 7 11 12"},
+      {kWmRButtonUp, 0, pack(11, 12), "mouse 1 7 11 12"},
       {kWmMouseWheel, static_cast<WPARAM>(0xABCD00000000ull | 0xFF100000ull), pack(1500, 900),
-       {"mouse 5 0 1500 900"}},
-      {kWmKeyDown, 0x41, 0, {"key 2 41"}},
-      {kWmChar, 0xE9, 0, {"key 3 e9"}},
-      {kWmKeyUp, 0x41, 0, {"key 1 41"}},
+       "mouse 5 0 1500 900"},
+      {kWmKeyDown, 0x41, 0, "key 2 41"},
+      {kWmChar, 0xE9, 0, "key 3 e9"},
+      {kWmKeyUp, 0x41, 0, "key 1 41"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.message);
     events.clear();
     messages.clear();
     ctl_window_proc(h, c.message, c.wparam, c.lparam);
-    EXPECT_EQ(events, c.want);
+    EXPECT_EQ(events, std::vector<std::string>{c.want});
     ASSERT_FALSE(messages.empty());
     EXPECT_EQ(messages[0], c.message);  // onmessage saw it first
   }
   EXPECT_EQ(t.w->wheel, -240);
-  EXPECT_EQ(t.w->press_x, 11);
-  EXPECT_EQ(t.w->press_y, 12);
+  EXPECT_EQ(std::pair(t.w->press_x, t.w->press_y), std::pair(11, 12));
   // Without onmouse the record keeps no mouse state at all.
   t.w->onmouse = nullptr;
   ctl_window_proc(h, kWmLButtonDown, 1, pack(30, 31));
@@ -938,22 +757,18 @@ TEST_F(Windows, ProcedureStagesInOrder) {
   settle();
   events.clear();
   ctl_window_proc(h, kWmEraseBkgnd, 0, 0);
-  EXPECT_TRUE(pump_until([] { return seen("event 11"); }));
+  EXPECT_TRUE(arrives("event 11"));
   EXPECT_EQ(ctl_window_proc(h, kWmGetMinMaxInfo, 0, 0), 0);
 
   // A callback that clears onevent during onmessage takes effect on the same message; the
   // default procedure then destroys the window.
-  t.w->onmessage = [](ctl_window_rec* w, uint32_t, WPARAM, LPARAM) -> LRESULT {
-    w->onevent = nullptr;
-    return 0;
-  };
+  t.w->onmessage = [](ctl_window_rec* w, uint32_t, WPARAM, LPARAM) -> LRESULT { return w->onevent = nullptr, 0; };
   events.clear();
   ctl_window_proc(h, kWmClose, 0, 0);
   EXPECT_TRUE(events.empty());
   EXPECT_EQ(xwindow_of(h), 0u);
 }
 
-// ---- The loops ------------------------------------------------------------------------------------
 
 TEST_F(Windows, LoopsEndOnTheQuitMessage) {
   TestWindow t(60, 40);
@@ -970,15 +785,12 @@ TEST_F(Windows, LoopsEndOnTheQuitMessage) {
   EXPECT_EQ(ctl_do_events(), 0);
 
   // ctl_main_onidle: a pending quit returns without idle; idle quitting is called once.
-  static int idles = 0;
+  static int idles;
   idles = 0;
   ctl_main_quit();
   ctl_main_onidle([]() -> int32_t { return ++idles; });
   EXPECT_EQ(idles, 0);
-  ctl_main_onidle([]() -> int32_t {
-    if (++idles == 3) ctl_main_quit();
-    return 0;
-  });
+  ctl_main_onidle([]() -> int32_t { if (++idles == 3) ctl_main_quit(); return 0; });
   EXPECT_EQ(idles, 3);
   ctl_main_onidle(nullptr);  // no idle function: returns at once
 }
@@ -989,15 +801,13 @@ TEST_F(Input, QuitFromCallbackLetsPostedMessagesRunFirst) {
   settle();
   // The key-down callback quits: the character that TranslateMessage posted before the
   // dispatch still comes, the key-up (input) waits for the next loop.
-  on_key_hook = [](ctl_window_rec*, int32_t code, uint32_t) {
-    if (code == CTL_DOWN) ctl_main_quit();
-  };
+  on_key_hook = [](ctl_window_rec*, int32_t code, uint32_t) { if (code == CTL_DOWN) ctl_main_quit(); };
   events.clear();
   tap(XK_q);
   ctl_main();
   EXPECT_EQ(events, (std::vector<std::string>{"key 2 51", "key 3 71"}));
   on_key_hook = nullptr;
-  EXPECT_TRUE(pump_until([] { return seen("key 1 51"); }));
+  EXPECT_TRUE(arrives("key 1 51"));
 
   // A stream of waiting messages keeps idle from running until all are dispatched.
   events.clear();
@@ -1005,11 +815,7 @@ TEST_F(Input, QuitFromCallbackLetsPostedMessagesRunFirst) {
   usleep(50000);
   static size_t events_at_idle;
   events_at_idle = 0;
-  ctl_main_onidle([]() -> int32_t {
-    events_at_idle = events.size();
-    ctl_main_quit();
-    return 0;
-  });
+  ctl_main_onidle([]() -> int32_t { return events_at_idle = events.size(), ctl_main_quit(), 0; });
   EXPECT_EQ(events_at_idle, 12u);
 }
 

@@ -3,6 +3,8 @@
 // raster is read straight into the surface and only 24-bit rows need widening.
 #include <quelt/imagefile/image.h>
 
+#include "image_p.h"
+
 #include <quelt/base/trace.h>
 #include <quelt/surface/transform.h>
 
@@ -176,24 +178,8 @@ int32_t sf_image_bmp_store(sf_surface* surface, const char* path) {
 }
 
 void sf_image_bmp_expand_2432(sf_surface* surface, uint8_t alpha) {
-  if (!surface->pixels || surface->bytes_per_pixel != 4 || surface->width < 1 || surface->height < 1) return;
-  const size_t width = static_cast<size_t>(surface->width);
-  const size_t in_row = static_cast<size_t>(padded_row(surface->width));
-  const size_t out_row = 4 * width;
-  // From the last pixel back to the first: a target pixel never lies before its source, and
-  // all three source bytes are taken before the target is written, since the two overlap at
-  // the start of the buffer.
-  for (size_t y = static_cast<size_t>(surface->height); y-- > 0;) {
-    const uint8_t* in = surface->pixels + y * in_row;
-    uint8_t* out = surface->pixels + y * out_row;
-    for (size_t x = width; x-- > 0;) {
-      const uint8_t b = in[3 * x], g = in[3 * x + 1], r = in[3 * x + 2];
-      out[4 * x] = b;
-      out[4 * x + 1] = g;
-      out[4 * x + 2] = r;
-      out[4 * x + 3] = alpha;
-    }
-  }
+  if (surface->width < 1) return;
+  quelt::image::expand_24_to_32(surface, static_cast<size_t>(padded_row(surface->width)), alpha);
 }
 
 }  // extern "C"

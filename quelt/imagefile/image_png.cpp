@@ -3,6 +3,8 @@
 // locals alive across libpng calls, and what its failure path reads after the jump is volatile.
 #include <quelt/imagefile/image.h>
 
+#include "image_p.h"
+
 #include <quelt/base/trace.h>
 
 #include <png.h>
@@ -261,17 +263,7 @@ int32_t sf_image_png_store(sf_surface* surface, const char* path) {
 }
 
 void sf_image_png_expand_2432(sf_surface* surface, uint8_t alpha) {
-  if (!surface->pixels || surface->bytes_per_pixel != 4 || surface->width < 1 || surface->height < 1) return;
-  // From the last pixel back to the first, all three bytes taken before any is written: source
-  // and target overlap near the start of the buffer.
-  uint8_t* const p = surface->pixels;
-  for (size_t i = static_cast<size_t>(surface->width) * static_cast<size_t>(surface->height); i-- > 0;) {
-    const uint8_t b = p[3 * i], g = p[3 * i + 1], r = p[3 * i + 2];
-    p[4 * i] = b;
-    p[4 * i + 1] = g;
-    p[4 * i + 2] = r;
-    p[4 * i + 3] = alpha;
-  }
+  quelt::image::expand_24_to_32(surface, 3 * static_cast<size_t>(surface->width), alpha);
 }
 
 }  // extern "C"

@@ -123,14 +123,7 @@ int32_t sf_adjust(sf_surface* surface, float gamma, float gain, float offset) {
 
 int32_t sf_smooth(sf_surface* surface) {
   if (surface->width <= 0 || surface->height <= 0 || !surface->pixels || surface->bytes_per_pixel <= 0) return 0;
-#if defined(__x86_64__) || defined(__i386__)
-  static const bool avx2 = __builtin_cpu_supports("avx2");
-  if (avx2) {
-    quelt::process::smooth_avx2(surface);
-    return 1;
-  }
-#endif
-  quelt::process::smooth<16>(surface);
+  quelt::process::smooth_active()(surface);
   return 1;
 }
 

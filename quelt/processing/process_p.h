@@ -1,8 +1,11 @@
-// The two-tap smoothing of sf_smooth, written once for any width of the vector unit:
-// process.cpp instantiates it for 16 bytes, process_avx2.cpp for 32. The templates have internal
-// linkage, so that copies compiled for different instruction sets never stand in for each other.
+// The two-tap smoothing of sf_smooth, written once for any width of the vector unit, and the
+// choice among the instruction-set levels: process_levels.cpp instantiates it byte by byte (the
+// reference), process_sse2.cpp for 16 bytes, process_avx2.cpp for 32, process_avx512.cpp for 64.
+// The templates have internal linkage, so that copies compiled for different instruction sets
+// never stand in for each other.
 #pragma once
 
+#include <quelt/base/cpu_p.h>
 #include <quelt/surface/surface.h>
 
 #include <cstddef>
@@ -11,9 +14,22 @@
 
 namespace quelt::process {
 
-// Smooths a surface with width, height, pixels and pixel size all above 0, on processors with
-// AVX2 (defined in process_avx2.cpp).
-void smooth_avx2(const sf_surface* s);
+// Smooths a surface with width, height, pixels and pixel size all above 0.
+using smooth_fn = void (*)(const sf_surface* s);
+
+extern const smooth_fn smooth_scalar;
+#if defined(__x86_64__) || defined(__i386__)
+extern const smooth_fn smooth_sse2;
+extern const smooth_fn smooth_avx2;
+extern const smooth_fn smooth_avx512;
+#endif
+
+// The smoothing of `level`; null when the level isn't built for this processor family or this
+// processor can't run it. The tests use it to run every level on one machine.
+smooth_fn smooth_for(cpu_level level);
+
+// The smoothing of the best level, settled at the first call.
+smooth_fn smooth_active();
 
 namespace {
 
@@ -28,16 +44,20 @@ template <>
 struct bytes_n<32> {
   typedef uint8_t type __attribute__((vector_size(32)));
 };
+template <>
+struct bytes_n<64> {
+  typedef uint8_t type __attribute__((vector_size(64)));
+};
 
 // The smoothing step on a run of `count` bytes of whole pixels of size b (Bpp when known at
-// compile time): a colour byte d[i] becomes (n[i] >> 1) + (d[i] >> 1), bytes past the third of
+// compile time), N bytes at a time (none when N is 0): a colour byte d[i] becomes (n[i] >> 1) + (d[i] >> 1), bytes past the third of
 // a pixel stay. `n` may be `d` + one pixel: every chunk is read before it is written and the walk
 // goes forwards, so each read sees the old value.
 template <size_t N, int Bpp>
 inline void add_halves(uint8_t* d, const uint8_t* n, size_t count, size_t b) {
-  using V = typename bytes_n<N>::type;
   size_t i = 0;
-  if constexpr (Bpp >= 1 && Bpp <= 4) {
+  if constexpr (N > 0 && Bpp >= 1 && Bpp <= 4) {
+    using V = typename bytes_n<N>::type;
     V colour;  // 0xFF on colour bytes, 0 on the alpha bytes of 4-byte pixels
     for (size_t k = 0; k < N; ++k) colour[k] = Bpp == 4 && k % 4 == 3 ? 0 : 0xFF;
     for (; i + N <= count; i += N) {
