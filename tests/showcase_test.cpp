@@ -80,6 +80,23 @@ Display* x() {
   return display;
 }
 
+// Other clients' windows may go away while a test walks the window tree (a program that has
+// just ended, Wine's windows after its last program). While `walk` runs, BadWindow on the
+// test's connection is taken as a window that isn't there; other errors go where they went.
+XErrorHandler handler_before_walk = nullptr;
+int ignore_vanished(Display* display, XErrorEvent* e) {
+  if (display == x() && e->error_code == BadWindow) return 0;
+  return handler_before_walk ? handler_before_walk(display, e) : 0;
+}
+template <class F>
+auto walking(F walk) {
+  handler_before_walk = XSetErrorHandler(ignore_vanished);
+  auto result = walk();
+  XSync(x(), False);
+  XSetErrorHandler(handler_before_walk);
+  return result;
+}
+
 // ---- Pictures ----------------------------------------------------------------------------------
 
 struct Picture {
@@ -349,23 +366,26 @@ Window window_of(pid_t pid) {
   Atom property = XInternAtom(x(), "_NET_WM_PID", False);
   auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (std::chrono::steady_clock::now() < end) {
-    Window root = DefaultRootWindow(x()), parent = 0, *children = nullptr, found = 0;
-    unsigned count = 0;
-    XQueryTree(x(), root, &root, &parent, &children, &count);
-    for (unsigned i = 0; i < count && !found; ++i) {
-      Atom type;
-      int format;
-      unsigned long items = 0, after = 0;
-      unsigned char* data = nullptr;
-      XWindowAttributes a{};
-      if (XGetWindowProperty(x(), children[i], property, 0, 1, False, XA_CARDINAL, &type, &format, &items,
-                             &after, &data) == Success && items == 1 &&
-          *reinterpret_cast<unsigned long*>(data) == static_cast<unsigned long>(pid) &&
-          XGetWindowAttributes(x(), children[i], &a) && a.map_state == IsViewable)
-        found = children[i];
-      if (data) XFree(data);
-    }
-    if (children) XFree(children);
+    Window found = walking([&]() -> Window {
+      Window root = DefaultRootWindow(x()), parent = 0, *children = nullptr, found = 0;
+      unsigned count = 0;
+      if (!XQueryTree(x(), root, &root, &parent, &children, &count)) return 0;
+      for (unsigned i = 0; i < count && !found; ++i) {
+        Atom type;
+        int format;
+        unsigned long items = 0, after = 0;
+        unsigned char* data = nullptr;
+        XWindowAttributes a{};
+        if (XGetWindowProperty(x(), children[i], property, 0, 1, False, XA_CARDINAL, &type, &format, &items,
+                               &after, &data) == Success && items == 1 &&
+            *reinterpret_cast<unsigned long*>(data) == static_cast<unsigned long>(pid) &&
+            XGetWindowAttributes(x(), children[i], &a) && a.map_state == IsViewable)
+          found = children[i];
+        if (data) XFree(data);
+      }
+      if (children) XFree(children);
+      return found;
+    });
     if (found) return found;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }

@@ -101,6 +101,23 @@ long count_of(UINT message) { return std::count(messages.begin(), messages.end()
 // The test's own connection to the server.
 Display* x() { static Display* display = XOpenDisplay(nullptr); return display; }
 
+// Other clients' windows may go away while a test walks the window tree (a program that has
+// just ended, Wine's windows after its last program). While `walk` runs, BadWindow on the
+// test's connection is taken as a window that isn't there; other errors go where they went.
+XErrorHandler handler_before_walk = nullptr;
+int ignore_vanished(Display* display, XErrorEvent* e) {
+  if (display == x() && e->error_code == BadWindow) return 0;
+  return handler_before_walk ? handler_before_walk(display, e) : 0;
+}
+template <class F>
+auto walking(F walk) {
+  handler_before_walk = XSetErrorHandler(ignore_vanished);
+  auto result = walk();
+  XSync(x(), False);
+  XSetErrorHandler(handler_before_walk);
+  return result;
+}
+
 bool has_xtest() {
   int event = 0, error = 0, major = 0, minor = 0;
   return x() && XTestQueryExtension(x(), &event, &error, &major, &minor);
@@ -122,16 +139,18 @@ std::vector<unsigned long> property(Window w, const char* name, long count) {
 
 // The X window of a record, found by the handle the window carries (low half first).
 Window xwindow_of(HWND hwnd) {
-  Window root, parent, *children = nullptr, found = 0;
-  unsigned count = 0;
-  if (!XQueryTree(x(), DefaultRootWindow(x()), &root, &parent, &children, &count)) return 0;
-  for (unsigned i = 0; i < count && !found; ++i) {
-    const std::vector<unsigned long> v = property(children[i], "_QUELT_HWND", 2);
-    const uint64_t handle = v.size() == 2 ? (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) : 0;
-    if (handle == reinterpret_cast<uintptr_t>(hwnd)) found = children[i];
-  }
-  if (children) XFree(children);
-  return found;
+  return walking([&]() -> Window {
+    Window root, parent, *children = nullptr, found = 0;
+    unsigned count = 0;
+    if (!XQueryTree(x(), DefaultRootWindow(x()), &root, &parent, &children, &count)) return 0;
+    for (unsigned i = 0; i < count && !found; ++i) {
+      const std::vector<unsigned long> v = property(children[i], "_QUELT_HWND", 2);
+      const uint64_t handle = v.size() == 2 ? (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) : 0;
+      if (handle == reinterpret_cast<uintptr_t>(hwnd)) found = children[i];
+    }
+    if (children) XFree(children);
+    return found;
+  });
 }
 
 // Runs the loop until `done` holds or three seconds pass.

@@ -106,6 +106,31 @@ int host_find_font(const char* name, char* out, size_t size) {
   return found;
 }
 
+/* Other clients' windows may go away while the tree is walked (a program that has just ended):
+   while the read-back's own connection is open, BadWindow on it means a window that isn't
+   there, and every other error goes where it went before. */
+static Display* own_display;
+static XErrorHandler handler_before;
+
+static int ignore_vanished(Display* display, XErrorEvent* e) {
+  if (display == own_display && e->error_code == BadWindow) return 0;
+  return handler_before ? handler_before(display, e) : 0;
+}
+
+static Display* open_own(void) {
+  own_display = XOpenDisplay(NULL);
+  if (own_display) handler_before = XSetErrorHandler(ignore_vanished);
+  return own_display;
+}
+
+static void close_own(void) {
+  XSync(own_display, False);
+  XErrorHandler current = XSetErrorHandler(handler_before);
+  if (current != ignore_vanished) XSetErrorHandler(current); /* someone else's came since */
+  XCloseDisplay(own_display);
+  own_display = NULL;
+}
+
 /* The window that carries `hwnd` in _QUELT_HWND, searched through the whole tree, since a
    window manager puts its frame between the root and the window. */
 static Window find_window(Display* display, Window at, Atom property, unsigned long long want) {
@@ -140,7 +165,7 @@ static Window window_of(Display* display, HWND hwnd) {
 }
 
 int host_wait_shown(HWND hwnd, double timeout) {
-  Display* display = XOpenDisplay(NULL);
+  Display* display = open_own();
   if (!display) return 0;
   double end = host_now() + timeout;
   int shown = 0;
@@ -152,12 +177,12 @@ int host_wait_shown(HWND hwnd, double timeout) {
     if (shown || host_now() > end) break;
     host_sleep(0.005);
   }
-  XCloseDisplay(display);
+  close_own();
   return shown;
 }
 
 int host_read_window(HWND hwnd, int32_t width, int32_t height, sf_surface* out) {
-  Display* display = XOpenDisplay(NULL);
+  Display* display = open_own();
   if (!display) {
     fprintf(stderr, "showcase: cannot connect to the X server to read the window back\n");
     return 0;
@@ -197,6 +222,6 @@ int host_read_window(HWND hwnd, int32_t width, int32_t height, sf_surface* out) 
     ok = 1;
   }
   if (image) XDestroyImage(image);
-  XCloseDisplay(display);
+  close_own();
   return ok;
 }
