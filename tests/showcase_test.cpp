@@ -37,6 +37,7 @@ TEST(Showcase, NotBuilt) {
 
 #include "layout.h"
 #include "support.h"
+#include "x11_walk.h"
 
 extern char** environ;
 
@@ -75,27 +76,8 @@ int run(const std::string& config, const std::vector<std::string>& args) {
   return pid < 0 ? -1 : finish(pid);
 }
 
-Display* x() {
-  static Display* display = XOpenDisplay(nullptr);
-  return display;
-}
-
-// Other clients' windows may go away while a test walks the window tree (a program that has
-// just ended, Wine's windows after its last program). While `walk` runs, BadWindow on the
-// test's connection is taken as a window that isn't there; other errors go where they went.
-XErrorHandler handler_before_walk = nullptr;
-int ignore_vanished(Display* display, XErrorEvent* e) {
-  if (display == x() && e->error_code == BadWindow) return 0;
-  return handler_before_walk ? handler_before_walk(display, e) : 0;
-}
-template <class F>
-auto walking(F walk) {
-  handler_before_walk = XSetErrorHandler(ignore_vanished);
-  auto result = walk();
-  XSync(x(), False);
-  XSetErrorHandler(handler_before_walk);
-  return result;
-}
+using qtest::walking;
+using qtest::x;
 
 // ---- Pictures ----------------------------------------------------------------------------------
 

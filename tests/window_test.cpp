@@ -25,6 +25,7 @@ TEST(X11, OnlyOnX11) { GTEST_SKIP() << "these tests drive an X server"; }
 #include <vector>
 
 #include "support.h"
+#include "x11_walk.h"
 
 // Xlib keeps a few process-wide blocks (locale and input-method tables) for good.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"; }
@@ -98,25 +99,8 @@ LRESULT on_message(ctl_window_rec*, uint32_t message, WPARAM, LPARAM) { messages
 bool seen(const std::string& line) { return std::find(events.begin(), events.end(), line) != events.end(); }
 long count_of(UINT message) { return std::count(messages.begin(), messages.end(), message); }
 
-// The test's own connection to the server.
-Display* x() { static Display* display = XOpenDisplay(nullptr); return display; }
-
-// Other clients' windows may go away while a test walks the window tree (a program that has
-// just ended, Wine's windows after its last program). While `walk` runs, BadWindow on the
-// test's connection is taken as a window that isn't there; other errors go where they went.
-XErrorHandler handler_before_walk = nullptr;
-int ignore_vanished(Display* display, XErrorEvent* e) {
-  if (display == x() && e->error_code == BadWindow) return 0;
-  return handler_before_walk ? handler_before_walk(display, e) : 0;
-}
-template <class F>
-auto walking(F walk) {
-  handler_before_walk = XSetErrorHandler(ignore_vanished);
-  auto result = walk();
-  XSync(x(), False);
-  XSetErrorHandler(handler_before_walk);
-  return result;
-}
+using qtest::walking;
+using qtest::x;
 
 bool has_xtest() {
   int event = 0, error = 0, major = 0, minor = 0;
