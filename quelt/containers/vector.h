@@ -36,7 +36,7 @@ typedef struct vect_vector {
   int32_t unit;     /**< Size of one element in bytes. */
   int32_t capacity; /**< Number of elements the block holds: `size` rounded up to `step`. */
   int32_t step;     /**< Allocation granularity in elements; 32 after vect_create. */
-  int32_t iter;     /**< The element the last positioning call reached, or `size` after a failed one. */
+  int32_t iter;     /**< Element reached by the last positioning call; `size` after a failure. */
 } vect_vector;
 
 /** Makes an empty vector with `step` 32.

@@ -127,7 +127,9 @@ QUELT_API mm44 mm44_identity(void);
    @param v the vector.
    @return x = ((m[0]·v.x + m[1]·v.y) + m[2]·v.z) + m[3]·v.w, and so on for each row. */
 QUELT_API mv4 mm44_mulv4(mm44 m, mv4 v);
-/** A row-vector transform: the upper left 3 × 3 block times v plus the translation of the last row (m[12], m[13], m[14]). m[3], m[7], m[11] and m[15] are not read and nothing is divided by a w.
+/** A row-vector transform: the upper left 3 × 3 block times v plus the translation of the last
+   row (m[12], m[13], m[14]). m[3], m[7], m[11] and m[15] are not read and nothing is divided by
+   a w.
    @param m the matrix.
    @param v the vector.
    @return x = ((m[0]·v.x + m[1]·v.y) + m[2]·v.z) + m[12], and so on. */
@@ -155,7 +157,9 @@ QUELT_API mm44 mm44_rotate_z(float angle);
    @param z angle about z in radians.
    @return X × (Y × Z), rounded to float between the two products. */
 QUELT_API mm44 mm44_rotate(float x, float y, float z);
-/** A view matrix for row vectors looking from eye towards target: the axes s, u, f stand in the columns of the upper left block, the last row holds -eye times each axis. up is not normalised; eye equal to target or up along the line of sight gives NaN.
+/** A view matrix for row vectors looking from eye towards target: the axes s, u, f stand in the
+   columns of the upper left block, the last row holds -eye times each axis. up is not
+   normalised; eye equal to target or up along the line of sight gives NaN.
    @param eye the viewer.
    @param target the point looked at.
    @param up the direction that is up.

@@ -19,9 +19,9 @@
 QUELT_EXTERN_C_BEGIN
 
 /** Makes Gaussian weights: a surface of 4 bytes per pixel holding 32-bit floats, not
-   colours. With s = sqrt(n) × e^(n/100 - 1), d = 2s² and g = 1 / (sqrt(2 pi) s), the weight at
-   offsets (tx, ty) from index n / 2 is g × e^(-tx²/d) in a row and g × e^(-tx²/d - ty²/d) in the
-   square. The weights are not normalised (sf_kernel divides by their sum); an even n peaks
+   colours. With s = sqrt(n) × e^(n/100 - 1), d = 2s² and g = 1 / (sqrt(2 pi) s), the weight
+   at offsets (tx, ty) from index n / 2 is g × e^(-tx²/d) in a row and g × e^(-tx²/d - ty²/d)
+   in the square. The weights are not normalised (sf_kernel divides by their sum); an even n peaks
    right of the middle. Size 0 gives a width of 0, a height of 1 and no pixels.
    @param kernel the record to fill.
    @param size n > 0 for one row of n weights, -n for a square of n × n.

@@ -33,11 +33,11 @@ typedef struct sf_surface {
   int32_t bytes_per_pixel; /**< 1, 3 or 4 for the pictures the library draws with. */
   uint8_t* pixels;         /**< The pixels, null for an empty surface. */
   uint8_t* strip;          /**< Skip table over empty pixels (processing/strip.h), or null. */
-  uint32_t color;          /**< Colour word 0xAARRGGBB that drawing on this surface uses; 0 draws nothing. */
+  uint32_t color;          /**< Colour word 0xAARRGGBB that drawing uses; 0 draws nothing. */
   sf_rect* clip;           /**< The clip in force (top of `clip_stack`), or null for none. */
   vect_vector* clip_stack; /**< The clip stack of sf_push and sf_pop, or null. */
-  float anchor_x;          /**< Fraction of the source's width to shift the next blend left by; cleared by it. */
-  float anchor_y;          /**< Fraction of the source's height to shift the next blend up by; cleared by it. */
+  float anchor_x;          /**< Share of the width to shift the next blend left by. */
+  float anchor_y;          /**< Share of the height to shift the next blend up by. */
 } sf_surface;
 
 /** Makes a surface of all-zero pixels; the record's old content is ignored. With a zero

@@ -46,7 +46,7 @@ typedef void (*sf_glyph_proc)(sf_surface* surface);
 
 /** One rendered glyph of the cache. */
 typedef struct sf_glyph {
-  sf_surface surface; /**< Coverage: 1 byte per pixel for grey and one-bit glyphs, 3 (red, green, blue) for sub-pixel ones. */
+  sf_surface surface; /**< Coverage: 1 byte (grey, one-bit) or 3 (sub-pixel RGB) per pixel. */
   int32_t offset_x;   /**< Columns from the pen to the surface's left column. */
   int32_t offset_y;   /**< Rows from the top of the text line to the surface's top row. */
   int32_t advance_x;  /**< Columns the pen moves on after the glyph. */
@@ -58,7 +58,7 @@ typedef struct sf_face {
   sf_glyph* glyphs[65536];  /**< The cache by code point; null where nothing is loaded. */
   FT_Face ft_face;          /**< The FreeType face. */
   int32_t force_autohint;   /**< Non-zero: hint with FreeType's auto-hinter. */
-  int32_t lcd;              /**< Non-zero: sub-pixel glyphs (3 bytes), filtered against colour fringes. */
+  int32_t lcd;              /**< Non-zero: sub-pixel glyphs (3 bytes), filtered. */
   int32_t mono;             /**< Non-zero: one-bit glyphs, without anti-aliasing. */
   int32_t spacing;          /**< Pixels added after every glyph in measuring and drawing. */
   sf_glyph_proc on_glyph;   /**< Called with each glyph rendered from now on, or null. */

@@ -26,7 +26,10 @@
 
    @code
    static int32_t on_event(ctl_window_rec* w, int32_t code) {
-     if (code == CTL_PAINT) { sf_surface* s = &w->pixmap.surface; s->color = 0xFF336699; sf_fill(s, NULL); }
+     if (code == CTL_PAINT) {
+       w->pixmap.surface.color = 0xFF336699;
+       sf_fill(&w->pixmap.surface, NULL);
+     }
      return 0;
    }
    int main(void) {
