@@ -26,9 +26,10 @@
 
    @code
    static int32_t on_event(ctl_window_rec* w, int32_t code) {
-     if (code == CTL_PAINT) {
-       w->pixmap.surface.color = 0xFF336699;
-       sf_fill(&w->pixmap.surface, NULL);
+     sf_surface* s = &w->pixmap.surface;
+     if (code == CTL_PAINT && s->pixels) {
+       s->color = 0xFF336699;
+       sf_fill(s, NULL);
      }
      return 0;
    }
