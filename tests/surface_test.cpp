@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support.h"
+#include "no_pixels.h"
 
 // Found by argument-dependent lookup: sf_rect lives in the global namespace.
 static bool operator==(const sf_rect& a, const sf_rect& b) {
@@ -334,3 +335,8 @@ TEST(Strip, RunsCountDownModulo256) {
 }
 
 }  // namespace
+
+TEST(Surface, EveryOperationRefusesASizeWithoutPixels) {
+  sf_surface bare{100000, 100000, 4, nullptr, nullptr, 0, nullptr, nullptr, 0, 0};
+  qtest::expect_refused_without_pixels(&bare, "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf");
+}

@@ -50,19 +50,22 @@ int32_t to_position(double v, int32_t fallback) {
 extern "C" {
 
 void sf_blend_4b4b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
+  if (!dst->pixels || !src->pixels) return;
   kernels_for(dst, dst_rect, 4, src, src_rect, 4).blend_4b4b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_4b1b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
+  if (!dst->pixels || !src->pixels) return;
   kernels_for(dst, dst_rect, 4, src, src_rect, 1).blend_4b1b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_4b3b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
+  if (!dst->pixels || !src->pixels) return;
   kernels_for(dst, dst_rect, 4, src, src_rect, 3).blend_4b3b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_copy(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  if (dst->bytes_per_pixel != src->bytes_per_pixel) return;
+  if (!dst->pixels || !src->pixels || dst->bytes_per_pixel != src->bytes_per_pixel) return;
   if (dst->bytes_per_pixel < 1 || dst->bytes_per_pixel > 4) return;  // no such pixel format
   const size_t bpp = static_cast<size_t>(dst->bytes_per_pixel);
   kernels_for(dst, dst_rect, bpp, src, src_rect, bpp).blend_copy(dst, dst_rect, src, src_rect);
@@ -70,6 +73,8 @@ void sf_blend_copy(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect s
 
 int32_t sf_blend(sf_surface* dst, sf_surface* src, const sf_rect* src_rect, int32_t x, int32_t y,
                  sf_blend_kernel kernel) {
+  // A surface without pixels (a window whose bitmap could not be made) takes and gives nothing.
+  if (!dst->pixels || !src->pixels) return 0;
   const sf_rect full_dst{0, 0, dst->width, dst->height};
   const sf_rect* clip = dst->clip ? dst->clip : &full_dst;
   const sf_rect full_src{0, 0, src->width, src->height};
@@ -129,6 +134,7 @@ int32_t sf_blend(sf_surface* dst, sf_surface* src, const sf_rect* src_rect, int3
 }
 
 int32_t sf_fill(sf_surface* surface, const sf_rect* rect) {
+  if (!surface->pixels) return 0;
   const sf_rect full{0, 0, surface->width, surface->height};
   sf_rect clip = surface->clip ? *surface->clip : full;
   if (!sf_rect_clip(&full, &clip)) return 0;

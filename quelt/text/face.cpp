@@ -379,6 +379,7 @@ int32_t sf_face_width_glyph(sf_face* face, uint32_t code) {
 
 void sf_face_string(sf_face* face, sf_surface* surface, const uint16_t* text, int32_t length, int32_t x,
                     int32_t y) {
+  if (!surface->pixels) return;  // nothing to draw on: no glyph is loaded, no anchor spent
   if (text && length == 0) length = units(text);
   // Measuring also brings every glyph of the string into the cache before the first is drawn.
   const int64_t dx = anchor_shift(surface->anchor_x, sf_face_width(face, text, length));
@@ -407,6 +408,7 @@ void sf_face_string(sf_face* face, sf_surface* surface, const uint16_t* text, in
 }
 
 int32_t sf_face_glyph(sf_face* face, sf_surface* surface, uint32_t code, int32_t x, int32_t y) {
+  if (!surface->pixels) return 0;
   uint32_t resolved = code;
   if (!sf_face_check(face, code)) {
     if (!sf_face_check(face, question_mark)) return 0;
