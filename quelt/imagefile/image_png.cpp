@@ -241,6 +241,12 @@ int32_t sf_image_png_store_stream(sf_surface* surface, FILE* stream) {
   png_structp done = png;
   png_infop done_info = info;
   png_destroy_write_struct(&done, &done_info);
+  // What stdio still holds must reach the file: a full disk shows only here for a small image.
+  if (std::fflush(stream) != 0) {
+    QUELT_FAIL("fflush");
+    QUELT_EXIT();
+    return 0;
+  }
   return 1;
 }
 
@@ -258,7 +264,11 @@ int32_t sf_image_png_store(sf_surface* surface, const char* path) {
   }
   // A failure of the stream writer has been traced there; what was written stays in the file.
   const int32_t stored = sf_image_png_store_stream(surface, file);
-  std::fclose(file);
+  if (std::fclose(file) != 0 && stored) {
+    QUELT_FAIL("fclose");
+    QUELT_EXIT();
+    return 0;
+  }
   return stored;
 }
 
