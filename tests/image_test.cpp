@@ -291,6 +291,15 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
   // A small file that announces 5000 × 5000 pixels: refused before any surface is made.
   put32(huge, 16, 0x88130000), put32(huge, 20, 0x88130000);
   put32(huge, 29, __builtin_bswap32(uint32_t(crc32(0, huge.data() + 12, 17))));
+  // 20000 × 20000 pixels with a 2 MB private chunk before a few KiB of image data: the image
+  // data, not the file, is what must hold the pixels.
+  Bytes padded = good;
+  put32(padded, 16, 0x204E0000), put32(padded, 20, 0x204E0000);
+  put32(padded, 29, __builtin_bswap32(uint32_t(crc32(0, padded.data() + 12, 17))));
+  Bytes big(2000000 + 12, 0);
+  put32(big, 0, __builtin_bswap32(2000000)), std::memcpy(&big[4], "prVt", 4);
+  put32(big, 2000008, __builtin_bswap32(uint32_t(crc32(0, big.data() + 4, 2000004))));
+  padded.insert(padded.begin() + 33, big.begin(), big.end());
   const struct { const char* name; Bytes file; std::string trace; bool released; } cases[] = {
       {"16 bits", make_png(4, 4, PNG_COLOR_TYPE_GRAY, 16, Bytes(32)), depth, false},
       {"1 bit", make_png(4, 4, PNG_COLOR_TYPE_PALETTE, 1, Bytes(4)), depth, false},
@@ -299,6 +308,7 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
       {"damaged header", header, jump, false},
       {"more pixels than the file can hold", huge, jump, false},
       {"huge text chunk", text, jump, false},
+      {"few image data behind a large chunk", padded, jump, false},
       {"cut in the image data", Bytes(good.begin(), good.begin() + good.size() / 2), jump, true},
       {"bad signature", Bytes{0x89, 'P', 'N', 'G', 0, 0, 0, 0, 1, 2, 3}, jump, false},
   };

@@ -68,9 +68,9 @@ QUELT_API void sf_image_bmp_expand_2432(sf_surface* surface, uint8_t alpha);
 
 /* Reads an 8-bit PNG file. Bit depths other than 8 fail with "invalid bit depth". Grey with
    alpha is read as its grey values into a 1-byte surface, the alpha dropped. Interlaced files
-   are read too. Sides above 1,000,000 pixels, and image data that the file is too short to
-   hold even at deflate's best ratio, are refused as bad data ("png_jmpbuf") before the surface
-   is made. When libpng refuses the file after the surface was made, the surface is released;
+   are read too. Sides above 1,000,000 pixels, and pixels that the file's image data chunks
+   are too short to hold even at deflate's best ratio (whatever else the file holds), are
+   refused as bad data ("png_jmpbuf") before the surface is made. When libpng refuses the file after the surface was made, the surface is released;
    failures before that leave it unchanged. */
 QUELT_API int32_t sf_image_png_read(sf_surface* surface, const char* path);
 /* The same operation as sf_image_png_read. */
