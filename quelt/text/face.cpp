@@ -175,6 +175,78 @@ int32_t kerning(const sf_face* face, uint16_t left, uint16_t right) {
 // Measured width of a glyph: at least its bitmap, at least its advance.
 inline int32_t glyph_width(const sf_glyph* g) { return std::max(g->advance_x, g->surface.width); }
 
+// FreeType reads the font file through this stream rather than through a memory map: a read
+// opens the file, reads and closes it again, so no file stays open between calls, and a file
+// that shrinks or goes away while its face is open makes the read come up short, which FreeType
+// turns into an error (a refused glyph) instead of the bus error of a mapped page that no
+// longer exists. FreeType's many small reads are served from a window of the file that the
+// stream keeps, the whole file up to 1 MiB (most fonts: one read for the face and all its
+// glyphs), so that a face costs a few file reads, not one per table field. The block holds the
+// stream record, the path and the window; FreeType's call of `close` (at FT_Done_Face, or when
+// opening the face fails) frees it.
+constexpr unsigned long font_window_limit = 1024 * 1024;
+
+struct font_stream {
+  FT_StreamRec stream;
+  unsigned long window_start, window_length, window_size;
+  unsigned char* window;  // in the same block, after the path
+  char path[1];
+};
+
+// Up to `count` bytes of the file from `offset`; the number read.
+unsigned long read_file(const char* path, unsigned long offset, unsigned char* buffer, unsigned long count) {
+  FILE* file = std::fopen(path, "rb");
+  if (!file) return 0;
+  unsigned long got = 0;
+  if (offset <= static_cast<unsigned long>(std::numeric_limits<long>::max()) &&
+      std::fseek(file, static_cast<long>(offset), SEEK_SET) == 0)
+    got = static_cast<unsigned long>(std::fread(buffer, 1, count, file));
+  std::fclose(file);
+  return got;
+}
+
+unsigned long read_font(FT_Stream stream, unsigned long offset, unsigned char* buffer, unsigned long count) {
+  if (count == 0) return offset <= stream->size ? 0 : 1;  // a seek: 0 is success
+  font_stream* font = reinterpret_cast<font_stream*>(stream);
+  if (count > font->window_size) return read_file(font->path, offset, buffer, count);
+  if (offset < font->window_start || offset - font->window_start + count > font->window_length) {
+    // A window that would run past the end of the file starts earlier, so that it covers as
+    // much of the file as it can hold.
+    font->window_start = std::min(offset, stream->size - font->window_size);
+    font->window_length = read_file(font->path, font->window_start, font->window, font->window_size);
+  }
+  const unsigned long at = offset - font->window_start;
+  const unsigned long n = std::min(count, font->window_length > at ? font->window_length - at : 0);
+  std::memcpy(buffer, font->window + at, n);
+  return n;
+}
+
+void close_font(FT_Stream stream) { std::free(stream); }
+
+// Opens the first face of the file at `path` through a font_stream; FreeType's error code.
+FT_Error open_face(const char* path, FT_Face* ft) {
+  FILE* file = path ? std::fopen(path, "rb") : nullptr;
+  if (!file) return FT_Err_Cannot_Open_Resource;
+  const bool sized = std::fseek(file, 0, SEEK_END) == 0;
+  const long size = sized ? std::ftell(file) : -1;
+  std::fclose(file);
+  if (size <= 0) return FT_Err_Invalid_Stream_Operation;
+  const size_t length = std::strlen(path);
+  const unsigned long window = std::min(static_cast<unsigned long>(size), font_window_limit);
+  font_stream* font = static_cast<font_stream*>(std::calloc(1, sizeof(font_stream) + length + window));
+  if (!font) return FT_Err_Out_Of_Memory;
+  std::memcpy(font->path, path, length + 1);
+  font->window = reinterpret_cast<unsigned char*>(font->path) + length + 1;
+  font->window_size = window;
+  font->stream.size = static_cast<unsigned long>(size);
+  font->stream.read = read_font;
+  font->stream.close = close_font;
+  FT_Open_Args args{};
+  args.flags = FT_OPEN_STREAM;
+  args.stream = &font->stream;
+  return FT_Open_Face(ft_library, &args, 0, ft);
+}
+
 }  // namespace
 
 extern "C" {
@@ -205,7 +277,7 @@ int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
   }
 
   FT_Face ft = nullptr;
-  if (FT_New_Face(ft_library, path, 0, &ft) != 0) {
+  if (open_face(path, &ft) != 0) {
     QUELT_FAIL("FT_New_Face");
     std::free(*face);
     *face = nullptr;
