@@ -45,22 +45,28 @@ int32_t to_position(double v, int32_t fallback) {
   return static_cast<int32_t>(v);
 }
 
+// The colour kernels read and write pixels of the sizes in their names: a surface of another
+// size is left alone rather than read or written past its rows.
+bool sizes_fit(const sf_surface* dst, const sf_surface* src, int32_t src_bpp) {
+  return dst->pixels && src->pixels && dst->bytes_per_pixel == 4 && src->bytes_per_pixel == src_bpp;
+}
+
 }  // namespace
 
 extern "C" {
 
 void sf_blend_4b4b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  if (!dst->pixels || !src->pixels) return;
+  if (!sizes_fit(dst, src, 4)) return;
   kernels_for(dst, dst_rect, 4, src, src_rect, 4).blend_4b4b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_4b1b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  if (!dst->pixels || !src->pixels) return;
+  if (!sizes_fit(dst, src, 1)) return;
   kernels_for(dst, dst_rect, 4, src, src_rect, 1).blend_4b1b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_4b3b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  if (!dst->pixels || !src->pixels) return;
+  if (!sizes_fit(dst, src, 3)) return;
   kernels_for(dst, dst_rect, 4, src, src_rect, 3).blend_4b3b(dst, dst_rect, src, src_rect);
 }
 
