@@ -163,13 +163,55 @@ inline sf_glyph* resolve(sf_face* face, uint32_t code) {
 
 inline bool has_kerning(const sf_face* face) { return (face->ft_face->face_flags & FT_FACE_FLAG_KERNING) != 0; }
 
+// Kerning of pairs of code units as FreeType gives it (two glyph index look-ups and a search of
+// the kerning table, each a binary search), remembered in a direct-mapped table. The table holds
+// the answers for one size: it notes the FreeType face, size object and scale it was filled for,
+// and starts empty again when an application changes any of them through the public FT_Face.
+// It lives in the face's block, after the public record.
+struct kerning_table {
+  FT_Face face;
+  FT_Size size;
+  FT_Fixed x_scale;
+  FT_UShort x_ppem;
+  // Key (left << 16 | right) and kerning in pixels. Key 0 marks an empty entry: a string never
+  // asks for a pair of zero units, since a zero unit ends it.
+  struct entry {
+    uint32_t pair;
+    int32_t pixels;
+  } entries[4096];
+};
+
+struct face_block {
+  sf_face face;  // first: the application's pointer is the block's
+  kerning_table kerning;
+};
+
+// The face's table, emptied first when the face's size is not the one it was filled for.
+kerning_table& kerning_of(sf_face* face) {
+  kerning_table& t = reinterpret_cast<face_block*>(face)->kerning;
+  const FT_Face ft = face->ft_face;
+  if (t.face != ft || t.size != ft->size || t.x_scale != ft->size->metrics.x_scale ||
+      t.x_ppem != ft->size->metrics.x_ppem) {
+    std::memset(&t, 0, sizeof t);
+    t.face = ft;
+    t.size = ft->size;
+    t.x_scale = ft->size->metrics.x_scale;
+    t.x_ppem = ft->size->metrics.x_ppem;
+  }
+  return t;
+}
+
 // Horizontal kerning between two units of the string, in whole pixels.
-int32_t kerning(const sf_face* face, uint16_t left, uint16_t right) {
-  const FT_UInt r = FT_Get_Char_Index(face->ft_face, right);
-  const FT_UInt l = FT_Get_Char_Index(face->ft_face, left);
+int32_t kerning(kerning_table& table, uint16_t left, uint16_t right) {
+  const uint32_t pair = uint32_t{left} << 16 | right;
+  kerning_table::entry& e = table.entries[(pair * 2654435761u) >> 20];
+  if (e.pair == pair) return e.pixels;
+  const FT_UInt r = FT_Get_Char_Index(table.face, right);
+  const FT_UInt l = FT_Get_Char_Index(table.face, left);
   FT_Vector delta{0, 0};
-  FT_Get_Kerning(face->ft_face, l, r, FT_KERNING_DEFAULT, &delta);
-  return pixels_of(delta.x);
+  FT_Get_Kerning(table.face, l, r, FT_KERNING_DEFAULT, &delta);
+  e = {pair, pixels_of(delta.x)};
+  return e.pixels;
 }
 
 // Measured width of a glyph: at least its bitmap, at least its advance.
@@ -252,13 +294,13 @@ FT_Error open_face(const char* path, FT_Face* ft) {
 extern "C" {
 
 int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
-  *face = static_cast<sf_face*>(std::malloc(sizeof(sf_face)));
+  *face = static_cast<sf_face*>(std::malloc(sizeof(face_block)));
   if (!*face) {
     QUELT_FAIL("malloc");
     QUELT_EXIT();
     return 0;
   }
-  std::memset(*face, 0, sizeof(sf_face));
+  std::memset(*face, 0, sizeof(face_block));
 
   if (!freetype_initialized) {
     FT_Library library = nullptr;
@@ -433,11 +475,11 @@ int32_t sf_face_width(sf_face* face, const uint16_t* text, int32_t length) {
   int64_t total = 0;
   if (text) {
     if (length == 0) length = units(text);
-    const bool kern = has_kerning(face);
+    kerning_table* kern = has_kerning(face) ? &kerning_of(face) : nullptr;
     for (int32_t i = 0; i < length && text[i]; ++i) {
       const sf_glyph* g = resolve(face, text[i]);
       if (!g) continue;
-      if (kern && i) total += kerning(face, text[i - 1], text[i]);
+      if (kern && i) total += kerning(*kern, text[i - 1], text[i]);
       total = bounded(total + glyph_width(g) + spacing);
     }
   }
@@ -462,12 +504,12 @@ void sf_face_string(sf_face* face, sf_surface* surface, const uint16_t* text, in
   if (!text || text[0] == 0 || length <= 0) return;
 
   const int64_t spacing = face->spacing;
-  const bool kern = has_kerning(face);
+  kerning_table* kern = has_kerning(face) ? &kerning_of(face) : nullptr;
   int64_t pen_x = bounded(x - dx);
   int64_t pen_y = bounded(y - dy);
   for (int32_t i = 0;;) {
     if (sf_glyph* g = resolve(face, text[i])) {
-      if (kern && i) pen_x += kerning(face, text[i - 1], text[i]);
+      if (kern && i) pen_x += kerning(*kern, text[i - 1], text[i]);
       sf_blend(surface, &g->surface, nullptr, saturate(pen_x + g->offset_x), saturate(pen_y + g->offset_y), nullptr);
       pen_x = bounded(pen_x + g->advance_x + spacing);
       if (pen_x >= surface->width) break;
