@@ -99,8 +99,9 @@ QUELT_API int32_t sf_image_bmp_read(sf_surface* surface, const char* path);
    @par Failure trace
    "" after sf_image_bmp_read fails. */
 QUELT_API int32_t sf_image_bmp_load(sf_surface* surface, const char* path);
-/** Writes a 32-bit top-down BMP file. Write errors after the file was opened (a full disk)
-   are not noticed.
+/** Writes a 32-bit top-down BMP file. Write errors after the file was opened are not
+   noticed: on a full disk the result is still 1, and the file is as far as it could be
+   written.
    @param surface the surface, 4 bytes per pixel.
    @param path the file.
    @return 1, or 0 on failure: a surface that is not 4 bytes per pixel, has no pixels, or whose
@@ -125,8 +126,8 @@ QUELT_API void sf_image_bmp_expand_2432(sf_surface* surface, uint8_t alpha);
    @par Failure trace
    "fopen" when the file cannot be opened; "png_create_read_struct" and
    "png_create_info_struct" when libpng cannot start; "png_jmpbuf" when libpng refuses the file
-   (bad signature or data, sides above 1,000,000 pixels, image data the file is too short to
-   hold); "invalid bit depth" for a depth other than 8; "invalid color type"; "" after the
+   (bad signature or data, sides above 1,000,000 pixels, more pixels than the image data
+   chunks can hold even at deflate's best ratio); "invalid bit depth" for a depth other than 8; "invalid color type"; "" after the
    surface cannot be made; "malloc" when the row table cannot be allocated. */
 QUELT_API int32_t sf_image_png_read(sf_surface* surface, const char* path);
 /** The same operation as sf_image_png_read.
@@ -136,7 +137,8 @@ QUELT_API int32_t sf_image_png_read(sf_surface* surface, const char* path);
    @par Failure trace
    As sf_image_png_read. */
 QUELT_API int32_t sf_image_png_load(sf_surface* surface, const char* path);
-/** Writes the surface as a PNG file at the stream's position and leaves the stream open.
+/** Writes the surface as a PNG file at the stream's position, flushes the stream and leaves
+   it open.
    @param surface the surface.
    @param stream a stream open for binary writing.
    @return 1, or 0 on failure: a surface without pixels (a zero or negative side or pixel size)
@@ -144,16 +146,18 @@ QUELT_API int32_t sf_image_png_load(sf_surface* surface, const char* path);
    @par Failure trace
    "png_create_write_struct" and "png_create_info_struct" when libpng cannot start; "" or
    "setjmp" when libpng fails while writing; "malloc" when the row table cannot be
-   allocated. */
+   allocated; "fflush" when the flush fails (a full disk). */
 QUELT_API int32_t sf_image_png_store_stream(sf_surface* surface, FILE* stream);
 /** Creates the file and writes the surface to it with sf_image_png_store_stream. A surface
-   without pixels is refused before the file is opened; a file begun stays behind as far as it
-   was written.
+   without pixels is refused before the file is opened, so an existing file is not truncated
+   for nothing; a file begun stays behind as far as it was written, and a file that is not
+   whole is never reported as stored.
    @param surface the surface.
    @param path the file.
    @return 1, or 0 on failure.
    @par Failure trace
-   "fopen" when the file cannot be created; the traces of sf_image_png_store_stream. */
+   "fopen" when the file cannot be created; the traces of sf_image_png_store_stream; "fclose"
+   when closing fails after a successful write. */
 QUELT_API int32_t sf_image_png_store(sf_surface* surface, const char* path);
 /** Widens in place width × height packed 3-byte pixels at the start of the buffer into
    4-byte pixels. Does nothing to a surface that is not 4 bytes per pixel or has no pixels.

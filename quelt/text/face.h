@@ -13,6 +13,11 @@
    line, not the baseline. The target of the drawing calls must have 4 bytes per pixel;
    anything else draws nothing.
 
+   The font file is read with ordinary reads and not kept open between calls: a face keeps up
+   to 1 MiB of it (the whole file for most fonts) and opens it again for a part outside that. A
+   font file may be replaced or deleted at any time; a face whose file shrank or went away
+   refuses glyphs ("FT_Load_Char") instead of crashing.
+
    The fields `force_autohint`, `lcd`, `mono`, `spacing` and `on_glyph` are the application's to
    set after sf_face_create: all but `spacing` apply to glyphs loaded afterwards.
 
