@@ -113,8 +113,8 @@ struct ctl_window_rec {
 /** The name of the window class, "ctl_window_class" in UTF-16. */
 QUELT_API extern const uint16_t ctl_window_class[17];
 
-/** Makes a hidden window of the given client size and caption (ctl_window_create, then
-   ctl_window_move and the caption).
+/** Makes a hidden window of the given client size and caption (ctl_window_create, the
+   caption, then ctl_window_move, whose size message makes the surface).
    @param window receives the new window on success; untouched on failure.
    @param caption the caption, a zero-terminated UTF-16 string.
    @param width client width in pixels.
