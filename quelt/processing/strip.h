@@ -13,7 +13,8 @@ QUELT_EXTERN_C_BEGIN
 
 /** Builds or renews the surface's skip table (`strip`), reusing its block.
    @param surface the surface.
-   @return 1, or 0 with `strip` null (the surface stays usable; blends then read every pixel).
+   @return 1; 0 silently for a surface with a size but no pixels; 0 with `strip` null when the
+           table cannot be allocated (the surface stays usable; blends then read every pixel).
    @par Failure trace
    "malloc" when the table cannot be allocated. */
 QUELT_API int32_t sf_strip(sf_surface* surface);

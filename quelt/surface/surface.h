@@ -6,7 +6,8 @@
 
    The record lies in memory that the caller provides: sf_create fills it and sf_release
    empties it. The application sets `color` and the anchors directly; drawing calls read them
-   from the target surface.
+   from the target surface. A surface with a size but no pixels (a window whose bitmap could not
+   be made) is refused by every operation that reads or writes pixels: nothing is drawn or read.
 
    @code
    sf_surface s;
