@@ -191,7 +191,7 @@ QUELT_API int32_t arch_read(arch_archive* archive, void* destination, int32_t le
            neither in the file nor in memory); a failure leaves `payload` as it was.
    @par Failure trace
    "malloc" when the block cannot be allocated; "fopen" when the file cannot be opened; "" when
-   the payload cannot be read whole. */
+   the payload cannot be reached or read whole (a seek fails, the file is too short). */
 QUELT_API int32_t arch_fetch(arch_archive* archive, arch_entry* entry);
 /** Makes the payload of the record under the cursor available in memory, reading it from
    the file unless the block is the only copy. Changes to it are dropped at arch_unlock unless
