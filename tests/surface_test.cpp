@@ -259,11 +259,11 @@ TEST(Fill, Cases) {
 TEST(ClipStack, PushNarrowsPopRestores) {
   Surface s(100, 100, 4);
   EXPECT_TRUE(sf_pop(&s) == 0 && !s.clip_stack);
-  sf_rect a{0, 0, 10, 10}, b{5, 5, 20, 20}, far{20, 20, 30, 30}, touching{10, 0, 20, 10};
+  sf_rect a{0, 0, 10, 10}, b{5, 5, 20, 20}, apart{20, 20, 30, 30}, touching{10, 0, 20, 10};
   ASSERT_EQ(sf_push(&s, &a) + sf_push(&s, &b), 2);
   EXPECT_EQ(b, (sf_rect{5, 5, 10, 10}));
   EXPECT_EQ(*s.clip, (sf_rect{5, 5, 10, 10}));
-  EXPECT_EQ(sf_push(&s, &far) + sf_push(&s, &touching), 0);
+  EXPECT_EQ(sf_push(&s, &apart) + sf_push(&s, &touching), 0);
   EXPECT_EQ(*s.clip, (sf_rect{5, 5, 10, 10}));
   ASSERT_EQ(sf_pop(&s), 1);
   EXPECT_EQ(*s.clip, (sf_rect{0, 0, 10, 10}));

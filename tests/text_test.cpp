@@ -170,16 +170,16 @@ TEST(Face, BadFilesAndFailedAllocations) {
   // The file cut short, then gone, while its face is open: glyphs not yet loaded are refused
   // with their trace, glyphs in the cache stay. The outlines are moved 1 MiB past the end of
   // the font, beyond what the face keeps of the file in memory, so that they are read late.
-  std::vector<uint8_t> far = whole;
+  std::vector<uint8_t> moved = whole;
   const auto be32 = [&](size_t at) { return uint32_t(whole[at]) << 24 | whole[at + 1] << 16 | whole[at + 2] << 8 | whole[at + 3]; };
   for (size_t rec = 12; rec < 12 + 16 * size_t(whole[4] << 8 | whole[5]); rec += 16) {
     if (std::memcmp(&whole[rec], "glyf", 4) != 0) continue;
     const uint32_t to = uint32_t((whole.size() + 3) & ~size_t(3)) + (1u << 20), from = be32(rec + 8);
-    far.resize(to + be32(rec + 12));
-    std::copy_n(whole.begin() + from, be32(rec + 12), far.begin() + to);
-    for (int i = 0; i < 4; ++i) far[rec + 8 + i] = uint8_t(to >> (24 - 8 * i));
+    moved.resize(to + be32(rec + 12));
+    std::copy_n(whole.begin() + from, be32(rec + 12), moved.begin() + to);
+    for (int i = 0; i < 4; ++i) moved[rec + 8 + i] = uint8_t(to >> (24 - 8 * i));
   }
-  const std::string live = write(dir, "live.ttf", far);
+  const std::string live = write(dir, "live.ttf", moved);
   {
     Face open(live.c_str(), 12);
     ASSERT_EQ(sf_face_check(open.f, 'A'), 1);
