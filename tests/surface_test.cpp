@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support.h"
+#include "unbacked.h"
 
 // Found by argument-dependent lookup: sf_rect lives in the global namespace.
 static bool operator==(const sf_rect& a, const sf_rect& b) {
@@ -334,3 +335,11 @@ TEST(Strip, RunsCountDownModulo256) {
 }
 
 }  // namespace
+
+// A surface with a size and no pixels, as a window's after its bitmap could not be made.
+TEST(Unbacked, EveryPixelOperationRefusesIt) {
+  sf_surface unbacked{};
+  unbacked.width = unbacked.height = 100000;
+  unbacked.bytes_per_pixel = 4;
+  qtest::expect_unbacked_refused(&unbacked, "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf");
+}

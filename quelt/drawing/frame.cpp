@@ -1,6 +1,7 @@
 #include <quelt/drawing/frame.h>
 
 #include <quelt/surface/blend.h>
+#include <quelt/surface/surface_p.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -75,6 +76,7 @@ extern "C" {
 
 void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color, uint32_t bottom_right_color,
               int32_t thickness) {
+  if (quelt::lacks_pixels(*surface)) return;  // nothing to draw on, and its colour stays
   const int64_t L = rect->left, T = rect->top, R = rect->right, B = rect->bottom;
   // Insets stop where the rectangle is used up: half its smaller side, rounded up; an empty or
   // inverted rectangle has none. When that side is odd, the last inset's two opposite edges are

@@ -2,6 +2,7 @@
 
 #include <quelt/base/trace.h>
 #include <quelt/processing/strip_p.h>
+#include <quelt/surface/surface_p.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +10,7 @@
 extern "C" {
 
 int32_t sf_strip(sf_surface* surface) {
+  if (quelt::lacks_pixels(*surface)) return 0;  // no pixels to find the empty runs of
   const size_t count = surface->width > 0 && surface->height > 0
                            ? static_cast<size_t>(surface->width) * static_cast<size_t>(surface->height)
                            : 0;

@@ -85,6 +85,7 @@ int32_t sf_blend(sf_surface* dst, sf_surface* src, const sf_rect* src_rect, int3
 
   sf_clip_result result;
   if (!sf_clip(&result, &full_dst, clip, &full_src, rect, xa, ya)) return 0;
+  if (!dst->pixels || !src->pixels) return 0;  // a surface with a size but no buffer
 
   if (!kernel) {
     if (dst->bytes_per_pixel != 4) return 0;
@@ -134,6 +135,7 @@ int32_t sf_fill(sf_surface* surface, const sf_rect* rect) {
   if (!sf_rect_clip(&full, &clip)) return 0;
   sf_rect r = rect ? *rect : full;
   if (!sf_rect_clip(&clip, &r)) return 0;
+  if (!surface->pixels) return 0;  // a size but no buffer: nothing to write into
 
   if ((surface->color >> 24) == 0) return 0;
   // Only 4-byte surfaces take 32-bit words: anything else would be written past its rows.
