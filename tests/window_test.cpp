@@ -25,6 +25,7 @@ TEST(X11, OnlyOnX11) { GTEST_SKIP() << "these tests drive an X server"; }
 #include <vector>
 
 #include "support.h"
+#include "unbacked.h"
 #include "x11_walk.h"
 
 // Xlib keeps a few process-wide blocks (locale and input-method tables) for good.
@@ -455,6 +456,14 @@ TEST_F(Windows, ResizesRemakeThePixmap) {
   ctl_window_proc(t.w->hwnd, kWmSize, 0, pack(64, 48));
   EXPECT_EQ(pixel(s, 3, 3), 0u);
   EXPECT_EQ(s->width, 64);
+  // A size whose bitmap cannot be made leaves a surface with that size and no pixels, which
+  // every drawing operation refuses.
+  {
+    qtest::Stdout out;
+    ctl_window_proc(t.w->hwnd, kWmSize, 0, pack(32000, 32000));
+  }
+  EXPECT_EQ(std::pair(s->width, s->height), std::pair(32000, 32000));
+  qtest::expect_unbacked_refused(s, "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf");
 }
 
 
