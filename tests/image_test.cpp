@@ -16,6 +16,12 @@
 
 #include "support.h"
 
+#ifdef __linux__
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+#endif
+
 namespace {
 
 using Bytes = std::vector<uint8_t>;
@@ -337,6 +343,28 @@ TEST(ImagePng, StoresSurfacesThatReadBack) {
   EXPECT_EQ(traced([&] { return sf_image_png_store(&empty.s, dir.path("e.png").c_str()); }), fail("image_png.cpp", "sf_image_png_store"));
   EXPECT_FALSE(exists(dir.path("e.png")));
 }
+
+#ifdef __linux__
+// On a full file system the PNG store fails at the flush or the close: never 1 for a file that
+// isn't whole. The BMP store doesn't look at its writes and reports 1 all the same. Needs root
+// for a small tmpfs in a mount namespace of this process's own.
+TEST(ImageStore, FullFileSystem) {
+  qtest::TempDir dir;
+  if (geteuid() != 0 || unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      mount("tmpfs", dir.dir().c_str(), "tmpfs", 0, "size=64k") != 0)
+    GTEST_SKIP() << "a 64 KiB tmpfs needs root and a mount namespace";
+  Surface s;
+  // Noise that makes a file a little over 64 KiB: its last bytes are still buffered when the
+  // writes end, so only the flush can find the file system full.
+  ASSERT_EQ(sf_create(&s.s, 128, 130, 4), 1);
+  uint32_t x = 12345;
+  for (size_t i = 0; i < 128 * 130 * 4; ++i) s.s.pixels[i] = uint8_t((x = x * 1103515245u + 12345u) >> 24);
+  EXPECT_EQ(traced([&] { return sf_image_png_store(&s.s, dir.path("f.png").c_str()); }),
+            fail("image_png.cpp", "sf_image_png_store", "fflush"));
+  EXPECT_EQ(sf_image_bmp_store(&s.s, dir.path("f.bmp").c_str()), 1);
+  umount(dir.dir().c_str());
+}
+#endif
 
 // Each allocation in turn fails: every failure is traced down to the function's exit, nothing
 // half-made is left in the surface (the sanitizer build finds any leak), and every failure the

@@ -58,7 +58,8 @@ QUELT_API int32_t sf_image_bmp_read(sf_surface* surface, const char* path);
 QUELT_API int32_t sf_image_bmp_load(sf_surface* surface, const char* path);
 /* Writes a 32-bit top-down BMP file. A surface that is not 4 bytes per pixel, or has no pixels,
    or whose file would pass 4 GiB, is refused with only the exit trace, and no file is created.
-   Write errors after the file was opened are not noticed. */
+   Write errors after the file was opened are not noticed: on a full file system the result is
+   1 with a file cut short. Use sf_image_png_store where that matters. */
 QUELT_API int32_t sf_image_bmp_store(sf_surface* surface, const char* path);
 /* Widens, in place, a raster of 3-byte pixels in rows padded to a multiple of 4 bytes into
    the surface's packed 4-byte pixels, with alpha as the fourth byte. Does nothing to a surface
@@ -79,7 +80,9 @@ QUELT_API int32_t sf_image_png_load(sf_surface* surface, const char* path);
    trace, and nothing is written. */
 QUELT_API int32_t sf_image_png_store_stream(sf_surface* surface, FILE* stream);
 /* Opens the path for writing and calls sf_image_png_store_stream. A surface without pixels is
-   refused before the file is opened, so an existing file is not truncated for nothing. */
+   refused before the file is opened, so an existing file is not truncated for nothing. The
+   result is 1 only for a whole file: a failed flush or close (a full file system) gives 0 with
+   the trace "fflush" or "fclose", and the part written stays behind. */
 QUELT_API int32_t sf_image_png_store(sf_surface* surface, const char* path);
 /* Widens, in place, width × height packed 3-byte pixels at the start of the buffer into 4-byte
    pixels with alpha as the fourth byte. Does nothing to a surface that is not 4 bytes per pixel

@@ -257,8 +257,17 @@ int32_t sf_image_png_store(sf_surface* surface, const char* path) {
     return 0;
   }
   // A failure of the stream writer has been traced there; what was written stays in the file.
+  // The last buffered bytes reach the file only at the flush and the close: a file system that
+  // is full shows there, and a file that isn't whole is no success.
   const int32_t stored = sf_image_png_store_stream(surface, file);
-  std::fclose(file);
+  const bool flushed = !stored || (std::fflush(file) == 0 && !std::ferror(file));
+  if (std::fclose(file) != 0 || !flushed) {
+    if (stored) {
+      QUELT_FAIL(flushed ? "fclose" : "fflush");
+      QUELT_EXIT();
+    }
+    return 0;
+  }
   return stored;
 }
 
