@@ -282,7 +282,7 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
   Bytes noise(64 * 64 * 4);  // hardly compressible, so that half the file cuts the image data
   for (size_t i = 0; i < noise.size(); ++i) noise[i] = uint8_t((i * 2654435761u) >> 13);
   const Bytes good = make_png(64, 64, PNG_COLOR_TYPE_RGB_ALPHA, 8, noise);
-  Bytes header = good, huge = good, text = good;
+  Bytes header = good, huge = good, text = good, padded = good;
   header[20] ^= 1;  // inside IHDR, so its checksum fails
   // A text chunk that announces 1.9 GB in a small file: skipped, never allocated.
   const uint8_t chunk[] = {0x72, 0, 0, 0x0C, 't', 'E', 'X', 't', 'C', 'o', 'm', 'm', 'e', 'n', 't'};
@@ -290,6 +290,14 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
   // A small file that announces 5000 × 5000 pixels: refused before any surface is made.
   put32(huge, 16, 0x88130000), put32(huge, 20, 0x88130000);
   put32(huge, 29, __builtin_bswap32(uint32_t(crc32(0, huge.data() + 12, 17))));
+  // 20000 × 20000 pixels from a few KB of image data and a 2 MB ancillary chunk: what counts is
+  // the image data, not the size of the file.
+  put32(padded, 16, 0x204E0000), put32(padded, 20, 0x204E0000);
+  put32(padded, 29, __builtin_bswap32(uint32_t(crc32(0, padded.data() + 12, 17))));
+  Bytes filler = {0, 0x20, 0, 0, 'z', 'z', 'Z', 'z'};
+  filler.resize(8 + (2u << 20) + 4, 0x55);
+  put32(filler, filler.size() - 4, __builtin_bswap32(uint32_t(crc32(0, filler.data() + 4, filler.size() - 8))));
+  padded.insert(padded.begin() + 33, filler.begin(), filler.end());
   const struct { const char* name; Bytes file; std::string trace; bool released; } cases[] = {
       {"16 bits", make_png(4, 4, PNG_COLOR_TYPE_GRAY, 16, Bytes(32)), depth, false},
       {"1 bit", make_png(4, 4, PNG_COLOR_TYPE_PALETTE, 1, Bytes(4)), depth, false},
@@ -298,6 +306,7 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
       {"damaged header", header, jump, false},
       {"more pixels than the file can hold", huge, jump, false},
       {"huge text chunk", text, jump, false},
+      {"more pixels than the image data can hold", padded, jump, false},
       {"cut in the image data", Bytes(good.begin(), good.begin() + good.size() / 2), jump, true},
       {"bad signature", Bytes{0x89, 'P', 'N', 'G', 0, 0, 0, 0, 1, 2, 3}, jump, false},
   };

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -24,16 +25,29 @@ constexpr png_uint_32 kMaxSide = 1000000;
 constexpr png_uint_32 kMaxChunks = 1000;
 constexpr png_alloc_size_t kMaxChunkBytes = 8u << 20;
 // Deflate never does better than 1032 to 1 (a 258-byte match in two bits), so image data that
-// would need more than that from the whole file can't be in it.
+// would need more than that from the file's compressed data (its IDAT chunks) can't be in it.
 constexpr uint64_t kDeflateBestRatio = 1032;
 
-// Size of an open file in bytes, or -1 when the stream can't tell; the position goes back to
-// the start.
-int64_t file_size(FILE* file) {
-  if (std::fseek(file, 0, SEEK_END) != 0) return -1;
-  const long size = std::ftell(file);
+// Bytes of compressed image data in an open PNG file: the lengths of its IDAT chunks, summed
+// by a walk over the chunk headers up to IEND, the end of the file or a length that no chunk
+// may have. Every step moves at least 12 bytes on, so the walk ends. Large ancillary chunks
+// count for nothing. The position goes back to the start.
+uint64_t compressed_bytes(FILE* file) {
+  uint64_t total = 0;
+  unsigned char head[8];
+  if (std::fseek(file, 8, SEEK_SET) == 0) {  // past the signature
+    while (std::fread(head, 1, 8, file) == 8) {
+      const uint32_t length = uint32_t{head[0]} << 24 | uint32_t{head[1]} << 16 | uint32_t{head[2]} << 8 | head[3];
+      if (length > 0x7FFFFFFFu || std::memcmp(head + 4, "IEND", 4) == 0) break;
+      if (std::memcmp(head + 4, "IDAT", 4) == 0) total += length;
+      // Data and checksum; the long stays within 32 bits for every platform.
+      if (std::fseek(file, static_cast<long>(length / 2), SEEK_CUR) != 0 ||
+          std::fseek(file, static_cast<long>(length - length / 2 + 4), SEEK_CUR) != 0)
+        break;
+    }
+  }
   std::rewind(file);
-  return size < 0 ? -1 : size;
+  return total;
 }
 
 // Ends a read that failed: the row table, the surface when it was made, both libpng
@@ -66,7 +80,7 @@ int32_t sf_image_png_read(sf_surface* surface, const char* path) {
     QUELT_EXIT();
     return 0;
   }
-  const int64_t size = file_size(file);
+  const uint64_t compressed = compressed_bytes(file);
   png_structp volatile const png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   if (!png) {
     QUELT_FAIL("png_create_read_struct");
@@ -120,11 +134,10 @@ int32_t sf_image_png_read(sf_surface* surface, const char* path) {
   const png_uint_32 width = png_get_image_width(png, info);
   const png_uint_32 height = png_get_image_height(png, info);
   const int32_t bytes_per_pixel = type == PNG_COLOR_TYPE_RGB || type == PNG_COLOR_TYPE_RGB_ALPHA ? 4 : 1;
-  // Checked before libpng sizes its row buffers and before the surface is made: a small file
-  // must not make either ask for more than its data could ever fill.
+  // Checked before libpng sizes its row buffers and before the surface is made: a file with
+  // little image data must not make either ask for more than that data could ever fill.
   const uint64_t packed = uint64_t{width} * height * png_get_channels(png, info);
-  if (size >= 0 && packed > static_cast<uint64_t>(size) * kDeflateBestRatio)
-    png_error(png, "image data larger than the file can hold");
+  if (packed > compressed * kDeflateBestRatio) png_error(png, "image data larger than the file can hold");
 
   // Grey with alpha keeps its grey values; RGB and RGBA come as B, G, R (, A), the memory order
   // of a 4-byte pixel. Interlaced files are put together by libpng.
