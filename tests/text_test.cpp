@@ -167,6 +167,19 @@ TEST(Face, BadFilesAndFailedAllocations) {
               shape("face.cpp", "sf_face_create", "FT_New_Face")) << size;
     EXPECT_EQ(f, nullptr);
   }
+  // A font file cut short while its face is open: a small one was read whole and still gives
+  // its glyphs; a large one (here padded past 16 MiB) is read piecewise, and the next glyph
+  // fails with its trace. Neither raises a signal.
+  for (const size_t size : {whole.size(), size_t(16 << 20) + 1}) {
+    const std::string path = write(dir, "shrinks.ttf", whole);
+    std::filesystem::resize_file(path, size);
+    Face face(path.c_str(), 12);
+    ASSERT_EQ(sf_face_check(face.f, 'A'), 1);
+    std::filesystem::resize_file(path, 1000);
+    const bool whole_in_memory = size == whole.size();
+    EXPECT_EQ(traced(-1, [&] { EXPECT_EQ(sf_face_check(face.f, 'Q'), whole_in_memory ? 1 : 0); }),
+              whole_in_memory ? "" : shape("face.cpp", "sf_face_check", "FT_Load_Char")) << size;
+  }
   // Every allocation fails once in turn: a traced failure with nothing left, or a whole face.
   const std::set<std::string> traces = {shape("face.cpp", "sf_face_create", "malloc"),
                                         shape("face.cpp", "sf_face_create", "FT_New_Face"),

@@ -172,6 +172,70 @@ int32_t kerning(const sf_face* face, uint16_t left, uint16_t right) {
   return pixels_of(delta.x);
 }
 
+// The font file behind a face, read through plain stdio and never mapped: a file that shrinks
+// or goes away while its face is open makes a later glyph fail to load instead of raising a
+// signal. A file up to kFontInMemory bytes is read whole when the face is made; a larger one is
+// opened, read and closed again for every read FreeType makes, so that no file stays open
+// between calls. FreeType calls close from FT_Done_Face, and from FT_Open_Face when that fails.
+constexpr long kFontInMemory = 16L << 20;
+
+struct FontStream {
+  FT_StreamRec rec;
+  char* path;  // the large-file case only
+};
+
+void close_font(FT_Stream stream) {
+  FontStream* font = reinterpret_cast<FontStream*>(stream);
+  std::free(font->rec.base);
+  std::free(font->path);
+  std::free(font);
+}
+
+// FreeType's read: `count` bytes at `offset`, the number read as the result; a count of 0 is a
+// seek, which gives 0 when the offset lies within the file.
+unsigned long read_font(FT_Stream stream, unsigned long offset, unsigned char* buffer, unsigned long count) {
+  const FontStream* font = reinterpret_cast<const FontStream*>(stream);
+  if (count == 0) return offset > stream->size;
+  if (offset > stream->size) return 0;
+  FILE* file = std::fopen(font->path, "rb");
+  if (!file) return 0;
+  const unsigned long got =
+      std::fseek(file, static_cast<long>(offset), SEEK_SET) == 0 ? std::fread(buffer, 1, count, file) : 0;
+  std::fclose(file);
+  return got;
+}
+
+// Opens the first face of the font file at `path` through a FontStream; FreeType's result.
+FT_Error open_font(const char* path, FT_Face* ft) {
+  FILE* file = path ? std::fopen(path, "rb") : nullptr;
+  if (!file) return FT_Err_Cannot_Open_Resource;
+  FontStream* font = static_cast<FontStream*>(std::calloc(1, sizeof(FontStream)));
+  long size = -1;
+  if (font && std::fseek(file, 0, SEEK_END) == 0) size = std::ftell(file);
+  bool ready = size >= 0;
+  if (ready && size <= kFontInMemory) {
+    font->rec.base = static_cast<unsigned char*>(std::malloc(static_cast<size_t>(size) + 1));
+    ready = font->rec.base && std::fseek(file, 0, SEEK_SET) == 0 &&
+            std::fread(font->rec.base, 1, static_cast<size_t>(size), file) == static_cast<size_t>(size);
+  } else if (ready) {
+    font->path = static_cast<char*>(std::malloc(std::strlen(path) + 1));
+    ready = font->path != nullptr;
+    if (ready) std::strcpy(font->path, path);
+    font->rec.read = read_font;
+  }
+  std::fclose(file);
+  if (!ready) {
+    if (font) close_font(&font->rec);
+    return font ? FT_Err_Cannot_Open_Stream : FT_Err_Out_Of_Memory;
+  }
+  font->rec.size = static_cast<unsigned long>(size);
+  font->rec.close = close_font;
+  FT_Open_Args args{};
+  args.flags = FT_OPEN_STREAM;
+  args.stream = &font->rec;
+  return FT_Open_Face(ft_library, &args, 0, ft);
+}
+
 // Measured width of a glyph: at least its bitmap, at least its advance.
 inline int32_t glyph_width(const sf_glyph* g) { return std::max(g->advance_x, g->surface.width); }
 
@@ -205,7 +269,7 @@ int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
   }
 
   FT_Face ft = nullptr;
-  if (FT_New_Face(ft_library, path, 0, &ft) != 0) {
+  if (open_font(path, &ft) != 0) {
     QUELT_FAIL("FT_New_Face");
     std::free(*face);
     *face = nullptr;

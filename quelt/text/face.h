@@ -11,6 +11,14 @@
    `size`, else its first strike, whatever the display's resolution (FreeType lists most strikes
    at 72 dots per inch). FreeType takes a scalable size below 1 point as 1 point.
 
+   The font file is read through stdio, never mapped, and no file stays open between calls: a
+   file of up to 16 MiB is read whole into memory by sf_face_create and closed; a larger one is
+   opened, read and closed again for each read FreeType makes while a call loads a glyph. A
+   file that shrinks or disappears while its face is open thus costs a large font its later
+   glyphs (a refused load with the trace "FT_Load_Char", as for any glyph that cannot be
+   loaded), a small one nothing; it never raises a signal. A file that cannot be opened or read
+   gives the trace "FT_New_Face".
+
    The fields force_autohint, lcd, mono, spacing and on_glyph are the application's to set after
    sf_face_create: the first three and on_glyph apply to glyphs loaded afterwards, spacing (pixels
    after every glyph) to every later measurement and drawing.
