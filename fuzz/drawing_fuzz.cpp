@@ -1,6 +1,7 @@
 // Drawing and filters with arbitrary arguments: lines at any float coordinates, masks of any
 // radius up to a bound, frames and shapes at any rectangle and thickness, filters on surfaces of
-// any small size and pixel size. Nothing may crash, overrun, hang or leak.
+// any small size and pixel size, and all of them on a surface that has a size but no pixels (a
+// window's after its bitmap could not be made). Nothing may crash, overrun, hang or leak.
 #include <fuzzer/FuzzedDataProvider.h>
 #include <quelt/quelt.h>
 
@@ -29,11 +30,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider in(data, size);
   sf_surface target;
   if (!sf_create(&target, in.ConsumeIntegralInRange(0, 64), in.ConsumeIntegralInRange(0, 64), 4)) return 0;
-  if (target.pixels) in.ConsumeData(target.pixels, size_t(target.width) * target.height * 4);
+  // The target starts as one repeated pixel, so that the rest of the input drives operations.
+  const uint32_t start = in.ConsumeIntegral<uint32_t>();
+  for (int32_t i = 0; i < target.width * target.height; ++i) std::memcpy(target.pixels + 4 * i, &start, 4);
   target.color = in.ConsumeIntegral<uint32_t>();
+  // A surface of any size without a buffer: every operation must refuse it.
+  uint8_t* const pixels = target.pixels;
+  if (in.ConsumeBool()) {
+    target.width = in.ConsumeIntegral<int32_t>();
+    target.height = in.ConsumeIntegral<int32_t>();
+    target.pixels = nullptr;
+  }
 
   while (in.remaining_bytes() > 0) {
-    switch (in.ConsumeIntegralInRange(0, 5)) {
+    switch (in.ConsumeIntegralInRange(0, 6)) {
       case 0: {
         const float x0 = in.ConsumeFloatingPoint<float>(), y0 = in.ConsumeFloatingPoint<float>();
         const float x1 = in.ConsumeBool() ? in.ConsumeFloatingPoint<float>() : x0 + in.ConsumeFloatingPointInRange(-90.f, 90.f);
@@ -72,6 +82,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         sf_release(&s);
         break;
       }
+      case 5: {
+        // Filters, the skip table and a 3 × 3 kernel on the target itself.
+        float weights[9];
+        for (float& w : weights) w = in.ConsumeFloatingPointInRange(-2.f, 2.f);
+        sf_threshold(&target);
+        sf_negative(&target);
+        sf_adjust(&target, in.ConsumeFloatingPoint<float>(), in.ConsumeFloatingPoint<float>(), in.ConsumeFloatingPoint<float>());
+        sf_grayscale(&target, 0);
+        sf_smooth(&target);
+        sf_strip(&target);
+        sf_kernel(&target, weights, 3, 3);
+        sf_fill(&target, nullptr);
+        break;
+      }
       default:
         target.color = in.ConsumeIntegral<uint32_t>();
         target.anchor_x = in.ConsumeFloatingPoint<float>();
@@ -79,6 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         break;
     }
   }
+  target.pixels = pixels;
   sf_release(&target);
   return 0;
 }

@@ -1,7 +1,6 @@
 #include <quelt/drawing/frame.h>
 
 #include <quelt/surface/blend.h>
-#include <quelt/surface/surface_p.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -76,7 +75,12 @@ extern "C" {
 
 void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color, uint32_t bottom_right_color,
               int32_t thickness) {
-  if (quelt::lacks_pixels(*surface)) return;  // nothing to draw on, and its colour stays
+  // Nothing to draw on (an empty surface, or one with a size and no buffer): the edges would
+  // walk a size that may be anything for nothing. The colour is left as a drawn frame leaves it.
+  if (!surface->pixels) {
+    surface->color = bottom_right_color;
+    return;
+  }
   const int64_t L = rect->left, T = rect->top, R = rect->right, B = rect->bottom;
   // Insets stop where the rectangle is used up: half its smaller side, rounded up; an empty or
   // inverted rectangle has none. When that side is odd, the last inset's two opposite edges are
@@ -108,6 +112,9 @@ void sf_shape(sf_surface* surface, sf_surface* shape, const sf_rect* rect) {
   // The first corner always goes through sf_blend, which applies and spends the anchors.
   const sf_rect top_left{0, 0, hw, hh};
   sf_blend(surface, shape, &top_left, rect->left, rect->top, nullptr);
+  // Nothing to draw on (an empty surface, or one with a size and no buffer): the edges would
+  // walk a size that may be anything for nothing.
+  if (!surface->pixels) return;
   part(surface, shape, 0, hh, hw, H, L, B - fh);     // bottom left
   part(surface, shape, hw, 0, W, hh, R - fw, T);     // top right
   part(surface, shape, hw, hh, W, H, R - fw, B - fh);  // bottom right
