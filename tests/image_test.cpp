@@ -16,9 +16,10 @@
 
 #include "support.h"
 
-#ifdef __linux__
+#ifndef _WIN32
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #endif
 
@@ -282,7 +283,7 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
   Bytes noise(64 * 64 * 4);  // hardly compressible, so that half the file cuts the image data
   for (size_t i = 0; i < noise.size(); ++i) noise[i] = uint8_t((i * 2654435761u) >> 13);
   const Bytes good = make_png(64, 64, PNG_COLOR_TYPE_RGB_ALPHA, 8, noise);
-  Bytes header = good, huge = good, text = good, padded = good;
+  Bytes header = good, huge = good, text = good;
   header[20] ^= 1;  // inside IHDR, so its checksum fails
   // A text chunk that announces 1.9 GB in a small file: skipped, never allocated.
   const uint8_t chunk[] = {0x72, 0, 0, 0x0C, 't', 'E', 'X', 't', 'C', 'o', 'm', 'm', 'e', 'n', 't'};
@@ -290,14 +291,15 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
   // A small file that announces 5000 × 5000 pixels: refused before any surface is made.
   put32(huge, 16, 0x88130000), put32(huge, 20, 0x88130000);
   put32(huge, 29, __builtin_bswap32(uint32_t(crc32(0, huge.data() + 12, 17))));
-  // 20000 × 20000 pixels from a few KB of image data and a 2 MB ancillary chunk: what counts is
-  // the image data, not the size of the file.
+  // 20000 × 20000 pixels with a 2 MB private chunk before a few KiB of image data: the image
+  // data, not the file, is what must hold the pixels.
+  Bytes padded = good;
   put32(padded, 16, 0x204E0000), put32(padded, 20, 0x204E0000);
   put32(padded, 29, __builtin_bswap32(uint32_t(crc32(0, padded.data() + 12, 17))));
-  Bytes filler = {0, 0x20, 0, 0, 'z', 'z', 'Z', 'z'};
-  filler.resize(8 + (2u << 20) + 4, 0x55);
-  put32(filler, filler.size() - 4, __builtin_bswap32(uint32_t(crc32(0, filler.data() + 4, filler.size() - 8))));
-  padded.insert(padded.begin() + 33, filler.begin(), filler.end());
+  Bytes big(2000000 + 12, 0);
+  put32(big, 0, __builtin_bswap32(2000000)), std::memcpy(&big[4], "prVt", 4);
+  put32(big, 2000008, __builtin_bswap32(uint32_t(crc32(0, big.data() + 4, 2000004))));
+  padded.insert(padded.begin() + 33, big.begin(), big.end());
   const struct { const char* name; Bytes file; std::string trace; bool released; } cases[] = {
       {"16 bits", make_png(4, 4, PNG_COLOR_TYPE_GRAY, 16, Bytes(32)), depth, false},
       {"1 bit", make_png(4, 4, PNG_COLOR_TYPE_PALETTE, 1, Bytes(4)), depth, false},
@@ -306,7 +308,7 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
       {"damaged header", header, jump, false},
       {"more pixels than the file can hold", huge, jump, false},
       {"huge text chunk", text, jump, false},
-      {"more pixels than the image data can hold", padded, jump, false},
+      {"few image data behind a large chunk", padded, jump, false},
       {"cut in the image data", Bytes(good.begin(), good.begin() + good.size() / 2), jump, true},
       {"bad signature", Bytes{0x89, 'P', 'N', 'G', 0, 0, 0, 0, 1, 2, 3}, jump, false},
   };
@@ -353,25 +355,41 @@ TEST(ImagePng, StoresSurfacesThatReadBack) {
   EXPECT_FALSE(exists(dir.path("e.png")));
 }
 
-#ifdef __linux__
-// On a full file system the PNG store fails at the flush or the close: never 1 for a file that
-// isn't whole. The BMP store doesn't look at its writes and reports 1 all the same. Needs root
-// for a small tmpfs in a mount namespace of this process's own.
-TEST(ImageStore, FullFileSystem) {
+#ifndef _WIN32
+// Stores onto a small tmpfs with no room left, and with room for a part of the file: the PNG store
+// never reports a file that is not whole as stored, the BMP store keeps its result of 1. The
+// tmpfs is mounted by a child in a mount namespace of its own (root only), which reports the
+// three results in its exit status.
+TEST(ImageFiles, StoresOntoAFullDisk) {
   qtest::TempDir dir;
-  if (geteuid() != 0 || unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-      mount("tmpfs", dir.dir().c_str(), "tmpfs", 0, "size=64k") != 0)
-    GTEST_SKIP() << "a 64 KiB tmpfs needs root and a mount namespace";
-  Surface s;
-  // Noise that makes a file a little over 64 KiB: its last bytes are still buffered when the
-  // writes end, so only the flush can find the file system full.
-  ASSERT_EQ(sf_create(&s.s, 128, 130, 4), 1);
-  uint32_t x = 12345;
-  for (size_t i = 0; i < 128 * 130 * 4; ++i) s.s.pixels[i] = uint8_t((x = x * 1103515245u + 12345u) >> 24);
-  EXPECT_EQ(traced([&] { return sf_image_png_store(&s.s, dir.path("f.png").c_str()); }),
-            fail("image_png.cpp", "sf_image_png_store", "fflush"));
-  EXPECT_EQ(sf_image_bmp_store(&s.s, dir.path("f.bmp").c_str()), 1);
-  umount(dir.dir().c_str());
+  const pid_t child = fork();
+  if (child == 0) {
+    if (!std::freopen("/dev/null", "w", stdout) || unshare(CLONE_NEWNS) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("tmpfs", dir.dir().c_str(), "tmpfs", 0, "size=64k") != 0)
+      _exit(77);
+    Surface small, noise;
+    if (!sf_create(&small.s, 8, 8, 4) || !sf_create(&noise.s, 64, 64, 4)) _exit(78);
+    uint32_t seed = 1;
+    for (size_t i = 0; i < 64 * 64 * 4; ++i) noise.s.pixels[i] = uint8_t((seed = seed * 1103515245u + 12345u) >> 24);
+    // Room for a few KiB only: the noise picture (about 16 KiB as PNG) is cut short.
+    FILE* filler = std::fopen(dir.path("filler").c_str(), "wb");
+    static char block[4096];
+    for (size_t left = 60 * 1024; left > 0 && std::fwrite(block, 1, sizeof block, filler) == sizeof block;)
+      left -= sizeof block;
+    std::fflush(filler);
+    const int partial = sf_image_png_store(&noise.s, dir.path("partial.png").c_str());
+    while (std::fwrite(block, 1, sizeof block, filler) == sizeof block) {}
+    std::fclose(filler);
+    const int full = sf_image_png_store(&small.s, dir.path("full.png").c_str());
+    const int bmp = sf_image_bmp_store(&small.s, dir.path("full.bmp").c_str());
+    _exit(partial | full << 1 | bmp << 2);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no tmpfs of our own (needs root)";
+  EXPECT_EQ(WEXITSTATUS(status), 4) << "bit 0: PNG on a nearly full disk, 1: PNG on a full one, 2: BMP";
 }
 #endif
 

@@ -75,12 +75,7 @@ extern "C" {
 
 void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color, uint32_t bottom_right_color,
               int32_t thickness) {
-  // Nothing to draw on (an empty surface, or one with a size and no buffer): the edges would
-  // walk a size that may be anything for nothing. The colour is left as a drawn frame leaves it.
-  if (!surface->pixels) {
-    surface->color = bottom_right_color;
-    return;
-  }
+  if (!surface->pixels) return;
   const int64_t L = rect->left, T = rect->top, R = rect->right, B = rect->bottom;
   // Insets stop where the rectangle is used up: half its smaller side, rounded up; an empty or
   // inverted rectangle has none. When that side is odd, the last inset's two opposite edges are
@@ -103,7 +98,7 @@ void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color,
 
 void sf_shape(sf_surface* surface, sf_surface* shape, const sf_rect* rect) {
   const int32_t W = shape->width, H = shape->height;
-  if (!shape->pixels || W <= 0 || H <= 0 || shape->bytes_per_pixel <= 0) return;
+  if (!surface->pixels || !shape->pixels || W <= 0 || H <= 0 || shape->bytes_per_pixel <= 0) return;
   // Near halves hw, hh; far halves fw, fh, one larger than the near ones when the size is odd.
   const int32_t hw = W / 2, hh = H / 2, fw = W - hw, fh = H - hh;
   const int64_t L = rect->left, T = rect->top, R = rect->right, B = rect->bottom;
@@ -112,9 +107,6 @@ void sf_shape(sf_surface* surface, sf_surface* shape, const sf_rect* rect) {
   // The first corner always goes through sf_blend, which applies and spends the anchors.
   const sf_rect top_left{0, 0, hw, hh};
   sf_blend(surface, shape, &top_left, rect->left, rect->top, nullptr);
-  // Nothing to draw on (an empty surface, or one with a size and no buffer): the edges would
-  // walk a size that may be anything for nothing.
-  if (!surface->pixels) return;
   part(surface, shape, 0, hh, hw, H, L, B - fh);     // bottom left
   part(surface, shape, hw, 0, W, hh, R - fw, T);     // top right
   part(surface, shape, hw, hh, W, H, R - fw, B - fh);  // bottom right

@@ -9,6 +9,7 @@
 
 #include <png.h>
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstddef>
 #include <cstdint>
@@ -25,26 +26,33 @@ constexpr png_uint_32 kMaxSide = 1000000;
 constexpr png_uint_32 kMaxChunks = 1000;
 constexpr png_alloc_size_t kMaxChunkBytes = 8u << 20;
 // Deflate never does better than 1032 to 1 (a 258-byte match in two bits), so image data that
-// would need more than that from the file's compressed data (its IDAT chunks) can't be in it.
+// would need more than that from the whole file can't be in it.
 constexpr uint64_t kDeflateBestRatio = 1032;
 
-// Bytes of compressed image data in an open PNG file: the lengths of its IDAT chunks, summed
-// by a walk over the chunk headers up to IEND, the end of the file or a length that no chunk
-// may have. Every step moves at least 12 bytes on, so the walk ends. Large ancillary chunks
-// count for nothing. The position goes back to the start.
-uint64_t compressed_bytes(FILE* file) {
-  uint64_t total = 0;
+// Size of an open file in bytes, or -1 when the stream can't tell; the position goes back to
+// the start.
+int64_t file_size(FILE* file) {
+  if (std::fseek(file, 0, SEEK_END) != 0) return -1;
+  const long size = std::ftell(file);
+  std::rewind(file);
+  return size < 0 ? -1 : size;
+}
+
+// The bytes of image data (IDAT chunks) in a file of `size` bytes, from a walk over the chunk
+// headers after the signature; the position goes back to the start. A chunk that runs past the
+// end counts as far as the file goes, and the walk ends there, at IEND, or at a header that
+// can't be read: libpng can never decode more data than this. -1 when the stream can't seek.
+[[gnu::noinline]] int64_t image_data_bytes(FILE* file, int64_t size) {
+  if (size < 0) return -1;
+  int64_t at = 8, total = 0;
   unsigned char head[8];
-  if (std::fseek(file, 8, SEEK_SET) == 0) {  // past the signature
-    while (std::fread(head, 1, 8, file) == 8) {
-      const uint32_t length = uint32_t{head[0]} << 24 | uint32_t{head[1]} << 16 | uint32_t{head[2]} << 8 | head[3];
-      if (length > 0x7FFFFFFFu || std::memcmp(head + 4, "IEND", 4) == 0) break;
-      if (std::memcmp(head + 4, "IDAT", 4) == 0) total += length;
-      // Data and checksum; the long stays within 32 bits for every platform.
-      if (std::fseek(file, static_cast<long>(length / 2), SEEK_CUR) != 0 ||
-          std::fseek(file, static_cast<long>(length - length / 2 + 4), SEEK_CUR) != 0)
-        break;
-    }
+  while (at + 8 <= size && std::fseek(file, static_cast<long>(at), SEEK_SET) == 0 &&
+         std::fread(head, 1, sizeof head, file) == sizeof head) {
+    const int64_t length = int64_t{head[0]} << 24 | head[1] << 16 | head[2] << 8 | head[3];
+    const int64_t data = std::min(length, size - at - 8);
+    if (std::memcmp(head + 4, "IDAT", 4) == 0) total += data;
+    if (std::memcmp(head + 4, "IEND", 4) == 0) break;
+    at += 12 + length;  // length, type, data and checksum
   }
   std::rewind(file);
   return total;
@@ -80,7 +88,7 @@ int32_t sf_image_png_read(sf_surface* surface, const char* path) {
     QUELT_EXIT();
     return 0;
   }
-  const uint64_t compressed = compressed_bytes(file);
+  const int64_t image_data = image_data_bytes(file, file_size(file));
   png_structp volatile const png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   if (!png) {
     QUELT_FAIL("png_create_read_struct");
@@ -134,10 +142,12 @@ int32_t sf_image_png_read(sf_surface* surface, const char* path) {
   const png_uint_32 width = png_get_image_width(png, info);
   const png_uint_32 height = png_get_image_height(png, info);
   const int32_t bytes_per_pixel = type == PNG_COLOR_TYPE_RGB || type == PNG_COLOR_TYPE_RGB_ALPHA ? 4 : 1;
-  // Checked before libpng sizes its row buffers and before the surface is made: a file with
-  // little image data must not make either ask for more than that data could ever fill.
+  // Checked before libpng sizes its row buffers and before the surface is made: a little image
+  // data must not make either ask for more than it could ever fill, however large the file's
+  // other chunks are.
   const uint64_t packed = uint64_t{width} * height * png_get_channels(png, info);
-  if (packed > compressed * kDeflateBestRatio) png_error(png, "image data larger than the file can hold");
+  if (image_data >= 0 && packed > static_cast<uint64_t>(image_data) * kDeflateBestRatio)
+    png_error(png, "image data larger than the file can hold");
 
   // Grey with alpha keeps its grey values; RGB and RGBA come as B, G, R (, A), the memory order
   // of a 4-byte pixel. Interlaced files are put together by libpng.
@@ -254,6 +264,12 @@ int32_t sf_image_png_store_stream(sf_surface* surface, FILE* stream) {
   png_structp done = png;
   png_infop done_info = info;
   png_destroy_write_struct(&done, &done_info);
+  // What stdio still holds must reach the file: a full disk shows only here for a small image.
+  if (std::fflush(stream) != 0) {
+    QUELT_FAIL("fflush");
+    QUELT_EXIT();
+    return 0;
+  }
   return 1;
 }
 
@@ -270,15 +286,10 @@ int32_t sf_image_png_store(sf_surface* surface, const char* path) {
     return 0;
   }
   // A failure of the stream writer has been traced there; what was written stays in the file.
-  // The last buffered bytes reach the file only at the flush and the close: a file system that
-  // is full shows there, and a file that isn't whole is no success.
   const int32_t stored = sf_image_png_store_stream(surface, file);
-  const bool flushed = !stored || (std::fflush(file) == 0 && !std::ferror(file));
-  if (std::fclose(file) != 0 || !flushed) {
-    if (stored) {
-      QUELT_FAIL(flushed ? "fclose" : "fflush");
-      QUELT_EXIT();
-    }
+  if (std::fclose(file) != 0 && stored) {
+    QUELT_FAIL("fclose");
+    QUELT_EXIT();
     return 0;
   }
   return stored;

@@ -1,7 +1,6 @@
 #include <quelt/processing/process.h>
 
 #include <quelt/base/trace.h>
-#include <quelt/surface/surface_p.h>
 
 #include "process_p.h"
 
@@ -47,7 +46,6 @@ void each_channel_byte(const sf_surface* s, F f) {
 extern "C" {
 
 int32_t sf_threshold(sf_surface* surface) {
-  if (quelt::lacks_pixels(*surface)) return 0;
   // The passes that take the lowest and the highest remaining level to 0 and 255 until none is
   // left come to this: of the k distinct levels 1..254 of a channel, the lowest ceil(k / 2) go
   // to 0 and the rest to 255. One scan finds the levels, one rewrite applies the table.
@@ -72,7 +70,7 @@ int32_t sf_threshold(sf_surface* surface) {
 }
 
 int32_t sf_grayscale(sf_surface* surface, int32_t mode) {
-  if (surface->bytes_per_pixel != 4 || (mode != 0 && mode != 1) || quelt::lacks_pixels(*surface)) return 0;
+  if (surface->bytes_per_pixel != 4 || (mode != 0 && mode != 1)) return 0;
   const size_t n = pixel_count(surface);
   const uint8_t* p = surface->pixels;
   if (mode == 0) {
@@ -97,7 +95,6 @@ int32_t sf_grayscale(sf_surface* surface, int32_t mode) {
 }
 
 int32_t sf_negative(sf_surface* surface) {
-  if (quelt::lacks_pixels(*surface)) return 0;
   const size_t count = pixel_count(surface) * static_cast<size_t>(surface->bytes_per_pixel);
   uint8_t* p = surface->pixels;
   size_t i = 0;
@@ -107,7 +104,6 @@ int32_t sf_negative(sf_surface* surface) {
 }
 
 int32_t sf_adjust(sf_surface* surface, float gamma, float gain, float offset) {
-  if (quelt::lacks_pixels(*surface)) return 0;
   // Every byte value maps through the same curve: work it out once for the 256 values.
   const float e = static_cast<float>(1.0 / static_cast<double>(gamma));
   uint8_t table[256];

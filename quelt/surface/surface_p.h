@@ -1,14 +1,12 @@
-// Shared inside the library: the test for a surface that cannot be drawn on or read.
+// Surface making inside the library.
 #pragma once
 
 #include <quelt/surface/surface.h>
 
 namespace quelt {
 
-// A surface that claims a size but has no buffer behind it, as a window's surface after its
-// bitmap could not be made: every operation that reads or writes pixels refuses it.
-inline bool lacks_pixels(const sf_surface& s) {
-  return s.width > 0 && s.height > 0 && s.bytes_per_pixel > 0 && !s.pixels;
-}
+// sf_create for a caller that writes every byte of the pixels at once (a file reader): the same
+// refusals and trace, under sf_create's name, but the buffer is not cleared first.
+int32_t create_for_overwrite(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_per_pixel);
 
 }  // namespace quelt

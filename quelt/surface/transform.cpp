@@ -2,7 +2,6 @@
 
 #include <quelt/base/trace.h>
 #include <quelt/surface/clip.h>
-#include <quelt/surface/surface_p.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +10,10 @@
 
 namespace {
 
-using quelt::lacks_pixels;
+// A surface that claims a size but has no buffer behind it: nothing can be read from it.
+inline bool lacks_pixels(const sf_surface& s) {
+  return s.width > 0 && s.height > 0 && s.bytes_per_pixel > 0 && !s.pixels;
+}
 
 inline bool same_shape(const sf_surface& a, const sf_surface& b) {
   return a.width == b.width && a.height == b.height && a.bytes_per_pixel == b.bytes_per_pixel;

@@ -1,5 +1,12 @@
-# Debian's source packages for the dependencies that scripts build themselves. Sourced by a
-# script that sets $prefix (sources go to $prefix/src) and $sudo.
+# Shared by the scripts that build libraries from Debian's source packages into a prefix of
+# their own (scripts/windows-deps, scripts/fuzz-deps). Set `prefix` (the install prefix, with
+# src/ and stamps/ below it) and `sudo` (empty when root) before sourcing; messages start with
+# the script's name. build_cmake configures with the array `common` and builds with `jobs`.
+deps_name=$(basename "$0")
+
+# True when NAME was built with exactly this RECIPE (a string of versions and options).
+built() { [ -f "$prefix/stamps/$1" ] && [ "$(cat "$prefix/stamps/$1")" = "$2" ]; }
+done_with() { printf '%s' "$2" > "$prefix/stamps/$1"; }
 
 # Debian's source packages need a deb-src entry: a copy of the machine's Debian source list
 # with the source type, added once, then the package lists are refreshed.
@@ -13,7 +20,7 @@ ensure_deb_src() {
       grep -E '^deb ' /etc/apt/sources.list | sed 's/^deb /deb-src /' |
         $sudo tee "${list%.sources}.list" > /dev/null
     else
-      echo "debian-source: no Debian apt source to copy for deb-src" >&2
+      echo "$deps_name: no Debian apt source to copy for deb-src" >&2
       return 1
     fi
   fi
@@ -30,12 +37,32 @@ debian_source() {
     ensure_deb_src "$package" >&2
     for version in $(apt-cache showsrc "$package" | awk '/^Version:/ {print $2}' | sort -V -r -u); do
       if (cd "$prefix/src" && apt-get source -q "$package=$version" > "$prefix/src/$package.log" 2>&1); then
-        echo "debian-source: $package $version" >&2
+        echo "$deps_name: $package $version" >&2
         break
       fi
     done
     dir=$(find "$prefix/src" -maxdepth 1 -type d -name "$2-*" | sort | tail -n 1)
   fi
-  [ -n "$dir" ] || { echo "debian-source: no source for $package" >&2; return 1; }
+  [ -n "$dir" ] || { echo "$deps_name: no source for $package" >&2; return 1; }
   echo "$dir"
+}
+
+step() {  # name, recipe, function...
+  local name=$1 recipe=$2; shift 2
+  if built "$name" "$recipe"; then return 0; fi
+  local start=$SECONDS
+  echo "$deps_name: building $name"
+  "$@"
+  done_with "$name" "$recipe"
+  echo "$deps_name: $name built in $((SECONDS - start)) s"
+}
+
+build_cmake() {  # name, source directory, extra cmake arguments...
+  local name=$1 src=$2; shift 2
+  local dir=$prefix/build/$name
+  rm -rf "$dir"
+  cmake -S "$src" -B "$dir" "${common[@]}" "$@" > "$dir.configure.log" 2>&1 ||
+    { mkdir -p "$dir"; cat "$dir.configure.log" >&2; return 1; }
+  cmake --build "$dir" -j "$jobs" > "$dir.build.log" 2>&1 || { cat "$dir.build.log" >&2; return 1; }
+  cmake --install "$dir" > /dev/null
 }
