@@ -1,7 +1,9 @@
 // Drawing, blending and filters with arbitrary arguments: lines at any float coordinates, masks
 // of any radius up to a bound, frames and shapes at any rectangle and thickness, blends of every
 // kernel from any rectangle, fills, clip stacks and filters on surfaces of any small size and
-// pixel size. Nothing may crash, overrun, hang or leak.
+// pixel size, and all of those on a target that has a size but no pixels (as a window's surface
+// after its bitmap could not be made), whatever that size. Nothing may crash, overrun, hang or
+// leak.
 //
 // The input is read from the front, field by field (little-endian, missing bytes read as 0), so
 // that a seed file can be written by hand: the target's width and height (1 byte each, up to 64),
@@ -53,9 +55,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!sf_create(&target, in.up_to(64), in.up_to(64), 4)) return 0;
   target.color = in.take<uint32_t>();
   if (target.pixels) in.fill(target.pixels, size_t(target.width) * size_t(target.height) * 4);
+  uint8_t* const owned = target.pixels;  // given back before the release
 
   for (int ops = 0; in.left > 0 && ops < 64; ++ops) {
-    switch (in.take<uint8_t>() % 9) {
+    switch (in.take<uint8_t>() % 10) {
       case 0: {
         const float x0 = in.real(), y0 = in.real(), x1 = in.real(), y1 = in.real();
         sf_line(&target, x0, y0, x1, y1, in.take<uint32_t>());
@@ -126,6 +129,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         sf_blend(&target, &target, &r, in.take<int8_t>(), in.take<int8_t>(), in.take<uint8_t>() & 1 ? sf_blend_copy : nullptr);
         break;
       }
+      case 9:
+        // The target loses its pixels, keeping its size or taking any other: every later
+        // operation must refuse it without walking that size.
+        target.pixels = nullptr;
+        if (in.take<uint8_t>() & 1) target.width = in.take<int32_t>(), target.height = in.take<int32_t>();
+        break;
       default:
         target.color = in.take<uint32_t>();
         target.anchor_x = in.real();
@@ -135,6 +144,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   while (target.clip_stack && sf_pop(&target)) {
   }
+  target.pixels = owned;
   sf_release(&target);
   return 0;
 }
