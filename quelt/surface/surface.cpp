@@ -1,15 +1,18 @@
 #include <quelt/surface/surface.h>
+#include <quelt/surface/surface_p.h>
 
 #include <quelt/base/trace.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 
-extern "C" {
+namespace {
 
-int32_t sf_create(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_per_pixel) {
+// The work of sf_create, which traces under that name whoever the caller is.
+int32_t create(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_per_pixel, bool clear) {
   std::memset(surface, 0, sizeof *surface);
   if (width != 0 && height != 0 && bytes_per_pixel != 0) {
     // A negative dimension or a buffer beyond the 32-bit pixel addressing is refused as an
@@ -19,12 +22,13 @@ int32_t sf_create(sf_surface* surface, int32_t width, int32_t height, int32_t by
     const int64_t area = static_cast<int64_t>(width) * height;
     const bool refused = width < 0 || height < 0 || bytes_per_pixel < 0 || area > limit ||
                          area * bytes_per_pixel > limit;
-    const int64_t bytes = refused ? 0 : area * bytes_per_pixel;
-    // calloc: large buffers come as fresh zero pages, with no clearing pass over them.
-    void* pixels = refused ? nullptr : std::calloc(static_cast<size_t>(bytes), 1);
+    const size_t bytes = refused ? 0 : static_cast<size_t>(area * bytes_per_pixel);
+    // calloc: large buffers come as fresh zero pages, with no clearing pass over them. Memory
+    // that is reused from the heap does need clearing, which a reader about to fill it skips.
+    void* pixels = refused ? nullptr : clear ? std::calloc(bytes, 1) : std::malloc(bytes);
     if (!pixels) {
-      QUELT_FAIL("malloc");
-      QUELT_EXIT();
+      ::quelt::trace_fail(__FILE_NAME__, __LINE__, "sf_create", "malloc");
+      ::quelt::trace_exit(__FILE_NAME__, __LINE__, "sf_create");
       return 0;
     }
     surface->pixels = static_cast<uint8_t*>(pixels);
@@ -33,6 +37,18 @@ int32_t sf_create(sf_surface* surface, int32_t width, int32_t height, int32_t by
   surface->width = width;
   surface->height = height;
   return 1;
+}
+
+}  // namespace
+
+int32_t quelt::surface::create_uncleared(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_per_pixel) {
+  return create(surface, width, height, bytes_per_pixel, false);
+}
+
+extern "C" {
+
+int32_t sf_create(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_per_pixel) {
+  return create(surface, width, height, bytes_per_pixel, true);
 }
 
 void sf_release(sf_surface* surface) {
