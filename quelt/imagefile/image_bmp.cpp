@@ -156,7 +156,7 @@ int32_t sf_image_bmp_read(sf_surface* surface, const char* path, bool turn, bool
   // Both depths get a 4-byte surface: a padded 24-bit row never needs more than 4 bytes per
   // pixel, so the raster is read into the buffer and widened in place. Every byte of the buffer
   // is written below, by the read or by the widening, so it isn't cleared first.
-  if (!quelt::surface::create_uncleared(surface, static_cast<int32_t>(width), static_cast<int32_t>(rows), 4)) {
+  if (!quelt::create_for_overwrite(surface, static_cast<int32_t>(width), static_cast<int32_t>(rows), 4)) {
     QUELT_FAIL("");
     std::fclose(file);
     QUELT_EXIT();

@@ -42,7 +42,7 @@ int64_t file_size(FILE* file) {
 // headers after the signature; the position goes back to the start. A chunk that runs past the
 // end counts as far as the file goes, and the walk ends there, at IEND, or at a header that
 // can't be read: libpng can never decode more data than this. -1 when the stream can't seek.
-int64_t image_data_bytes(FILE* file, int64_t size) {
+[[gnu::noinline]] int64_t image_data_bytes(FILE* file, int64_t size) {
   if (size < 0) return -1;
   int64_t at = 8, total = 0;
   unsigned char head[8];

@@ -86,13 +86,17 @@ int32_t sf_blend(sf_surface* dst, sf_surface* src, const sf_rect* src_rect, int3
   const sf_rect full_src{0, 0, src->width, src->height};
   const sf_rect* rect = src_rect ? src_rect : &full_src;
 
-  // The anchors shift by a share of the rectangle as passed, then are spent.
-  const double rw = static_cast<double>(rect->right) - rect->left;
-  const double rh = static_cast<double>(rect->bottom) - rect->top;
-  const int32_t xa = to_position(x - std::floor(rw * static_cast<double>(dst->anchor_x)), x);
-  const int32_t ya = to_position(y - std::floor(rh * static_cast<double>(dst->anchor_y)), y);
-  dst->anchor_x = 0.0f;
-  dst->anchor_y = 0.0f;
+  // The anchors shift by a share of the rectangle as passed, then are spent. Anchors of 0 (most
+  // calls: text places its glyphs itself) shift nothing.
+  int32_t xa = x, ya = y;
+  if (dst->anchor_x != 0.0f || dst->anchor_y != 0.0f) {
+    const double rw = static_cast<double>(rect->right) - rect->left;
+    const double rh = static_cast<double>(rect->bottom) - rect->top;
+    xa = to_position(x - std::floor(rw * static_cast<double>(dst->anchor_x)), x);
+    ya = to_position(y - std::floor(rh * static_cast<double>(dst->anchor_y)), y);
+    dst->anchor_x = 0.0f;
+    dst->anchor_y = 0.0f;
+  }
 
   sf_clip_result result;
   if (!sf_clip(&result, &full_dst, clip, &full_src, rect, xa, ya)) return 0;

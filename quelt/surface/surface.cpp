@@ -1,9 +1,8 @@
 #include <quelt/surface/surface.h>
-#include <quelt/surface/surface_p.h>
 
 #include <quelt/base/trace.h>
+#include <quelt/surface/surface_p.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -11,8 +10,8 @@
 
 namespace {
 
-// The work of sf_create, which traces under that name whoever the caller is.
-int32_t create(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_per_pixel, bool clear) {
+// sf_create, with the buffer cleared or not. Failures trace under sf_create's name.
+int32_t make(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_per_pixel, bool cleared) {
   std::memset(surface, 0, sizeof *surface);
   if (width != 0 && height != 0 && bytes_per_pixel != 0) {
     // A negative dimension or a buffer beyond the 32-bit pixel addressing is refused as an
@@ -23,12 +22,12 @@ int32_t create(sf_surface* surface, int32_t width, int32_t height, int32_t bytes
     const bool refused = width < 0 || height < 0 || bytes_per_pixel < 0 || area > limit ||
                          area * bytes_per_pixel > limit;
     const size_t bytes = refused ? 0 : static_cast<size_t>(area * bytes_per_pixel);
-    // calloc: large buffers come as fresh zero pages, with no clearing pass over them. Memory
-    // that is reused from the heap does need clearing, which a reader about to fill it skips.
-    void* pixels = refused ? nullptr : clear ? std::calloc(bytes, 1) : std::malloc(bytes);
+    // calloc: large buffers come as fresh zero pages, with no clearing pass over them. A buffer
+    // about to be overwritten needs no clearing at all.
+    void* pixels = refused ? nullptr : cleared ? std::calloc(bytes, 1) : std::malloc(bytes);
     if (!pixels) {
-      ::quelt::trace_fail(__FILE_NAME__, __LINE__, "sf_create", "malloc");
-      ::quelt::trace_exit(__FILE_NAME__, __LINE__, "sf_create");
+      quelt::trace_fail(__FILE_NAME__, __LINE__, "sf_create", "malloc");
+      quelt::trace_exit(__FILE_NAME__, __LINE__, "sf_create");
       return 0;
     }
     surface->pixels = static_cast<uint8_t*>(pixels);
@@ -41,14 +40,14 @@ int32_t create(sf_surface* surface, int32_t width, int32_t height, int32_t bytes
 
 }  // namespace
 
-int32_t quelt::surface::create_uncleared(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_per_pixel) {
-  return create(surface, width, height, bytes_per_pixel, false);
+int32_t quelt::create_for_overwrite(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_per_pixel) {
+  return make(surface, width, height, bytes_per_pixel, false);
 }
 
 extern "C" {
 
 int32_t sf_create(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_per_pixel) {
-  return create(surface, width, height, bytes_per_pixel, true);
+  return make(surface, width, height, bytes_per_pixel, true);
 }
 
 void sf_release(sf_surface* surface) {
