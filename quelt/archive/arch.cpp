@@ -1,3 +1,51 @@
+// Decisions of this implementation where the archive's behaviour needs pinning down:
+// - A load ends on any input. A size field with its top bit set, or a payload that would begin
+//   beyond what a 32-bit position addresses, fails the load like a malformed tag (trace ""), so
+//   no seek ever goes backwards.
+// - arch_load fails (trace "") when reading a tag fails in malloc, instead of taking
+//   the failure for the end of the file: a directory cut short must not pass for the whole.
+// - arch_load refuses a path of more than 255 characters (trace "fopen"): a shortened path could
+//   name another file when payloads are fetched later.
+// - arch_load refuses silently (0, nothing read) to load a file by another path into an archive
+//   whose entries still have payloads in the file of its current `path`.
+// - A load grows the directory geometrically and trims it to the vector's usual capacity at the
+//   end; the directory costs the entries vector and nothing per entry.
+// - When arch_ff fails, the record it made is released and its out pointer left untouched; a
+//   failed arch_create stores what it built, for the caller's arch_release.
+// - Names that would not read back are refused by arch_store, silently and before the file is
+//   opened: a tag can hold 55 characters, so a leaf's name may have 1 to 53 characters and a
+//   group's 0 to 52, and a leaf's name must not end in ":" or "." (it would read as a group
+//   head or end). arch_post keeps up to 63 characters in memory; a name ending in ":" or "." is
+//   fine for a group, since the marker is the character in front of "]".
+// - arch_store also refuses silently an archive whose file would pass 2^31 - 1 bytes.
+// - arch_store to a path other than `path` (compared as text) writes a copy: every payload
+//   then stays in memory as its only copy (`offset` 0), so nothing is ever fetched from a file
+//   that `path` does not name. arch_store to `path` itself leaves the payloads loaded with
+//   their new offsets.
+// - When arch_store fails after opening the file, every payload stays in memory as its only
+//   copy (`offset` 0), since the file is incomplete. A failing fclose is traced "fclose".
+// - An entry with `offset` 0, a size above 0 and no block has lost its only copy (after
+//   arch_clean, or a failed arch_data): arch_fetch refuses it silently, so arch_lock and
+//   arch_store fail with their trace; nothing is ever read from file position 0.
+// - arch_fetch checks the payload against the file's length before it allocates, and a failed
+//   fetch leaves `payload` as it was: a block without valid content never stays behind.
+// - arch_fetch on an entry that already has a block reads into a fresh block and copies it over
+//   the old one: the address a caller holds from arch_lock stays valid, nothing is leaked.
+// - arch_read with -1 or -2 finds the terminator only inside the block; a payload without one
+//   is refused. arch_data measures a -1 or -2 source that lies inside the record's own block
+//   only within that block, and refuses a null source with -1 or -2 and any other negative
+//   length. A length of 0 leaves the record empty, with no block.
+// - arch_data allocates the new block before it lets the old one go, so a source inside the old
+//   block is copied safely; when malloc fails the old block is gone all the same (`payload`
+//   null, `size` and `offset` as they were).
+// - arch_crap on a group end refuses silently (0, nothing printed): the end is not a record and
+//   the directory stays balanced. If the directory's block cannot shrink after a deletion, the
+//   larger block is kept and the deletion still completes.
+// - arch_enter keeps the two stacks at equal depth: when the second push fails the first is
+//   taken back; when the group end cannot be inserted, the leaf stays a leaf. arch_leave pops
+//   both stacks even when a smaller block cannot be had.
+// - A null name for arch_post or arch_touch refuses silently. Names are compared within the 64
+//   characters of the field.
 #include <quelt/archive/arch.h>
 
 #include <quelt/base/trace.h>
