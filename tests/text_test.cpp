@@ -455,6 +455,9 @@ TEST(Strings, StringIsItsGlyphsAlongThePen) {
     sf_face_string(face.f, &drawn.s, units(text), 0, 3, 5);
     compose(face, &ref, &composed.s, text, 3, 5);
     EXPECT_EQ(drawn.bytes(), composed.bytes()) << lcd;
+    Target again(200, 40);  // every glyph cached now: drawing reads back what measuring noted
+    sf_face_string(face.f, &again.s, units(text), 0, 3, 5);
+    EXPECT_EQ(again.bytes(), composed.bytes()) << lcd;
 
     Target anchored(200, 40), placed(200, 40);
     anchored.s.anchor_x = 0.5f, anchored.s.anchor_y = 1.0f;
@@ -468,6 +471,25 @@ TEST(Strings, StringIsItsGlyphsAlongThePen) {
     sf_face_string(face.f, &anchored.s, units(u("")), 0, 0, 0);  // an empty string spends them too
     EXPECT_EQ(anchored.s.anchor_x, 0.0f);
     EXPECT_EQ(anchored.bytes(), before);
+  }
+}
+
+// A paragraph longer than what measuring notes for drawing, running in from the left edge: a
+// face whose glyphs and kerning are cached measures and draws it as a fresh face does.
+TEST(Strings, WarmCachesChangeNothing) {
+  std::u16string text;
+  while (text.size() < 1200) text += u("AVATAR To fly, WAVE Toyota jumps. ");
+  for (int32_t lcd : {0, 1}) {
+    Face warm(sans, 12), fresh(sans, 12);
+    warm.f->lcd = fresh.f->lcd = lcd;
+    Target first(12000, 24), again(12000, 24), other(12000, 24);
+    sf_face_string(warm.f, &first.s, units(text), 0, -40, 2);
+    const int width = sf_face_width(warm.f, units(text), 0);
+    sf_face_string(warm.f, &again.s, units(text), 0, -40, 2);
+    sf_face_string(fresh.f, &other.s, units(text), 0, -40, 2);
+    EXPECT_EQ(width, sf_face_width(fresh.f, units(text), 0));
+    EXPECT_EQ(again.bytes(), first.bytes()) << lcd;
+    EXPECT_EQ(other.bytes(), first.bytes()) << lcd;
   }
 }
 

@@ -14,6 +14,12 @@
 #include <cstdio>
 #include <cstdlib>
 
+#if !defined(_WIN32)
+#  include <cerrno>
+#  include <sys/uio.h>
+#  include <unistd.h>
+#endif
+
 namespace {
 
 constexpr size_t kFileHeader = 14;
@@ -45,10 +51,54 @@ int64_t file_size(FILE* file) {
   return size < 0 ? -1 : size;
 }
 
-// The reader under its exported name, with one more result: whether the file was top-down,
-// which only sf_image_bmp_load needs. Defined here so that its trace names the exported
-// operation that the caller used.
-int32_t sf_image_bmp_read(sf_surface* surface, const char* path, bool* top_down) {
+#if !defined(_WIN32)
+// Reads `rows` rows of `row` bytes each from `offset` on, the file's first row into the buffer's
+// last: a bottom-up raster lands top row first, with no pass to turn it. A few hundred rows go
+// to each system call, each straight into its place.
+bool read_turned(FILE* file, uint8_t* pixels, size_t row, size_t rows, off_t offset) {
+  constexpr size_t batch = 512;
+  iovec parts[batch];
+  size_t done = 0, partial = 0;  // whole rows read, and bytes of the next one
+  while (done < rows) {
+    size_t n = 0;
+    for (; n < batch && done + n < rows; ++n) {
+      const size_t skip = n == 0 ? partial : 0;
+      parts[n] = {pixels + (rows - 1 - done - n) * row + skip, row - skip};
+    }
+    const ssize_t got = preadv(fileno(file), parts, static_cast<int>(n), offset);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    offset += got;
+    const size_t bytes = partial + static_cast<size_t>(got);
+    done += bytes / row;
+    partial = bytes % row;
+  }
+  return true;
+}
+#endif
+
+// Reads the raster of `rows` rows of `row` bytes into the surface: in file order, or with
+// `turn` top row first for a bottom-up file (a file that can be read at any position, not a
+// pipe). Tells whether the rows were turned.
+bool read_raster(FILE* file, sf_surface* surface, size_t row, size_t rows, uint32_t offset, bool turn,
+                 bool* turned) {
+  *turned = false;
+#if !defined(_WIN32)
+  if (turn && rows > 1) {
+    *turned = true;
+    return read_turned(file, surface->pixels, row, rows, static_cast<off_t>(offset));
+  }
+#else
+  (void)offset;
+  (void)turn;
+#endif
+  return std::fread(surface->pixels, 1, row * rows, file) == row * rows;
+}
+
+// The reader under its exported name, with one more argument and one more result: whether the
+// caller wants the picture's top row first, and whether the file was top-down. Defined here so
+// that its trace names the exported operation that the caller used.
+int32_t sf_image_bmp_read(sf_surface* surface, const char* path, bool turn, bool* upright) {
   FILE* file = path ? std::fopen(path, "rb") : nullptr;
   if (!file) {
     QUELT_FAIL("fopen");
@@ -104,14 +154,17 @@ int32_t sf_image_bmp_read(sf_surface* surface, const char* path, bool* top_down)
     return 0;
   }
   // Both depths get a 4-byte surface: a padded 24-bit row never needs more than 4 bytes per
-  // pixel, so the raster is read into the buffer and widened in place.
+  // pixel, so the raster is read into the buffer and widened in place. Every byte of the buffer
+  // is written below, by the read or by the widening, so it isn't cleared first.
   if (!quelt::create_for_overwrite(surface, static_cast<int32_t>(width), static_cast<int32_t>(rows), 4)) {
     QUELT_FAIL("");
     std::fclose(file);
     QUELT_EXIT();
     return 0;
   }
-  if (std::fread(surface->pixels, 1, static_cast<size_t>(raster), file) != static_cast<size_t>(raster)) {
+  const size_t row = static_cast<size_t>(raster / rows);
+  bool turned = false;
+  if (!read_raster(file, surface, row, static_cast<size_t>(rows), offset, turn && height > 0 && size >= 0, &turned)) {
     QUELT_FAIL("fread");
     sf_release(surface);
     std::fclose(file);
@@ -120,7 +173,7 @@ int32_t sf_image_bmp_read(sf_surface* surface, const char* path, bool* top_down)
   }
   std::fclose(file);
   if (bits == 24) sf_image_bmp_expand_2432(surface, 255);
-  if (top_down) *top_down = height < 0;
+  if (upright) *upright = height < 0 || turned;
   return 1;
 }
 
@@ -129,17 +182,17 @@ int32_t sf_image_bmp_read(sf_surface* surface, const char* path, bool* top_down)
 extern "C" {
 
 int32_t sf_image_bmp_read(sf_surface* surface, const char* path) {
-  return sf_image_bmp_read(surface, path, nullptr);
+  return sf_image_bmp_read(surface, path, false, nullptr);
 }
 
 int32_t sf_image_bmp_load(sf_surface* surface, const char* path) {
-  bool top_down = false;
-  if (!sf_image_bmp_read(surface, path, &top_down)) {
+  bool upright = false;
+  if (!sf_image_bmp_read(surface, path, true, &upright)) {
     QUELT_FAIL("");
     QUELT_EXIT();
     return 0;
   }
-  if (!top_down) sf_flip_vertical(surface, surface);
+  if (!upright) sf_flip_vertical(surface, surface);
   return 1;
 }
 

@@ -335,6 +335,17 @@ void blend_strip_row(const K& k, uint8_t* d, const uint8_t* s, const uint8_t* st
   }
 }
 
+// A row of at most 16 pixels over a skip table, as glyph rows mostly are. When its bytes are runs
+// (strip_block), the walk processes exactly the pixels whose byte is 0: a jump from the first
+// byte lands on the first of them, or past the row. They go in one masked step, or none at all.
+template <class S, class K>
+void blend_short_row(const K& k, uint8_t* d, const uint8_t* s, const uint8_t* strip, int32_t w) {
+  uint32_t nz;
+  if (!strip_block<S>(strip, 0, w, w, nz)) return blend_strip_row<S>(k, d, s, strip, w);
+  const uint32_t m = ~nz & ((1u << w) - 1);
+  if (m) blend_block<S>(k, d, s, static_cast<size_t>(w), m);
+}
+
 // A copy over a skip table goes a stretch at a time: the pixel the walk lands on and those after
 // it whose strip byte is 0.
 template <class S, int Bpp>
@@ -380,6 +391,8 @@ template <class S, class K>
 void run(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr, const K& k) {
   walk<4, K::Bpp>(dst, dr, src, sr, blend_span<S, K>{k},
                   [&k](uint8_t* d, const uint8_t* s, const uint8_t* strip, int32_t w) {
+                    if constexpr (S::masked)
+                      if (w <= 16) return blend_short_row<S>(k, d, s, strip, w);
                     blend_strip_row<S>(k, d, s, strip, w);
                   });
 }

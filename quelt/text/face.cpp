@@ -175,12 +175,14 @@ inline bool has_kerning(const sf_face* face) { return (face->ft_face->face_flags
 
 // Kerning of pairs of code units as FreeType gives it (two glyph index look-ups and a search of
 // the kerning table, each a binary search), remembered in a direct-mapped table. The table holds
-// the answers for one size: it notes the FreeType face, size object and scale it was filled for,
-// and starts empty again when an application changes any of them through the public FT_Face.
+// the answers for one size: it notes the FreeType face, size object, scale and character map it
+// was filled for, and starts empty again when an application changes any of them through the
+// public FT_Face.
 // It lives in the face's block, after the public record.
 struct kerning_table {
   FT_Face face;
   FT_Size size;
+  FT_CharMap charmap;
   FT_Fixed x_scale;
   FT_UShort x_ppem;
   // Key (left << 16 | right) and kerning in pixels. Key 0 marks an empty entry: a string never
@@ -200,11 +202,12 @@ struct face_block {
 kerning_table& kerning_of(sf_face* face) {
   kerning_table& t = reinterpret_cast<face_block*>(face)->kerning;
   const FT_Face ft = face->ft_face;
-  if (t.face != ft || t.size != ft->size || t.x_scale != ft->size->metrics.x_scale ||
+  if (t.face != ft || t.size != ft->size || t.charmap != ft->charmap || t.x_scale != ft->size->metrics.x_scale ||
       t.x_ppem != ft->size->metrics.x_ppem) {
     std::memset(&t, 0, sizeof t);
     t.face = ft;
     t.size = ft->size;
+    t.charmap = ft->charmap;
     t.x_scale = ft->size->metrics.x_scale;
     t.x_ppem = ft->size->metrics.x_ppem;
   }
@@ -226,6 +229,77 @@ int32_t kerning(kerning_table& table, uint16_t left, uint16_t right) {
 
 // Measured width of a glyph: at least its bitmap, at least its advance.
 inline int32_t glyph_width(const sf_glyph* g) { return std::max(g->advance_x, g->surface.width); }
+
+// What measuring a string notes for drawing it: the glyph and kerning of its first characters.
+// Kept only when every glyph was already in the cache, so that no load, and no callback of the
+// application, came between measuring and drawing: then drawing gets the same answers by reading
+// them back. Otherwise `count` is 0 and drawing works each character out again.
+struct walk_record {
+  struct step {
+    const sf_glyph* glyph;
+    int32_t kerning;
+  };
+  static constexpr int32_t capacity = 512;
+  int32_t count = 0;
+  step steps[capacity];
+};
+
+// The width of a string: per glyph the larger of advance and bitmap, kerning, and spacing between
+// glyphs. With a record, notes what drawing the string will need.
+int32_t measure(sf_face* face, const uint16_t* text, int32_t length, walk_record* record) {
+  const int64_t spacing = face->spacing;
+  int64_t total = 0;
+  bool hits = true;
+  if (text) {
+    if (length == 0) length = units(text);
+    kerning_table* kern = has_kerning(face) ? &kerning_of(face) : nullptr;
+    for (int32_t i = 0; i < length && text[i]; ++i) {
+      const uint16_t code = text[i];
+      const sf_glyph* g = face->glyphs[code];
+      if (!g) {
+        hits = false;
+        g = resolve(face, code);
+        if (!g) continue;
+      }
+      const int32_t k = kern && i ? kerning(*kern, text[i - 1], code) : 0;
+      if (record && hits && i < walk_record::capacity) record->steps[i] = {g, k};
+      total = bounded(total + k + glyph_width(g) + spacing);
+    }
+    if (record && hits) record->count = std::min(length, walk_record::capacity);
+  }
+  return saturate(total - spacing);
+}
+
+// The target of a string's glyphs, settled once per string: where glyphs may land (its clip
+// rectangle within its bounds) and whether anything can be drawn at all. A glyph that lies wholly
+// inside goes straight to its blend kernel, with the rectangles sf_clip would give; any other goes
+// through sf_blend, which clips it. Either way the pixels are those of sf_blend with the default
+// kernel: the anchors are spent before the first glyph.
+struct glyph_target {
+  sf_surface* surface;
+  sf_rect box{0, 0, 0, 0};
+  bool drawable;
+
+  explicit glyph_target(sf_surface* s) : surface(s) {
+    const sf_rect full{0, 0, s->width, s->height};
+    box = s->clip ? *s->clip : full;
+    drawable = s->pixels && s->bytes_per_pixel == 4 && sf_rect_clip(&full, &box);
+  }
+
+  void draw(const sf_glyph* g, int32_t x, int32_t y) const {
+    if (!drawable) return;
+    sf_surface* src = const_cast<sf_surface*>(&g->surface);
+    const int32_t w = src->width, h = src->height;
+    const sf_blend_kernel kernel =
+        src->bytes_per_pixel == 1 ? sf_blend_4b1b : src->bytes_per_pixel == 3 ? sf_blend_4b3b : nullptr;
+    if (kernel && src->pixels && w > 0 && h > 0 && x >= box.left && y >= box.top &&
+        int64_t{x} + w <= box.right && int64_t{y} + h <= box.bottom) {
+      kernel(surface, sf_rect{x, y, x + w, y + h}, src, sf_rect{0, 0, w, h});
+      return;
+    }
+    sf_blend(surface, src, nullptr, x, y, nullptr);
+  }
+};
 
 // FreeType reads the font file through this stream rather than through a memory map: a read
 // opens the file, reads and closes it again, so no file stays open between calls, and a file
@@ -481,19 +555,7 @@ int32_t sf_face_check(sf_face* face, uint32_t code) {
 }
 
 int32_t sf_face_width(sf_face* face, const uint16_t* text, int32_t length) {
-  const int64_t spacing = face->spacing;
-  int64_t total = 0;
-  if (text) {
-    if (length == 0) length = units(text);
-    kerning_table* kern = has_kerning(face) ? &kerning_of(face) : nullptr;
-    for (int32_t i = 0; i < length && text[i]; ++i) {
-      const sf_glyph* g = resolve(face, text[i]);
-      if (!g) continue;
-      if (kern && i) total += kerning(*kern, text[i - 1], text[i]);
-      total = bounded(total + glyph_width(g) + spacing);
-    }
-  }
-  return saturate(total - spacing);
+  return measure(face, text, length, nullptr);
 }
 
 int32_t sf_face_width_glyph(sf_face* face, uint32_t code) {
@@ -505,22 +567,39 @@ void sf_face_string(sf_face* face, sf_surface* surface, const uint16_t* text, in
                     int32_t y) {
   if (!surface->pixels) return;  // nothing to draw on: no glyph is loaded, no anchor spent
   if (text && length == 0) length = units(text);
-  // Measuring also brings every glyph of the string into the cache before the first is drawn.
-  const int64_t dx = anchor_shift(surface->anchor_x, sf_face_width(face, text, length));
+  // Measuring also brings every glyph of the string into the cache before the first is drawn,
+  // and notes each character's glyph and kerning for the drawing below.
+  walk_record record;
+  const int64_t dx = anchor_shift(surface->anchor_x, measure(face, text, length, &record));
   const int64_t dy = anchor_shift(surface->anchor_y, sf_face_height(face));
   // The anchors place the whole string; sf_blend must not apply them again to each glyph.
   surface->anchor_x = 0.0f;
   surface->anchor_y = 0.0f;
   if (!text || text[0] == 0 || length <= 0) return;
 
+  const glyph_target target(surface);
   const int64_t spacing = face->spacing;
-  kerning_table* kern = has_kerning(face) ? &kerning_of(face) : nullptr;
+  kerning_table* kern = nullptr;
   int64_t pen_x = bounded(x - dx);
   int64_t pen_y = bounded(y - dy);
   for (int32_t i = 0;;) {
-    if (sf_glyph* g = resolve(face, text[i])) {
-      if (kern && i) pen_x += kerning(*kern, text[i - 1], text[i]);
-      sf_blend(surface, &g->surface, nullptr, saturate(pen_x + g->offset_x), saturate(pen_y + g->offset_y), nullptr);
+    const sf_glyph* g;
+    int32_t k = 0;
+    if (i < record.count) {
+      g = record.steps[i].glyph;
+      k = record.steps[i].kerning;
+    } else {
+      // Past what measuring noted, or after it loaded a glyph (whose callback may have changed
+      // the face): the character is resolved and kerned again, as measuring did it.
+      g = resolve(face, text[i]);
+      if (g && i && has_kerning(face)) {
+        if (!kern) kern = &kerning_of(face);
+        k = kerning(*kern, text[i - 1], text[i]);
+      }
+    }
+    if (g) {
+      pen_x += k;
+      target.draw(g, saturate(pen_x + g->offset_x), saturate(pen_y + g->offset_y));
       pen_x = bounded(pen_x + g->advance_x + spacing);
       if (pen_x >= surface->width) break;
       pen_y = bounded(pen_y - g->advance_y);
