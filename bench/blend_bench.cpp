@@ -19,9 +19,7 @@
 #include <pixman.h>
 #include <quelt/base/cpu_p.h>
 #include <quelt/processing/strip.h>
-#include <quelt/processing/strip_p.h>
 #include <quelt/surface/blend.h>
-#include <quelt/surface/blend_p.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -35,7 +33,7 @@
 
 namespace {
 
-using quelt::blend::ops;
+using ops = quelt::blend_ops;
 
 struct Surface {
   sf_surface s{};
@@ -149,8 +147,9 @@ void add_levels(const std::string& name, int size, uint32_t color,
     run(nullptr, s);
   });
   for (int l = 0; l < quelt::cpu_level_count; ++l) {
-    const ops* t = quelt::blend::ops_for(static_cast<quelt::cpu_level>(l));
-    if (!t) continue;
+    const quelt::level_fns* level = quelt::level_for(static_cast<quelt::cpu_level>(l));
+    if (!level) continue;
+    const ops* t = &level->blend;
     add(name + "/" + quelt::cpu_level_name(static_cast<quelt::cpu_level>(l)), size, [=](Scene& s) {
       s.dst.s.color = color;
       run(t, s);

@@ -93,7 +93,7 @@ void kernel_at(sf_surface* s, const float* weights, int32_t kw, int32_t kh, quel
 void level_square_5x5(benchmark::State& state, quelt::cpu_level level) {
   Picture pic;
   Weights w;
-  const quelt::kernel::interior_fn interior = quelt::kernel::interior_for(level);
+  const quelt::interior_fn interior = quelt::level_for(level)->kernel_interior;
   for (auto _ : state) {
     kernel_at(&pic.surface, w.square_weights(), 5, 5, interior);
     benchmark::DoNotOptimize(pic.surface.pixels);
@@ -104,7 +104,7 @@ void level_square_5x5(benchmark::State& state, quelt::cpu_level level) {
 void level_rows_then_columns(benchmark::State& state, quelt::cpu_level level) {
   Picture pic;
   Weights w;
-  const quelt::kernel::interior_fn interior = quelt::kernel::interior_for(level);
+  const quelt::interior_fn interior = quelt::level_for(level)->kernel_interior;
   for (auto _ : state) {
     kernel_at(&pic.surface, w.row_weights(), 5, 1, interior);
     kernel_at(&pic.surface, w.row_weights(), 1, 5, interior);
@@ -162,7 +162,7 @@ void register_all() {
   add("pixman_square_5x5", pixman_square_5x5);
   for (int l = 0; l < quelt::cpu_level_count; ++l) {
     const auto level = static_cast<quelt::cpu_level>(l);
-    if (!quelt::kernel::interior_for(level)) continue;
+    if (!quelt::level_for(level)) continue;
     const std::string name = quelt::cpu_level_name(level);
     add("level_gaussian_rows_then_columns/" + name, level_rows_then_columns, level);
     add("level_square_5x5/" + name, level_square_5x5, level);

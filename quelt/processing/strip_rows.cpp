@@ -1,3 +1,7 @@
+// The skip-table builders: the scalar one, the reference, and on x86 the SSE2 one, which every
+// x86-64 processor runs and which writes the same bytes 16 pixels at a time for 1- and 4-byte
+// pixels. The encoding itself lives in strip_p.h.
+#include <quelt/base/cpu_p.h>
 #include <quelt/processing/strip_p.h>
 
 #include <cstddef>
@@ -10,12 +14,6 @@
 
 namespace quelt::strip {
 namespace {
-
-// Writes the open run that ends before `end`: L, L − 1, ..., 1, each modulo 256.
-inline void write_run(uint8_t* end, int32_t length) {
-  uint8_t* p = end - length;
-  for (; length > 0; --length) *p++ = static_cast<uint8_t>(length);
-}
 
 // One pass per row. Bpp is the pixel size when known at compile time, 0 to use the record's.
 template <int Bpp>
@@ -94,9 +92,7 @@ void build_rows_wide(const sf_surface* s) {
 }
 #endif
 
-}  // namespace
-
-void build_scalar(const sf_surface* s) {
+void scalar(const sf_surface* s) {
   std::memset(s->strip, 0, static_cast<size_t>(s->width) * static_cast<size_t>(s->height));
   switch (s->bytes_per_pixel) {
     case 1: build<1>(s); break;
@@ -106,12 +102,17 @@ void build_scalar(const sf_surface* s) {
   }
 }
 
-void build_wide(const sf_surface* s) {
+void wide(const sf_surface* s) {
 #if defined(__SSE2__)
   if (s->bytes_per_pixel == 1) return build_rows_wide<1>(s);
   if (s->bytes_per_pixel == 4) return build_rows_wide<4>(s);
 #endif
-  build_scalar(s);
+  scalar(s);
 }
+
+}  // namespace
+
+extern const strip_fn build_scalar = scalar;
+extern const strip_fn build_sse2 = wide;
 
 }  // namespace quelt::strip

@@ -10,7 +10,7 @@
 
 namespace {
 
-using quelt::blend::ops;
+using quelt::blend_ops;
 
 // The byte range from the first to the last byte of a rectangle of a surface.
 struct span {
@@ -27,14 +27,14 @@ span bytes_of(const sf_surface* s, const sf_rect& r, int32_t w, int32_t h, size_
 // The kernels of the best level, unless the pixels read and written share memory: then the
 // scalar kernels, whose pixel-by-pixel walk order gives such a call its meaning.
 // The kernel reads `src_bpp` bytes per source pixel, whatever the record says.
-const ops& kernels_for(const sf_surface* dst, const sf_rect& dr, size_t dst_bpp, const sf_surface* src,
+const blend_ops& kernels_for(const sf_surface* dst, const sf_rect& dr, size_t dst_bpp, const sf_surface* src,
                        const sf_rect& sr, size_t src_bpp) {
   const int32_t w = dr.right - dr.left, h = dr.bottom - dr.top;
   if (w > 0 && h > 0) {
     const span a = bytes_of(dst, dr, w, h, dst_bpp), b = bytes_of(src, sr, w, h, src_bpp);
     if (a.begin < b.end && b.begin < a.end) return quelt::blend::scalar_ops;
   }
-  return quelt::blend::active();
+  return quelt::level_active().blend;
 }
 
 // Clamp a double position to the 32-bit range; NaN (from a NaN anchor) keeps the position.
@@ -139,7 +139,7 @@ int32_t sf_fill(sf_surface* surface, const sf_rect* rect) {
   // Only 4-byte surfaces take 32-bit words: anything else would be written past its rows.
   if (surface->bytes_per_pixel != 4) return 0;
 
-  quelt::blend::active().fill(surface, r);
+  quelt::level_active().blend.fill(surface, r);
   return 1;
 }
 
