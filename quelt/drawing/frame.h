@@ -14,13 +14,16 @@ QUELT_EXTERN_C_BEGIN
 /* Paints a border `thickness` pixels wide just inside `rect`: each inset one pixel wide, the
    left and top edges in `top_left_color`, the right and bottom edges in `bottom_right_color`.
    The top left corner belongs to the top edge, the other three corners to the right and bottom
-   edges, so every pixel is painted once. The surface's `color` holds `bottom_right_color`
-   afterwards, also when `thickness` is 0 or less and nothing is painted.
-   A thickness above half the rectangle's smaller side paints the whole rectangle, still each
-   pixel once: insets stop where the rectangle is used up, and the middle row or column of an
-   odd side, where the top and bottom (or left and right) edges of the last inset meet, goes to
-   `bottom_right_color`. An empty or inverted rectangle paints nothing. Only insets that reach the
-   surface are walked, so a huge rectangle or thickness costs no more than the surface does. */
+   edges, so every pixel of a border that fits the rectangle is painted once. The surface's
+   `color` holds `bottom_right_color` afterwards, also when `thickness` is 0 or less and nothing
+   is painted. Inset i fills, in this order, the left edge {L + i, T + i + 1, L + i + 1, B - i - 1}
+   and the top edge {L + i, T + i, R - i - 1, T + i + 1} of every inset, then the right edge
+   {R - i - 1, T + i, R - i, B - i} and the bottom edge {L + i, B - i - 1, R - i - 1, B - i}: all
+   of them, whatever the rectangle and thickness, each through sf_fill, so an inverted one fills
+   nothing. Past half the rectangle's smaller side, or on an empty or inverted rectangle, what
+   those rectangles still cover is painted (on {0, 0, 3, 0} with thickness 2, row 0). Only insets
+   that reach the surface are walked, so a huge rectangle or thickness costs no more than the
+   surface does. */
 QUELT_API void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color,
                         uint32_t bottom_right_color, int32_t thickness);
 

@@ -62,9 +62,10 @@ void sf_blend_4b3b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect s
 }
 
 void sf_blend_copy(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  if (dst->bytes_per_pixel != src->bytes_per_pixel) return;
-  if (dst->bytes_per_pixel < 1 || dst->bytes_per_pixel > 4) return;  // no such pixel format
+  if (dst->bytes_per_pixel != src->bytes_per_pixel || dst->bytes_per_pixel < 1) return;
   const size_t bpp = static_cast<size_t>(dst->bytes_per_pixel);
+  // The wide levels copy the pixel sizes of the formats that the library draws, 1 to 4 bytes.
+  if (bpp > 4) return quelt::blend::scalar_ops.blend_copy(dst, dst_rect, src, src_rect);
   kernels_for(dst, dst_rect, bpp, src, src_rect, bpp).blend_copy(dst, dst_rect, src, src_rect);
 }
 

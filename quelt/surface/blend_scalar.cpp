@@ -10,17 +10,18 @@ namespace quelt::blend {
 namespace {
 
 // The shared walk of every kernel: rows top to bottom, pixels left to right, over the source's
-// skip table when it has one. `Px` processes one pixel: (dst byte*, src byte*).
+// skip table when it has one. `Px` processes one pixel: (dst byte*, src byte*). A pixel size of
+// 0 stands for that of the record.
 template <int DstBpp, int SrcBpp, class Px>
 inline void walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr, Px px) {
+  const size_t db = DstBpp ? DstBpp : static_cast<size_t>(dst->bytes_per_pixel);
+  const size_t sb = SrcBpp ? SrcBpp : static_cast<size_t>(src->bytes_per_pixel);
   const int32_t w = dr.right - dr.left;
   const int32_t h = dr.bottom - dr.top;
   for (int32_t r = 0; r < h; ++r) {
-    uint8_t* d = dst->pixels +
-                 (static_cast<size_t>(dr.top + r) * static_cast<size_t>(dst->width) + dr.left) * DstBpp;
-    const uint8_t* s = src->pixels +
-                       (static_cast<size_t>(sr.top + r) * static_cast<size_t>(src->width) + sr.left) * SrcBpp;
-    const auto at = [&](int32_t c) { px(d + static_cast<size_t>(c) * DstBpp, s + static_cast<size_t>(c) * SrcBpp); };
+    uint8_t* d = dst->pixels + (static_cast<size_t>(dr.top + r) * static_cast<size_t>(dst->width) + dr.left) * db;
+    const uint8_t* s = src->pixels + (static_cast<size_t>(sr.top + r) * static_cast<size_t>(src->width) + sr.left) * sb;
+    const auto at = [&](int32_t c) { px(d + static_cast<size_t>(c) * db, s + static_cast<size_t>(c) * sb); };
     if (src->strip)
       strip::walk_row(src->strip + static_cast<size_t>(sr.top + r) * static_cast<size_t>(src->width) + sr.left, w, at);
     else
@@ -30,7 +31,8 @@ inline void walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, cons
 
 template <int Bpp>
 void copy_walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr) {
-  walk<Bpp, Bpp>(dst, dr, src, sr, [](uint8_t* d, const uint8_t* s) { std::memcpy(d, s, Bpp); });
+  const size_t bpp = Bpp ? Bpp : static_cast<size_t>(dst->bytes_per_pixel);
+  walk<Bpp, Bpp>(dst, dr, src, sr, [bpp](uint8_t* d, const uint8_t* s) { std::memcpy(d, s, bpp); });
 }
 
 void blend_4b4b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
@@ -75,7 +77,9 @@ void blend_copy(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_
     case 2: copy_walk<2>(dst, dst_rect, src, src_rect); break;
     case 3: copy_walk<3>(dst, dst_rect, src, src_rect); break;
     case 4: copy_walk<4>(dst, dst_rect, src, src_rect); break;
-    default: break;  // no such pixel format: nothing to copy
+    default:  // larger pixels; there are none below 1 byte
+      if (dst->bytes_per_pixel > 4) copy_walk<0>(dst, dst_rect, src, src_rect);
+      break;
   }
 }
 

@@ -37,9 +37,9 @@ QUELT_API void sf_flip_horizontal(sf_surface* src, sf_surface* dst);
 QUELT_API int32_t sf_duplicate(sf_surface* dst, const sf_surface* src);
 
 /* Grows the surface by margins in pixels on each side, keeping the record at its address; a
-   negative margin crops. The old pixels land at (left, top); new ones are zero. Every old pixel
-   is copied whatever its skip table says, so a table that is out of date loses nothing. The
-   record is replaced: no skip table, colour 0, no clip, zero anchors. Returns 1, or 0 with the
+   negative margin crops. The old pixels land at (left, top) through sf_blend with
+   sf_blend_copy; new ones are zero. The copy walks the old skip table, so the pixels that it
+   skips stay zero, also where a table out of date skips pixels that aren't empty. The record is replaced: no skip table, colour 0, no clip, zero anchors. Returns 1, or 0 with the
    surface unchanged when the buffer can't be allocated, when a margin makes a side negative or
    larger than 32 bits can count (traced as a refused allocation), and, silently, while a clip is
    pushed on the surface (its stack would be lost). It must not be used on a surface whose
