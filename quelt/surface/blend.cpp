@@ -2,6 +2,7 @@
 
 #include <quelt/surface/blend_p.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -37,12 +38,9 @@ const blend_ops& kernels_for(const sf_surface* dst, const sf_rect& dr, size_t ds
   return quelt::level_active().blend;
 }
 
-// Clamp a double position to the 32-bit range; NaN (from a NaN anchor) keeps the position.
-int32_t to_position(double v, int32_t fallback) {
-  if (std::isnan(v)) return fallback;
-  if (v <= std::numeric_limits<int32_t>::min()) return std::numeric_limits<int32_t>::min();
-  if (v >= std::numeric_limits<int32_t>::max()) return std::numeric_limits<int32_t>::max();
-  return static_cast<int32_t>(v);
+// A position brought into the 32-bit range.
+int32_t to_position(int64_t v) {
+  return static_cast<int32_t>(std::clamp<int64_t>(v, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
 }
 
 }  // namespace
@@ -77,12 +75,9 @@ int32_t sf_blend(sf_surface* dst, sf_surface* src, const sf_rect* src_rect, int3
   const sf_rect* rect = src_rect ? src_rect : &full_src;
 
   // The anchors shift by a share of the rectangle as passed, then are spent.
-  const double rw = static_cast<double>(rect->right) - rect->left;
-  const double rh = static_cast<double>(rect->bottom) - rect->top;
-  const int32_t xa = to_position(x - std::floor(rw * static_cast<double>(dst->anchor_x)), x);
-  const int32_t ya = to_position(y - std::floor(rh * static_cast<double>(dst->anchor_y)), y);
-  dst->anchor_x = 0.0f;
-  dst->anchor_y = 0.0f;
+  const quelt::blend::anchor_shift a = quelt::blend::take_anchors(
+      dst, static_cast<double>(rect->right) - rect->left, static_cast<double>(rect->bottom) - rect->top);
+  const int32_t xa = to_position(int64_t{x} - a.x), ya = to_position(int64_t{y} - a.y);
 
   sf_clip_result result;
   if (!sf_clip(&result, &full_dst, clip, &full_src, rect, xa, ya)) return 0;

@@ -1,9 +1,12 @@
 // The over rule on one pixel, written once: the scalar kernels and fill, the tails of every wide
-// level and sf_line's plots all go through it, so they give the same bytes.
+// level and sf_line's plots all go through it, so they give the same bytes. And the one-shot
+// anchors of a target, which sf_blend and the text drawing spend.
 #pragma once
 
 #include <quelt/base/cpu_p.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 namespace quelt::blend {
@@ -37,6 +40,23 @@ struct rgba {
   uint32_t a, r, g, b;
   explicit rgba(uint32_t c) : a(c >> 24), r((c >> 16) & 0xFF), g((c >> 8) & 0xFF), b(c & 0xFF) {}
 };
+
+// Spends the anchors of `s` on something of width × height pixels: the shifts to subtract from
+// its position, floor(width × anchor_x) and floor(height × anchor_y) in double, within ±2^62, a
+// NaN product giving 0. Both anchors are 0.0 afterwards.
+struct anchor_shift {
+  int64_t x, y;
+};
+inline anchor_shift take_anchors(sf_surface* s, double width, double height) {
+  const auto shift = [](float anchor, double extent) -> int64_t {
+    const double v = std::floor(static_cast<double>(anchor) * extent);
+    return std::isnan(v) ? 0 : static_cast<int64_t>(std::clamp(v, -0x1p62, 0x1p62));
+  };
+  const anchor_shift a{shift(s->anchor_x, width), shift(s->anchor_y, height)};
+  s->anchor_x = 0.0f;
+  s->anchor_y = 0.0f;
+  return a;
+}
 
 }  // namespace
 }  // namespace quelt::blend
