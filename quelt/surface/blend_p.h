@@ -48,6 +48,8 @@ struct anchor_shift {
   int64_t x, y;
 };
 inline anchor_shift take_anchors(sf_surface* s, double width, double height) {
+  // Anchors of 0, as in most calls (text places its glyphs itself), shift nothing.
+  if (s->anchor_x == 0.0f && s->anchor_y == 0.0f) return {0, 0};
   const auto shift = [](float anchor, double extent) -> int64_t {
     const double v = std::floor(static_cast<double>(anchor) * extent);
     return std::isnan(v) ? 0 : static_cast<int64_t>(std::clamp(v, -0x1p62, 0x1p62));
