@@ -1,8 +1,8 @@
 // The skip table's encoding, written and read here alone. Byte i of a row is, for an empty pixel
 // (all bytes 0), the number of empty pixels from it to the end of its run, itself included,
 // modulo 256; for any other pixel it is 0. The builders of sf_strip below write it; the blend
-// walks read it through walk_row and its block and stretch forms, which
-// process exactly the pixels that this reading gives:
+// walks read it through walk_row and its block and stretch forms, which process exactly the
+// pixels that this reading gives:
 //
 //   c = 0; while c < w: c += k[c]; if c >= w: stop; process pixel c; c += 1
 //

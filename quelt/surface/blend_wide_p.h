@@ -21,8 +21,6 @@
 #include <quelt/processing/strip_p.h>
 #include <quelt/surface/blend_p.h>
 
-#include <emmintrin.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
