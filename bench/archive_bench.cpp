@@ -2,6 +2,7 @@
 // (nested groups, payloads of 0 to 4 KiB) beside reading the same file whole with one fread,
 // and storing it beside writing the same bytes with one fwrite. Prints both ratios.
 #include <benchmark/benchmark.h>
+#include <ratios.h>
 #include <quelt/archive/arch.h>
 
 #include <cstdint>
@@ -112,39 +113,17 @@ BENCHMARK(BM_fread_whole)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_arch_store)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_fwrite_whole)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// Shows every run as usual and keeps the real time of each benchmark for the ratios: the
-// median when repetitions are asked for (the machines are shared and noisy), else the run.
-class Collect : public benchmark::ConsoleReporter {
- public:
-  std::map<std::string, double> times;
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& r : runs) {
-      if (r.error_occurred) continue;
-      if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") medians[r.run_name.str()] = true;
-      else if (r.run_type != Run::RT_Iteration || medians.count(r.run_name.str())) continue;
-      times[r.run_name.str()] = r.GetAdjustedRealTime();
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-
- private:
-  std::map<std::string, bool> medians;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  files();
-  Collect collect;
-  benchmark::RunSpecifiedBenchmarks(&collect);
-  auto ratio = [&](const char* label, const char* ours, const char* limit) {
-    auto a = collect.times.find(ours), b = collect.times.find(limit);
-    if (a != collect.times.end() && b != collect.times.end() && b->second > 0)
-      std::printf("%s: %.2f (quelt time / limit time)\n", label, a->second / b->second);
-  };
-  ratio("arch_ff vs one fread of the whole file", "BM_arch_ff/real_time", "BM_fread_whole/real_time");
-  ratio("arch_store vs one fwrite of the same bytes", "BM_arch_store/real_time", "BM_fwrite_whole/real_time");
-  benchmark::Shutdown();
+  qbench::Recorder rec;
+  if (!qbench::run(argc, argv, rec, [] {
+        files();
+        return true;
+      }))
+    return 1;
+  std::printf("\nratios of time on the clock, quelt / the limit (1.00 is the limit):\n");
+  qbench::ratio("arch_ff vs one fread of the whole file", rec.real("BM_arch_ff"), rec.real("BM_fread_whole"));
+  qbench::ratio("arch_store vs one fwrite of the same bytes", rec.real("BM_arch_store"), rec.real("BM_fwrite_whole"));
   return 0;
 }

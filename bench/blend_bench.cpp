@@ -16,12 +16,11 @@
 // The skip table of the glyph-like mask (sf_strip) is timed against the scalar builder only.
 // The memcpy of a kernel copies as many bytes as the kernel writes, from a buffer of that size.
 #include <benchmark/benchmark.h>
+#include <ratios.h>
 #include <pixman.h>
 #include <quelt/base/cpu_p.h>
 #include <quelt/processing/strip.h>
-#include <quelt/processing/strip_p.h>
 #include <quelt/surface/blend.h>
-#include <quelt/surface/blend_p.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -35,7 +34,7 @@
 
 namespace {
 
-using quelt::blend::ops;
+using ops = quelt::blend_ops;
 
 struct Surface {
   sf_surface s{};
@@ -149,8 +148,9 @@ void add_levels(const std::string& name, int size, uint32_t color,
     run(nullptr, s);
   });
   for (int l = 0; l < quelt::cpu_level_count; ++l) {
-    const ops* t = quelt::blend::ops_for(static_cast<quelt::cpu_level>(l));
-    if (!t) continue;
+    const quelt::level_fns* level = quelt::level_for(static_cast<quelt::cpu_level>(l));
+    if (!level) continue;
+    const ops* t = &level->blend;
     add(name + "/" + quelt::cpu_level_name(static_cast<quelt::cpu_level>(l)), size, [=](Scene& s) {
       s.dst.s.color = color;
       run(t, s);
@@ -225,29 +225,7 @@ void register_all() {
   }
 }
 
-// Keeps every run's time (the median where there are repetitions) for the ratios.
-class Recorder : public benchmark::ConsoleReporter {
- public:
-  // CPU time per iteration: on a shared machine the wall clock also counts other processes' turns.
-  std::map<std::string, double> time;
-  std::map<std::string, bool> median;
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& r : runs) {
-      const std::string name = r.run_name.function_name;
-      if (r.error_occurred) continue;
-      if (r.run_type == Run::RT_Aggregate) {
-        if (r.aggregate_name != "median") continue;
-        median[name] = true;
-        time[name] = r.GetAdjustedCPUTime();
-      } else if (!median[name]) {
-        time[name] = r.GetAdjustedCPUTime();
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-};
-
-void print_ratios(const Recorder& rec) {
+void print_ratios(const qbench::Recorder& rec) {
   struct Row {
     const char* name;
     const char* limit;  // memcpy or memset
@@ -258,10 +236,7 @@ void print_ratios(const Recorder& rec) {
                       {"4b3b", "memcpy", 1.5, 0.6},       {"copy", "memcpy", 0, 0.6},
                       {"fill opaque", "memset", 0, 0.9},   {"fill translucent", "memcpy", 1.5, 0},
                       {"strip glyphs", "memcpy", 0, 0}};
-  auto at = [&](const std::string& k) {
-    auto i = rec.time.find(k);
-    return i == rec.time.end() ? 0.0 : i->second;
-  };
+  auto at = [&](const std::string& k) { return rec.cpu(k); };
   std::printf("\nSpeed ratios (other's time / quelt's time; > 1 means quelt is faster); best level: %s\n",
               quelt::cpu_level_name(quelt::cpu_best_level()));
   for (int size : {1, 0}) {
@@ -291,19 +266,12 @@ void print_ratios(const Recorder& rec) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Repetitions run in random order by default, so that a change in what else the machine runs
-  // weighs on quelt and on the comparisons alike; a later flag on the command line overrides it.
-  std::vector<char*> args(argv, argv + argc);
-  char interleave[] = "--benchmark_enable_random_interleaving=true";
-  args.insert(args.begin() + 1, interleave);
-  argc = static_cast<int>(args.size());
-  argv = args.data();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  register_all();
-  Recorder rec;
-  benchmark::RunSpecifiedBenchmarks(&rec);
+  qbench::Recorder rec;
+  if (!qbench::run(argc, argv, rec, [] {
+        register_all();
+        return true;
+      }))
+    return 1;
   print_ratios(rec);
-  benchmark::Shutdown();
   return 0;
 }

@@ -3,6 +3,7 @@
 // comparable work of cairo (or memcpy, the physical limit of a pass over the surface) in the same
 // run. The ratios, quelt time / comparable time, are printed at the end.
 #include <benchmark/benchmark.h>
+#include <ratios.h>
 #include <cairo.h>
 #include <quelt/quelt.h>
 
@@ -144,25 +145,11 @@ BENCHMARK(BM_cairo_lines_10k)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_quelt_rounded_rect_1000x600)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_cairo_rounded_rect_1000x600)->Unit(benchmark::kMicrosecond);
 
-// Console output as usual, plus the processor time per iteration of each benchmark for the
-// ratios: on a shared machine it varies less than the time on the clock.
-class Recorder : public benchmark::ConsoleReporter {
- public:
-  std::map<std::string, double> ns;
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& r : runs)
-      if (r.run_type == Run::RT_Iteration && r.iterations > 0)
-        ns[r.benchmark_name()] = r.cpu_accumulated_time * 1e9 / double(r.iterations);
-    ConsoleReporter::ReportRuns(runs);
-  }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  Recorder rec;
-  benchmark::RunSpecifiedBenchmarks(&rec);
+  qbench::Recorder rec;
+  if (!qbench::run(argc, argv, rec)) return 1;
   const char* pairs[][3] = {
       {"BM_quelt_smooth", "BM_memcpy_surface", "sf_smooth / memcpy of the surface"},
       {"BM_quelt_disc_mask_r64", "BM_cairo_disc_mask_r64", "sf_render_ring r64 / cairo A8 disc fill"},
@@ -170,9 +157,6 @@ int main(int argc, char** argv) {
       {"BM_quelt_rounded_rect_1000x600", "BM_cairo_rounded_rect_1000x600", "sf_shape rounded rect / cairo fill"},
   };
   std::printf("\nratios of processor time, quelt / comparable (below 1: quelt is faster)\n");
-  for (const auto& p : pairs)
-    if (rec.ns.count(p[0]) && rec.ns.count(p[1]))
-      std::printf("  %-48s %6.2f\n", p[2], rec.ns[p[0]] / rec.ns[p[1]]);
-  benchmark::Shutdown();
+  for (const auto& p : pairs) qbench::ratio(p[2], rec.cpu(p[0]), rec.cpu(p[1]));
   return 0;
 }

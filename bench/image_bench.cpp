@@ -2,6 +2,7 @@
 // calls doing the same work, and read by libspng; as a 32-bit BMP (top-down as quelt writes it,
 // and bottom-up as most programs write it) by quelt and by one fread or fwrite of the same bytes. Ratios (quelt time / other time) are printed at the end.
 #include <benchmark/benchmark.h>
+#include <ratios.h>
 #include <png.h>
 #include <quelt/imagefile/image.h>
 #include <spng.h>
@@ -194,25 +195,15 @@ BENCHMARK(plain_fread)->Unit(benchmark::kMillisecond);
 BENCHMARK(quelt_bmp_write)->Unit(benchmark::kMillisecond);
 BENCHMARK(plain_fwrite)->Unit(benchmark::kMillisecond);
 
-// Keeps each benchmark's time per iteration for the ratios.
-class Recorder : public benchmark::ConsoleReporter {
- public:
-  std::map<std::string, std::pair<double, double>> times;  // CPU time, real time
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs)
-      if ((run.run_type == Run::RT_Iteration || run.aggregate_name == "median") && !run.error_occurred)
-        times[run.run_name.str()] = {run.GetAdjustedCPUTime(), run.GetAdjustedRealTime()};
-    ConsoleReporter::ReportRuns(runs);
-  }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  files();
-  Recorder recorder;
-  benchmark::RunSpecifiedBenchmarks(&recorder);
+  qbench::Recorder recorder;
+  if (!qbench::run(argc, argv, recorder, [] {
+        files();
+        return true;
+      }))
+    return 1;
   const struct { const char *what, *ours, *theirs; } ratios[] = {
       {"PNG read, quelt / plain libpng", "quelt_png_read", "libpng_png_read"},
       {"PNG read, quelt / libspng", "quelt_png_read", "spng_png_read"},
@@ -226,11 +217,9 @@ int main(int argc, char** argv) {
   std::printf("\nTime ratios, quelt time / comparable time (1.00 is equal, lower is faster):\n");
   std::printf("  %-34s %8s %8s\n", "", "CPU", "real");
   for (const auto& r : ratios) {
-    const auto a = recorder.times.find(r.ours), b = recorder.times.find(r.theirs);
-    if (a != recorder.times.end() && b != recorder.times.end() && b->second.first > 0 && b->second.second > 0)
-      std::printf("  %-34s %8.2f %8.2f\n", r.what, a->second.first / b->second.first,
-                  a->second.second / b->second.second);
+    const double a = recorder.cpu(r.ours), b = recorder.cpu(r.theirs);
+    const double ar = recorder.real(r.ours), br = recorder.real(r.theirs);
+    if (a > 0 && b > 0 && ar > 0 && br > 0) std::printf("  %-34s %8.2f %8.2f\n", r.what, a / b, ar / br);
   }
-  benchmark::Shutdown();
   return 0;
 }

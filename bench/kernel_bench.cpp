@@ -5,6 +5,7 @@
 // CPU time (steadier on a shared machine; the median when --benchmark_repetitions is given;
 // repetitions run interleaved in random order).
 #include <benchmark/benchmark.h>
+#include <ratios.h>
 #include <pixman.h>
 #include <quelt/base/cpu_p.h>
 #include <quelt/processing/kernel.h>
@@ -81,7 +82,7 @@ void quelt_square_5x5(benchmark::State& state) {
 }
 
 // sf_kernel's work with the interior loop of one level: the copy, the sum, the filter.
-void kernel_at(sf_surface* s, const float* weights, int32_t kw, int32_t kh, quelt::kernel::interior_fn interior) {
+void kernel_at(sf_surface* s, const float* weights, int32_t kw, int32_t kh, quelt::interior_fn interior) {
   sf_surface copy;
   sf_duplicate(&copy, s);
   quelt::kernel::job j{copy.pixels, s->pixels, copy.width, copy.height, 4, weights, kw, kh, -(kw / 2), -(kh / 2), 0.0};
@@ -93,7 +94,7 @@ void kernel_at(sf_surface* s, const float* weights, int32_t kw, int32_t kh, quel
 void level_square_5x5(benchmark::State& state, quelt::cpu_level level) {
   Picture pic;
   Weights w;
-  const quelt::kernel::interior_fn interior = quelt::kernel::interior_for(level);
+  const quelt::interior_fn interior = quelt::level_for(level)->kernel_interior;
   for (auto _ : state) {
     kernel_at(&pic.surface, w.square_weights(), 5, 5, interior);
     benchmark::DoNotOptimize(pic.surface.pixels);
@@ -104,7 +105,7 @@ void level_square_5x5(benchmark::State& state, quelt::cpu_level level) {
 void level_rows_then_columns(benchmark::State& state, quelt::cpu_level level) {
   Picture pic;
   Weights w;
-  const quelt::kernel::interior_fn interior = quelt::kernel::interior_for(level);
+  const quelt::interior_fn interior = quelt::level_for(level)->kernel_interior;
   for (auto _ : state) {
     kernel_at(&pic.surface, w.row_weights(), 5, 1, interior);
     kernel_at(&pic.surface, w.row_weights(), 1, 5, interior);
@@ -162,59 +163,30 @@ void register_all() {
   add("pixman_square_5x5", pixman_square_5x5);
   for (int l = 0; l < quelt::cpu_level_count; ++l) {
     const auto level = static_cast<quelt::cpu_level>(l);
-    if (!quelt::kernel::interior_for(level)) continue;
+    if (!quelt::level_for(level)) continue;
     const std::string name = quelt::cpu_level_name(level);
     add("level_gaussian_rows_then_columns/" + name, level_rows_then_columns, level);
     add("level_square_5x5/" + name, level_square_5x5, level);
   }
 }
 
-// Keeps every run's CPU time (the median where there are repetitions) for the ratios.
-class Recorder : public benchmark::ConsoleReporter {
- public:
-  std::map<std::string, double> time;
-  std::map<std::string, bool> median;
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& r : runs) {
-      const std::string name = r.run_name.function_name;
-      if (r.error_occurred) continue;
-      if (r.run_type == Run::RT_Aggregate) {
-        if (r.aggregate_name != "median") continue;
-        median[name] = true;
-        time[name] = r.GetAdjustedCPUTime();
-      } else if (!median[name]) {
-        time[name] = r.GetAdjustedCPUTime();
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Repetitions run in random order by default; a later flag on the command line overrides it.
-  std::vector<char*> args(argv, argv + argc);
-  char interleave[] = "--benchmark_enable_random_interleaving=true";
-  args.insert(args.begin() + 1, interleave);
-  argc = static_cast<int>(args.size());
-  argv = args.data();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  register_all();
-  Recorder rec;
-  benchmark::RunSpecifiedBenchmarks(&rec);
-  auto at = [&](const std::string& k) {
-    auto i = rec.time.find(k);
-    return i == rec.time.end() ? 0.0 : i->second;
-  };
+  qbench::Recorder rec;
+  if (!qbench::run(argc, argv, rec, [] {
+        register_all();
+        return true;
+      }))
+    return 1;
+  auto at = [&](const std::string& k) { return rec.cpu(k); };
   std::printf("\nRatios of CPU time; best level: %s\n", quelt::cpu_level_name(quelt::cpu_best_level()));
   const std::pair<const char*, const char*> pairs[] = {
       {"quelt_gaussian_rows_then_columns", "pixman_separable_5"},
       {"quelt_square_5x5", "pixman_square_5x5"},
   };
   for (auto [q, p] : pairs)
-    if (at(q) > 0 && at(p) > 0) std::printf("quelt/pixman (time ratio), %s vs %s: %.2f\n", q, p, at(q) / at(p));
+    qbench::ratio((std::string("quelt/pixman (time ratio), ") + q + " vs " + p).c_str(), at(q), at(p));
   // Speed of sf_kernel (the best level) over each level's loop; the scalar loop is the reference.
   for (const char* shape : {"square_5x5", "gaussian_rows_then_columns"}) {
     const double q = at(std::string("quelt_") + shape);
@@ -229,6 +201,5 @@ int main(int argc, char** argv) {
     }
     std::printf("\n");
   }
-  benchmark::Shutdown();
   return 0;
 }

@@ -4,6 +4,7 @@
 // FT_Load_Char alone, which is the cost that caching adds; and the FreeType kerning calls that the
 // paragraph would make without quelt's kerning table, alone. Prints quelt / comparable ratios.
 #include <benchmark/benchmark.h>
+#include <ratios.h>
 #include <quelt/surface/blend.h>
 #include <quelt/text/face.h>
 
@@ -220,41 +221,23 @@ BENCHMARK_CAPTURE(freetype_first_load, grey, false)->Unit(benchmark::kMicrosecon
 BENCHMARK_CAPTURE(quelt_first_load, subpixel, true)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(freetype_first_load, subpixel, true)->Unit(benchmark::kMicrosecond);
 
-// Console output as usual, and the CPU time of each benchmark kept for the ratios (the median
-// when repeated): on a shared machine the wall clock mostly measures the neighbours.
-class Ratios : public benchmark::ConsoleReporter {
- public:
-  std::map<std::string, double> times;
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& r : runs) {
-      if (r.error_occurred) continue;
-      if (r.run_type == Run::RT_Iteration || r.aggregate_name == "median")
-        times[r.run_name.str()] = r.GetAdjustedCPUTime();
-    }
-  }
-  void ratio(const char* label, const std::string& ours, const std::string& theirs) {
-    if (!times.count(ours) || !times.count(theirs)) return;
-    std::printf("%-46s %.2f\n", label, times[ours] / times[theirs]);
-  }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   unsetenv("DISPLAY");  // both sides at 96 dpi
-  benchmark::Initialize(&argc, argv);
-  Ratios reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
+  qbench::Recorder rec;
+  if (!qbench::run(argc, argv, rec)) return 1;
+  const auto ratio = [&](const char* label, const char* ours, const char* theirs) {
+    qbench::ratio(label, rec.cpu(ours), rec.cpu(theirs));
+  };
   std::printf("\nratios (quelt CPU time / comparable CPU time, lower is better):\n");
-  reporter.ratio("paragraph, grey, quelt / cairo", "quelt_paragraph/grey", "cairo_paragraph/grey");
-  reporter.ratio("paragraph, sub-pixel, quelt / cairo", "quelt_paragraph/subpixel", "cairo_paragraph/subpixel");
-  reporter.ratio("uncached kerning calls alone / cairo, grey", "freetype_kerning_calls", "cairo_paragraph/grey");
-  reporter.ratio("uncached kerning calls alone / cairo, sub-pixel", "freetype_kerning_calls",
+  ratio("paragraph, grey, quelt / cairo", "quelt_paragraph/grey", "cairo_paragraph/grey");
+  ratio("paragraph, sub-pixel, quelt / cairo", "quelt_paragraph/subpixel", "cairo_paragraph/subpixel");
+  ratio("uncached kerning calls alone / cairo, grey", "freetype_kerning_calls", "cairo_paragraph/grey");
+  ratio("uncached kerning calls alone / cairo, sub-pixel", "freetype_kerning_calls",
                  "cairo_paragraph/subpixel");
-  reporter.ratio("first load of 500, grey, quelt / FT_Load_Char", "quelt_first_load/grey", "freetype_first_load/grey");
-  reporter.ratio("first load of 500, sub-pixel, quelt / FT_Load_Char", "quelt_first_load/subpixel",
+  ratio("first load of 500, grey, quelt / FT_Load_Char", "quelt_first_load/grey", "freetype_first_load/grey");
+  ratio("first load of 500, sub-pixel, quelt / FT_Load_Char", "quelt_first_load/subpixel",
                  "freetype_first_load/subpixel");
-  benchmark::Shutdown();
   return 0;
 }

@@ -5,6 +5,7 @@
 // The program starts two private Xvfb servers (1920 × 1080, 24 bits): one with MIT-SHM, one
 // without it, which is what drives quelt onto its fallback. It stops both before it exits.
 #include <benchmark/benchmark.h>
+#include <ratios.h>
 #include <quelt/quelt.h>
 
 #ifdef QUELT_BENCH_SDL2
@@ -152,69 +153,51 @@ void copy_frame(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
-// Keeps each benchmark's seconds per frame, for the ratios printed at the end.
-class Reporter : public benchmark::ConsoleReporter {
- public:
-  std::map<std::string, double> seconds;
-  void ReportRuns(const std::vector<Run>& runs) override {
-    // One run, or the median of repetitions.
-    for (const Run& run : runs) {
-      bool usable = run.run_type == Run::RT_Iteration || run.aggregate_name == "median";
-      if (!run.error_occurred && usable)
-        seconds[run.run_name.function_name] =
-            run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
   Server with_shm, without_shm;
-  if (!with_shm.start(true) || !without_shm.start(false)) {
-    std::puts("window_bench: Xvfb could not be started; nothing measured");
-    with_shm.stop();
-    without_shm.stop();
-    return 0;
-  }
-  shm_display = with_shm.name;
-  plain_display = without_shm.name;
-  for (size_t i = 0; i < kBytes; i += 4) {
-    size_t p = i / 4;
-    frame[i] = static_cast<uint8_t>(p % kWidth);
-    frame[i + 1] = static_cast<uint8_t>(p / kWidth);
-    frame[i + 2] = static_cast<uint8_t>(p * 7);
-    frame[i + 3] = 255;
-  }
-
-  benchmark::RegisterBenchmark("memcpy_frame", copy_frame)->UseRealTime()->Unit(benchmark::kMicrosecond);
-  benchmark::RegisterBenchmark("quelt_update_mitshm", quelt_update, &shm_display)
-      ->UseRealTime()->Unit(benchmark::kMicrosecond);
-  benchmark::RegisterBenchmark("quelt_update_xputimage", quelt_update, &plain_display)
-      ->UseRealTime()->Unit(benchmark::kMicrosecond);
+  bool no_server = false;
+  qbench::Recorder reporter;
+  const bool ran = qbench::run(argc, argv, reporter, [&] {
+    if (!with_shm.start(true) || !without_shm.start(false)) {
+      std::puts("window_bench: Xvfb could not be started; nothing measured");
+      no_server = true;
+      return false;
+    }
+    shm_display = with_shm.name;
+    plain_display = without_shm.name;
+    for (size_t i = 0; i < kBytes; i += 4) {
+      size_t p = i / 4;
+      frame[i] = static_cast<uint8_t>(p % kWidth);
+      frame[i + 1] = static_cast<uint8_t>(p / kWidth);
+      frame[i + 2] = static_cast<uint8_t>(p * 7);
+      frame[i + 3] = 255;
+    }
+    benchmark::RegisterBenchmark("memcpy_frame", copy_frame)->UseRealTime()->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("quelt_update_mitshm", quelt_update, &shm_display)
+        ->UseRealTime()->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("quelt_update_xputimage", quelt_update, &plain_display)
+        ->UseRealTime()->Unit(benchmark::kMicrosecond);
 #ifdef QUELT_BENCH_SDL2
-  benchmark::RegisterBenchmark("sdl2_update_window_surface", sdl_update)
-      ->UseRealTime()->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("sdl2_update_window_surface", sdl_update)
+        ->UseRealTime()->Unit(benchmark::kMicrosecond);
 #endif
-  Reporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
+    return true;
+  });
   with_shm.stop();
   without_shm.stop();
-
+  if (!ran) return no_server ? 0 : 1;
   auto fps = [&](const char* name) {
-    auto it = reporter.seconds.find(name);
-    return it == reporter.seconds.end() || it->second <= 0 ? 0.0 : 1.0 / it->second;
+    const double seconds = reporter.real(name);
+    return seconds <= 0 ? 0.0 : 1.0 / seconds;
   };
   double shm = fps("quelt_update_mitshm"), plain = fps("quelt_update_xputimage");
   double sdl = fps("sdl2_update_window_surface"), copy = fps("memcpy_frame");
   std::printf("\n1920x1080 frames per second: quelt MIT-SHM %.0f, quelt XPutImage %.0f, SDL2 %.0f, memcpy %.0f\n",
               shm, plain, sdl, copy);
-  auto ratio = [](const char* label, double a, double b) {
-    if (a > 0 && b > 0) std::printf("ratio %-52s %.2f\n", label, a / b);
-  };
+  std::printf("ratios:\n");
+  const auto ratio = qbench::ratio;
   ratio("quelt MIT-SHM fps / SDL2 fps (higher is better):", shm, sdl);
   ratio("quelt XPutImage fps / SDL2 fps (higher is better):", plain, sdl);
   ratio("quelt MIT-SHM fps / memcpy fps (the limit is 1):", shm, copy);

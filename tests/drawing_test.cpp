@@ -168,26 +168,43 @@ TEST(Ring, FailuresAreTraced) {
   }
 }
 
-TEST(Frame, EachBorderPixelOnceInItsColour) {
+TEST(Frame, EveryInsetRunsTheFourPassesOfTheTable) {
   const uint32_t tl = 0x80FF0000, br = 0x800000FF, bg = 0x20406080;
   const struct { sf_rect r; int32_t thickness; } cases[] = {
       {{0, 0, 4, 4}, 1},  {{0, 0, 6, 6}, 2},          {{1, 2, 9, 5}, 3},       {{-3, -2, 7, 6}, 4},
       {{2, 2, 7, 9}, 0},  {{0, 0, 10, 8}, INT32_MAX}, {{2, 3, 2, 7}, 2},       {{5, 5, 1, 1}, 2},
+      {{0, 0, 3, 0}, 2},  {{0, 0, 4, 2}, 2},          {{1, 1, 4, 4}, 3},
       {{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}, 3}, {{INT32_MIN, -5, INT32_MAX, INT32_MAX}, INT32_MAX},
   };
   for (const auto& c : cases) {
     Surf a(10, 8, 4, bg);
     words want = a.get();
-    const sf_rect& r = c.r;
-    for (int64_t y = std::max(0, r.top); y < std::min(8, r.bottom); ++y)
-      for (int64_t x = std::max(0, r.left); x < std::min(10, r.right); ++x) {
-        const int64_t ring = std::min({x - r.left, y - r.top, r.right - 1 - x, r.bottom - 1 - y});
-        if (ring < c.thickness) want[y * 10 + x] = over(bg, 0x80, x == r.right - 1 - ring || y == r.bottom - 1 - ring ? br : tl);
+    // Each pass of the table blends its rectangle, if it isn't inverted, over what the earlier
+    // passes left. On a 10 × 8 surface only the first and the last 40 insets can reach it.
+    const int64_t L = c.r.left, T = c.r.top, R = c.r.right, B = c.r.bottom, n = std::max(c.thickness, 0);
+    auto passes = [&](uint32_t color, auto rect) {
+      for (int64_t i = 0; i < n; i = i == 40 && n > 80 ? n - 40 : i + 1) {
+        const auto [l, t, r, b] = rect(i);
+        if (r < l || b < t) continue;
+        for (int64_t y = std::max<int64_t>(0, t); y < std::min<int64_t>(8, b); ++y)
+          for (int64_t x = std::max<int64_t>(0, l); x < std::min<int64_t>(10, r); ++x)
+            want[y * 10 + x] = over(want[y * 10 + x], 0x80, color);
       }
-    sf_frame(&a.s, &r, tl, br, c.thickness);
-    EXPECT_EQ(a.get(), want) << r.left << "," << r.top << "," << r.right << "," << r.bottom << " t " << c.thickness;
+    };
+    using r4 = std::array<int64_t, 4>;
+    passes(tl, [&](int64_t i) { return r4{L + i, T + i + 1, L + i + 1, B - i - 1}; });
+    passes(tl, [&](int64_t i) { return r4{L + i, T + i, R - i - 1, T + i + 1}; });
+    passes(br, [&](int64_t i) { return r4{R - i - 1, T + i, R - i, B - i}; });
+    passes(br, [&](int64_t i) { return r4{L + i, B - i - 1, R - i - 1, B - i}; });
+    sf_frame(&a.s, &c.r, tl, br, c.thickness);
+    EXPECT_EQ(a.get(), want) << L << "," << T << "," << R << "," << B << " t " << c.thickness;
     EXPECT_EQ(a.s.color, br);
   }
+  // A rectangle of height 0 still gets its top edge: row 0 up to the last pixel.
+  Surf z(4, 2, 4, 0);
+  const sf_rect flat{0, 0, 3, 0};
+  sf_frame(&z.s, &flat, 0xFF0000FF, 0xFF00FF00, 2);
+  EXPECT_EQ(z.get(), (words{0xFF0000FF, 0xFF0000FF, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {

@@ -21,7 +21,7 @@ using quelt::cpu_level;
 std::vector<cpu_level> levels() {
   std::vector<cpu_level> out;
   for (int l = 0; l < quelt::cpu_level_count; ++l)
-    if (quelt::kernel::interior_for(static_cast<cpu_level>(l))) out.push_back(static_cast<cpu_level>(l));
+    if (quelt::level_for(static_cast<cpu_level>(l))) out.push_back(static_cast<cpu_level>(l));
   return out;
 }
 
@@ -67,7 +67,7 @@ TEST(KernelLevels, EveryLevelFiltersLikeThePlainLoop) {
     for (cpu_level l : all) {
       std::vector<uint8_t> out(src.size(), 0xA5);
       j.dst = out.data();
-      quelt::kernel::filter(j, quelt::kernel::interior_for(l));
+      quelt::kernel::filter(j, quelt::level_for(l)->kernel_interior);
       ASSERT_EQ(out, want) << quelt::cpu_level_name(l) << " round " << round << ": " << w << "x" << h << "x" << bpp
                            << " kernel " << kw << "x" << kh;
     }
@@ -77,17 +77,6 @@ TEST(KernelLevels, EveryLevelFiltersLikeThePlainLoop) {
     ASSERT_EQ(sf_kernel(&s, weights.data(), kw, kh), 1);
     EXPECT_EQ(std::vector<uint8_t>(s.pixels, s.pixels + src.size()), want) << "sf_kernel round " << round;
     sf_release(&s);
-  }
-}
-
-TEST(KernelLevels, BestLevelIsTheActiveOne) {
-  const cpu_level best = quelt::cpu_best_level();
-  EXPECT_EQ(quelt::kernel::interior_active(), quelt::kernel::interior_for(best));
-  EXPECT_EQ(quelt::process::smooth_active(), quelt::process::smooth_for(best));
-  for (int l = 0; l < quelt::cpu_level_count; ++l) {
-    const bool runs = l <= static_cast<int>(best);
-    EXPECT_EQ(quelt::kernel::interior_for(static_cast<cpu_level>(l)) != nullptr, runs) << l;
-    EXPECT_EQ(quelt::process::smooth_for(static_cast<cpu_level>(l)) != nullptr, runs) << l;
   }
 }
 
@@ -108,8 +97,8 @@ TEST(SmoothLevels, EveryLevelSmoothsLikeTheByteLoop) {
       std::copy(src.begin(), src.end(), ref.pixels);
       if (l == quelt::cpu_level_count) {
         ASSERT_EQ(sf_smooth(&ref), 1);
-      } else if (auto f = quelt::process::smooth_for(static_cast<cpu_level>(l))) {
-        f(&ref);
+      } else if (const quelt::level_fns* f = quelt::level_for(static_cast<cpu_level>(l))) {
+        f->smooth(&ref);
       } else {
         continue;
       }

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <quelt/base/cpu_p.h>
 #include <quelt/processing/strip.h>
-#include <quelt/processing/strip_p.h>
-#include <quelt/surface/blend_p.h>
 
 #include <cstring>
 #include <random>
@@ -15,7 +13,7 @@
 namespace {
 
 using quelt::cpu_level;
-using quelt::blend::ops;
+using ops = quelt::blend_ops;
 
 struct Surface {
   sf_surface s{};
@@ -55,7 +53,8 @@ struct Level {
 std::vector<Level> wide_levels() {
   std::vector<Level> out;
   for (int l = 1; l < quelt::cpu_level_count; ++l)
-    if (const ops* t = quelt::blend::ops_for(static_cast<cpu_level>(l))) out.push_back({static_cast<cpu_level>(l), t});
+    if (const quelt::level_fns* t = quelt::level_for(static_cast<cpu_level>(l)))
+      out.push_back({static_cast<cpu_level>(l), &t->blend});
   return out;
 }
 
@@ -185,20 +184,20 @@ TEST(Levels, EveryLevelFillsLikeTheScalarFill) {
 TEST(Levels, TablesExistUpToTheBestLevel) {
   const int best = static_cast<int>(quelt::cpu_best_level());
   for (int l = 0; l < quelt::cpu_level_count; ++l) {
-    const ops* t = quelt::blend::ops_for(static_cast<cpu_level>(l));
+    const quelt::level_fns* t = quelt::level_for(static_cast<cpu_level>(l));
 #if defined(__x86_64__) || defined(__i386__)
     EXPECT_EQ(t != nullptr, l <= best) << quelt::cpu_level_name(static_cast<cpu_level>(l));
 #else
     EXPECT_EQ(t != nullptr, l == 0);
 #endif
   }
-  EXPECT_EQ(&quelt::blend::active(), quelt::blend::ops_for(static_cast<cpu_level>(best)));
+  EXPECT_EQ(&quelt::level_active(), quelt::level_for(static_cast<cpu_level>(best)));
   std::printf("best level on this processor: %s\n", quelt::cpu_level_name(static_cast<cpu_level>(best)));
 }
 
-// The wide skip-table builder against the scalar one: sparse, extreme and noisy pixels, runs
-// longer than 256 and widths around the 16-pixel blocks.
-TEST(Levels, WideStripBuilderWritesTheScalarTable) {
+// Every level's skip-table builder against the scalar one: sparse, extreme and noisy pixels,
+// runs longer than 256 and widths around the 16-pixel blocks.
+TEST(Levels, EveryStripBuilderWritesTheScalarTable) {
   std::mt19937 rng(3);
   for (int round = 0; round < 600; ++round) {
     const int32_t bpp = round % 3 == 0 ? 1 : round % 3 == 1 ? 4 : 3;
@@ -208,10 +207,15 @@ TEST(Levels, WideStripBuilderWritesTheScalarTable) {
     if (round % 5 == 0)  // 4-byte pixels empty but for one byte
       for (size_t i = 0; i + 1 < t.size(); i += 1 + rng() % 40) t.s.pixels[i] = t.s.pixels[i] ? 0 : 1;
     ASSERT_EQ(sf_strip(&t.s), 1);
-    const std::vector<uint8_t> want(t.s.strip, t.s.strip + static_cast<size_t>(w) * h);
+    const std::vector<uint8_t> got(t.s.strip, t.s.strip + static_cast<size_t>(w) * h);
     quelt::strip::build_scalar(&t.s);
-    ASSERT_EQ(std::vector<uint8_t>(t.s.strip, t.s.strip + static_cast<size_t>(w) * h), want)
-        << "round " << round << ": " << w << "x" << h << "x" << bpp;
+    const std::vector<uint8_t> want(t.s.strip, t.s.strip + static_cast<size_t>(w) * h);
+    ASSERT_EQ(got, want) << "sf_strip round " << round << ": " << w << "x" << h << "x" << bpp;
+    for (const Level& l : wide_levels()) {
+      quelt::level_for(l.level)->strip(&t.s);
+      ASSERT_EQ(std::vector<uint8_t>(t.s.strip, t.s.strip + static_cast<size_t>(w) * h), want)
+          << quelt::cpu_level_name(l.level) << " round " << round << ": " << w << "x" << h << "x" << bpp;
+    }
   }
 }
 

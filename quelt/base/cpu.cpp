@@ -59,4 +59,24 @@ const char* cpu_level_name(cpu_level level) {
   }
 }
 
+const level_fns* level_for(cpu_level level) {
+  if (static_cast<int>(level) < 0 || static_cast<int>(level) > static_cast<int>(cpu_best_level())) return nullptr;
+  // Made at the first call from the levels' parts, which are all constants by then. The skip
+  // table has one wide builder, on the baseline's 16-byte vectors.
+  static const level_fns table[] = {
+      {blend::scalar_ops, strip::build_scalar, process::smooth_scalar, kernel::interior_scalar},
+#ifdef QUELT_X86
+      {blend::sse2_ops, strip::build_sse2, process::smooth_sse2, kernel::interior_sse2},
+      {blend::avx2_ops, strip::build_sse2, process::smooth_avx2, kernel::interior_avx2},
+      {blend::avx512_ops, strip::build_sse2, process::smooth_avx512, kernel::interior_avx512},
+#endif
+  };
+  return &table[static_cast<int>(level)];
+}
+
+const level_fns& level_active() {
+  static const level_fns* const best = level_for(cpu_best_level());
+  return *best;
+}
+
 }  // namespace quelt

@@ -1,5 +1,6 @@
 #include <quelt/drawing/frame.h>
 
+#include <quelt/processing/strip_p.h>
 #include <quelt/surface/blend.h>
 
 #include <algorithm>
@@ -46,8 +47,12 @@ bool edge_spans(sf_surface* s, const sf_surface* shape, int32_t hw, int32_t r0, 
                 int64_t y0) {
   if (s->bytes_per_pixel != 4 || shape->bytes_per_pixel != 1) return false;
   const uint32_t c = s->color, a = c >> 24;
-  const auto drawn = [&](int32_t r) {  // the blend walk processes this source pixel
-    return !shape->strip || shape->strip[static_cast<size_t>(r) * static_cast<size_t>(shape->width) + hw] == 0;
+  const auto drawn = [&](int32_t r) {  // the blend walk of a column processes this source pixel
+    bool walked = !shape->strip;
+    if (shape->strip)
+      quelt::strip::walk_row(shape->strip + static_cast<size_t>(r) * static_cast<size_t>(shape->width) + hw, 1,
+                             [&](int32_t) { walked = true; });
+    return walked;
   };
   const auto weight = [&](int32_t r) {
     const uint32_t v = shape->pixels[static_cast<size_t>(r) * static_cast<size_t>(shape->width) + hw];
@@ -77,20 +82,16 @@ void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color,
               int32_t thickness) {
   if (!surface->pixels) return;
   const int64_t L = rect->left, T = rect->top, R = rect->right, B = rect->bottom;
-  // Insets stop where the rectangle is used up: half its smaller side, rounded up; an empty or
-  // inverted rectangle has none. When that side is odd, the last inset's two opposite edges are
-  // the same line, which goes to the right or bottom edge alone so that it is painted once.
-  const int64_t side = std::min(R - L, B - T);
-  const int64_t n = side > 0 ? std::min<int64_t>(thickness, (side + 1) / 2) : 0;
-  // Each edge walks only the insets whose line crosses the surface: the others fill nothing.
+  // Every inset of the thickness runs its four passes, also past the middle of the rectangle or
+  // on an empty or inverted one: a pass whose rectangle is inverted fills nothing. Each edge
+  // walks only the insets whose line crosses the surface, as the others fill nothing either.
+  const int64_t n = std::max(thickness, 0);
   const int64_t w = surface->width, h = surface->height;
   const span left = visible(L, n, w), top = visible(T, n, h);
   const span right = visible(w - R, n, w), bottom = visible(h - B, n, h);
   surface->color = top_left_color;
-  for (int64_t i = left.first; i < left.end; ++i)
-    if (L + i != R - i - 1) fill(surface, L + i, T + i + 1, L + i + 1, B - i - 1);
-  for (int64_t i = top.first; i < top.end; ++i)
-    if (T + i != B - i - 1) fill(surface, L + i, T + i, R - i - 1, T + i + 1);
+  for (int64_t i = left.first; i < left.end; ++i) fill(surface, L + i, T + i + 1, L + i + 1, B - i - 1);
+  for (int64_t i = top.first; i < top.end; ++i) fill(surface, L + i, T + i, R - i - 1, T + i + 1);
   surface->color = bottom_right_color;
   for (int64_t i = right.first; i < right.end; ++i) fill(surface, R - i - 1, T + i, R - i, B - i);
   for (int64_t i = bottom.first; i < bottom.end; ++i) fill(surface, L + i, B - i - 1, R - i - 1, B - i);

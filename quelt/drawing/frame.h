@@ -22,15 +22,23 @@
 
 QUELT_EXTERN_C_BEGIN
 
-/** Paints a bevelled border `thickness` pixels wide just inside `rect`: the left and top
-   edges in `top_left_color`, the right and bottom edges in `bottom_right_color`, every pixel
-   once. A thickness above half the smaller side paints the whole rectangle. The surface's
-   `color` holds `bottom_right_color` afterwards, also when nothing is painted.
+/** Paints a bevelled border `thickness` pixels wide just inside `rect`, one inset of one pixel
+   at a time: the left and top edges in `top_left_color`, the right and bottom edges in
+   `bottom_right_color`. The top left corner belongs to the top edge, the other three corners to
+   the right and bottom edges, so every pixel of a border that fits the rectangle is painted
+   once. Inset i fills, in this order, the left edge {L + i, T + i + 1, L + i + 1, B - i - 1}
+   and the top edge {L + i, T + i, R - i - 1, T + i + 1}, then the right edge
+   {R - i - 1, T + i, R - i, B - i} and the bottom edge {L + i, B - i - 1, R - i - 1, B - i},
+   each through sf_fill, whatever the rectangle and thickness: past half the smaller side, or on
+   an empty or inverted rectangle, what those rectangles still cover is painted (on {0, 0, 3, 0}
+   with thickness 2, row 0). Only insets that reach the surface are walked, so a huge rectangle
+   or thickness costs no more than the surface does. The surface's `color` holds
+   `bottom_right_color` afterwards, also when nothing is painted.
    @param surface the target, 4 bytes per pixel.
-   @param rect the rectangle; an empty or inverted one paints nothing.
+   @param rect the rectangle.
    @param top_left_color colour word of the left and top edges.
    @param bottom_right_color colour word of the right and bottom edges.
-   @param thickness width of the border in pixels; 0 or less paints nothing. */
+   @param thickness number of insets; 0 or less paints nothing. */
 QUELT_API void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color,
                         uint32_t bottom_right_color, int32_t thickness);
 

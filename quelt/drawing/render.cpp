@@ -3,6 +3,7 @@
 #include <quelt/base/trace.h>
 #include <quelt/processing/process.h>
 #include <quelt/processing/strip.h>
+#include <quelt/surface/blend_p.h>
 
 #include <cmath>
 #include <cstdint>
@@ -34,11 +35,7 @@ struct line_target {
 inline void plot(const line_target& t, int64_t px, int64_t py, uint32_t w) {
   uint8_t* d = px >= 0 && px < t.width && py >= 0 && py < t.height ? t.pixels + (py * t.width + px) * 4
                                                                      : reinterpret_cast<uint8_t*>(&safe_px_addr);
-  const uint32_t iw = 255 - w;
-  d[0] = static_cast<uint8_t>((d[0] * iw + t.b * w) >> 8);
-  d[1] = static_cast<uint8_t>((d[1] * iw + t.g * w) >> 8);
-  d[2] = static_cast<uint8_t>((d[2] * iw + t.r * w) >> 8);
-  d[3] = static_cast<uint8_t>(((d[3] * iw) >> 8) + w);
+  quelt::blend::over(d, w, t.r, t.g, t.b);
 }
 
 // The walk along the major axis a (x for a shallow line, y for a steep one) from a to a_end in

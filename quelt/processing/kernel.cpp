@@ -74,7 +74,7 @@ int32_t sf_kernel(sf_surface* surface, const float* weights, int32_t width, int3
     quelt::kernel::job j{copy.pixels, surface->pixels, copy.width, copy.height, copy.bytes_per_pixel, weights,
           has_weights ? width : 0, has_weights ? height : 0, -(width / 2), -(height / 2), 0.0};
     for (int64_t i = 0, n = int64_t{j.kw} * j.kh; i < n; ++i) j.sum += j.weights[i];
-    quelt::kernel::filter(j, quelt::kernel::interior_active());
+    quelt::kernel::filter(j, quelt::level_active().kernel_interior);
   }
   sf_release(&copy);
   return 1;

@@ -1,7 +1,5 @@
 #include <quelt/processing/kernel_p.h>
 
-#include <atomic>
-
 namespace quelt::kernel {
 namespace {
 
@@ -43,30 +41,6 @@ void interior_plain(const job& j, int32_t y, int32_t x0, int32_t x1) {
 }  // namespace
 
 extern const interior_fn interior_scalar = interior_plain;
-
-interior_fn interior_for(cpu_level level) {
-  if (static_cast<int>(level) > static_cast<int>(cpu_best_level())) return nullptr;
-  switch (level) {
-    case cpu_level::scalar: return interior_scalar;
-#if defined(__x86_64__) || defined(__i386__)
-    case cpu_level::sse2: return interior_sse2;
-    case cpu_level::avx2: return interior_avx2;
-    case cpu_level::avx512: return interior_avx512;
-#endif
-    default: return nullptr;
-  }
-}
-
-interior_fn interior_active() {
-  // Racing first calls store the same loop.
-  static std::atomic<interior_fn> chosen{nullptr};
-  interior_fn f = chosen.load(std::memory_order_acquire);
-  if (!f) {
-    f = interior_for(cpu_best_level());
-    chosen.store(f, std::memory_order_release);
-  }
-  return f;
-}
 
 void filter(const job& j, interior_fn interior) {
   // The interior: pixels whose weights all lie on the surface. Empty when the kernel has no

@@ -22,23 +22,6 @@ struct job {
   double sum;      // S, in the order of the weights
 };
 
-// Filters pixels [x0, x1) of row y, whose weights all fall inside the surface.
-using interior_fn = void (*)(const job& j, int32_t y, int32_t x0, int32_t x1);
-
-extern const interior_fn interior_scalar;
-#if defined(__x86_64__) || defined(__i386__)
-extern const interior_fn interior_sse2;
-extern const interior_fn interior_avx2;
-extern const interior_fn interior_avx512;
-#endif
-
-// The interior loop of `level`; null when the level isn't built for this processor family or
-// this processor can't run it. The tests use it to run every level on one machine.
-interior_fn interior_for(cpu_level level);
-
-// The interior loop of the best level, settled at the first call.
-interior_fn interior_active();
-
 // Every byte of the surface: edge pixels (weights reaching past the surface) one by one with the
 // correction, the interior through `interior`.
 void filter(const job& j, interior_fn interior);

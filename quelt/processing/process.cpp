@@ -123,7 +123,7 @@ int32_t sf_adjust(sf_surface* surface, float gamma, float gain, float offset) {
 
 int32_t sf_smooth(sf_surface* surface) {
   if (surface->width <= 0 || surface->height <= 0 || !surface->pixels || surface->bytes_per_pixel <= 0) return 0;
-  quelt::process::smooth_active()(surface);
+  quelt::level_active().smooth(surface);
   return 1;
 }
 

@@ -1,6 +1,6 @@
-// The two-tap smoothing of sf_smooth, written once for any width of the vector unit, and the
-// choice among the instruction-set levels: process_levels.cpp instantiates it byte by byte (the
-// reference), process_sse2.cpp for 16 bytes, process_avx2.cpp for 32, process_avx512.cpp for 64.
+// The two-tap smoothing of sf_smooth, written once for any width of the vector unit:
+// process_scalar.cpp instantiates it byte by byte (the reference), process_sse2.cpp for 16
+// bytes, process_avx2.cpp for 32, process_avx512.cpp for 64.
 // The templates have internal linkage, so that copies compiled for different instruction sets
 // never stand in for each other.
 #pragma once
@@ -13,23 +13,6 @@
 #include <cstring>
 
 namespace quelt::process {
-
-// Smooths a surface with width, height, pixels and pixel size all above 0.
-using smooth_fn = void (*)(const sf_surface* s);
-
-extern const smooth_fn smooth_scalar;
-#if defined(__x86_64__) || defined(__i386__)
-extern const smooth_fn smooth_sse2;
-extern const smooth_fn smooth_avx2;
-extern const smooth_fn smooth_avx512;
-#endif
-
-// The smoothing of `level`; null when the level isn't built for this processor family or this
-// processor can't run it. The tests use it to run every level on one machine.
-smooth_fn smooth_for(cpu_level level);
-
-// The smoothing of the best level, settled at the first call.
-smooth_fn smooth_active();
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <quelt/processing/strip.h>
 
 #include <quelt/base/trace.h>
-#include <quelt/processing/strip_p.h>
+#include <quelt/base/cpu_p.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -23,7 +23,7 @@ int32_t sf_strip(sf_surface* surface) {
     }
   }
   if (count == 0) return 1;
-  quelt::strip::build_wide(surface);
+  quelt::level_active().strip(surface);
   return 1;
 }
 

@@ -2,6 +2,7 @@
 
 #include <quelt/surface/blend_p.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -10,7 +11,7 @@
 
 namespace {
 
-using quelt::blend::ops;
+using quelt::blend_ops;
 
 // The byte range from the first to the last byte of a rectangle of a surface.
 struct span {
@@ -27,22 +28,19 @@ span bytes_of(const sf_surface* s, const sf_rect& r, int32_t w, int32_t h, size_
 // The kernels of the best level, unless the pixels read and written share memory: then the
 // scalar kernels, whose pixel-by-pixel walk order gives such a call its meaning.
 // The kernel reads `src_bpp` bytes per source pixel, whatever the record says.
-const ops& kernels_for(const sf_surface* dst, const sf_rect& dr, size_t dst_bpp, const sf_surface* src,
+const blend_ops& kernels_for(const sf_surface* dst, const sf_rect& dr, size_t dst_bpp, const sf_surface* src,
                        const sf_rect& sr, size_t src_bpp) {
   const int32_t w = dr.right - dr.left, h = dr.bottom - dr.top;
   if (w > 0 && h > 0) {
     const span a = bytes_of(dst, dr, w, h, dst_bpp), b = bytes_of(src, sr, w, h, src_bpp);
     if (a.begin < b.end && b.begin < a.end) return quelt::blend::scalar_ops;
   }
-  return quelt::blend::active();
+  return quelt::level_active().blend;
 }
 
-// Clamp a double position to the 32-bit range; NaN (from a NaN anchor) keeps the position.
-int32_t to_position(double v, int32_t fallback) {
-  if (std::isnan(v)) return fallback;
-  if (v <= std::numeric_limits<int32_t>::min()) return std::numeric_limits<int32_t>::min();
-  if (v >= std::numeric_limits<int32_t>::max()) return std::numeric_limits<int32_t>::max();
-  return static_cast<int32_t>(v);
+// A position brought into the 32-bit range.
+int32_t to_position(int64_t v) {
+  return static_cast<int32_t>(std::clamp<int64_t>(v, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
 }
 
 // The colour kernels read and write pixels of the sizes in their names: a surface of another
@@ -72,8 +70,10 @@ void sf_blend_4b3b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect s
 
 void sf_blend_copy(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
   if (!dst->pixels || !src->pixels || dst->bytes_per_pixel != src->bytes_per_pixel) return;
-  if (dst->bytes_per_pixel < 1 || dst->bytes_per_pixel > 4) return;  // no such pixel format
+  if (dst->bytes_per_pixel < 1) return;  // no such pixel format
   const size_t bpp = static_cast<size_t>(dst->bytes_per_pixel);
+  // The wide levels copy the pixel sizes of the formats that the library draws, 1 to 4 bytes.
+  if (bpp > 4) return quelt::blend::scalar_ops.blend_copy(dst, dst_rect, src, src_rect);
   kernels_for(dst, dst_rect, bpp, src, src_rect, bpp).blend_copy(dst, dst_rect, src, src_rect);
 }
 
@@ -86,17 +86,10 @@ int32_t sf_blend(sf_surface* dst, sf_surface* src, const sf_rect* src_rect, int3
   const sf_rect full_src{0, 0, src->width, src->height};
   const sf_rect* rect = src_rect ? src_rect : &full_src;
 
-  // The anchors shift by a share of the rectangle as passed, then are spent. Anchors of 0 (most
-  // calls: text places its glyphs itself) shift nothing.
-  int32_t xa = x, ya = y;
-  if (dst->anchor_x != 0.0f || dst->anchor_y != 0.0f) {
-    const double rw = static_cast<double>(rect->right) - rect->left;
-    const double rh = static_cast<double>(rect->bottom) - rect->top;
-    xa = to_position(x - std::floor(rw * static_cast<double>(dst->anchor_x)), x);
-    ya = to_position(y - std::floor(rh * static_cast<double>(dst->anchor_y)), y);
-    dst->anchor_x = 0.0f;
-    dst->anchor_y = 0.0f;
-  }
+  // The anchors shift by a share of the rectangle as passed, then are spent.
+  const quelt::blend::anchor_shift a = quelt::blend::take_anchors(
+      dst, static_cast<double>(rect->right) - rect->left, static_cast<double>(rect->bottom) - rect->top);
+  const int32_t xa = to_position(int64_t{x} - a.x), ya = to_position(int64_t{y} - a.y);
 
   sf_clip_result result;
   if (!sf_clip(&result, &full_dst, clip, &full_src, rect, xa, ya)) return 0;
@@ -155,7 +148,7 @@ int32_t sf_fill(sf_surface* surface, const sf_rect* rect) {
   // Only 4-byte surfaces take 32-bit words: anything else would be written past its rows.
   if (surface->bytes_per_pixel != 4) return 0;
 
-  quelt::blend::active().fill(surface, r);
+  quelt::level_active().blend.fill(surface, r);
   return 1;
 }
 

@@ -82,7 +82,7 @@ struct avx2 {
 #include <quelt/surface/blend_wide_p.h>
 
 namespace quelt::blend {
-extern const ops avx2_ops = make_ops<avx2>();
+extern const blend_ops avx2_ops = make_ops<avx2>();
 }
 
 #endif

@@ -119,7 +119,7 @@ struct avx512 {
 #include <quelt/surface/blend_wide_p.h>
 
 namespace quelt::blend {
-extern const ops avx512_ops = make_ops<avx512>();
+extern const blend_ops avx512_ops = make_ops<avx512>();
 }
 
 #endif

@@ -1,5 +1,6 @@
 // The scalar kernels and fill: one pixel at a time, in the walk order that defines every result.
 // They serve processors without a wider level and are the reference of the wider ones.
+#include <quelt/processing/strip_p.h>
 #include <quelt/surface/blend_p.h>
 
 #include <cstdint>
@@ -8,54 +9,35 @@
 namespace quelt::blend {
 namespace {
 
-// The shared walk of every kernel: rows top to bottom, pixels left to right. With a skip table
-// on the source, a strip byte is read only at a position reached by a step; the pixel reached by
-// a skip is processed without a further look. `Px` processes one pixel: (dst byte*, src byte*).
+// The shared walk of every kernel: rows top to bottom, pixels left to right, over the source's
+// skip table when it has one. `Px` processes one pixel: (dst byte*, src byte*). A pixel size of
+// 0 stands for that of the record.
 template <int DstBpp, int SrcBpp, class Px>
 inline void walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr, Px px) {
+  const size_t db = DstBpp ? DstBpp : static_cast<size_t>(dst->bytes_per_pixel);
+  const size_t sb = SrcBpp ? SrcBpp : static_cast<size_t>(src->bytes_per_pixel);
   const int32_t w = dr.right - dr.left;
   const int32_t h = dr.bottom - dr.top;
   for (int32_t r = 0; r < h; ++r) {
-    uint8_t* d = dst->pixels +
-                 (static_cast<size_t>(dr.top + r) * static_cast<size_t>(dst->width) + dr.left) * DstBpp;
-    const uint8_t* s = src->pixels +
-                       (static_cast<size_t>(sr.top + r) * static_cast<size_t>(src->width) + sr.left) * SrcBpp;
-    if (src->strip) {
-      const uint8_t* k = src->strip + static_cast<size_t>(sr.top + r) * static_cast<size_t>(src->width) + sr.left;
-      for (int32_t c = 0; c < w; ++c) {
-        c += k[c];
-        if (c >= w) break;
-        px(d + static_cast<size_t>(c) * DstBpp, s + static_cast<size_t>(c) * SrcBpp);
-      }
-    } else {
-      for (int32_t c = 0; c < w; ++c)
-        px(d + static_cast<size_t>(c) * DstBpp, s + static_cast<size_t>(c) * SrcBpp);
-    }
+    uint8_t* d = dst->pixels + (static_cast<size_t>(dr.top + r) * static_cast<size_t>(dst->width) + dr.left) * db;
+    const uint8_t* s = src->pixels + (static_cast<size_t>(sr.top + r) * static_cast<size_t>(src->width) + sr.left) * sb;
+    const auto at = [&](int32_t c) { px(d + static_cast<size_t>(c) * db, s + static_cast<size_t>(c) * sb); };
+    if (src->strip)
+      strip::walk_row(src->strip + static_cast<size_t>(sr.top + r) * static_cast<size_t>(src->width) + sr.left, w, at);
+    else
+      for (int32_t c = 0; c < w; ++c) at(c);
   }
 }
 
-// The over rule on one 4-byte target pixel, B, G, R, A in memory, with weight w.
-inline void over(uint8_t* d, uint32_t w, uint32_t r, uint32_t g, uint32_t b) {
-  const uint32_t iw = 255 - w;
-  d[0] = static_cast<uint8_t>((d[0] * iw + b * w) >> 8);
-  d[1] = static_cast<uint8_t>((d[1] * iw + g * w) >> 8);
-  d[2] = static_cast<uint8_t>((d[2] * iw + r * w) >> 8);
-  d[3] = static_cast<uint8_t>(((d[3] * iw) >> 8) + w);
-}
-
-struct color_parts {
-  uint32_t a, r, g, b;
-};
-inline color_parts parts(uint32_t c) { return {c >> 24, (c >> 16) & 0xFF, (c >> 8) & 0xFF, c & 0xFF}; }
-
 template <int Bpp>
 void copy_walk(sf_surface* dst, const sf_rect& dr, const sf_surface* src, const sf_rect& sr) {
-  walk<Bpp, Bpp>(dst, dr, src, sr, [](uint8_t* d, const uint8_t* s) { std::memcpy(d, s, Bpp); });
+  const size_t bpp = Bpp ? Bpp : static_cast<size_t>(dst->bytes_per_pixel);
+  walk<Bpp, Bpp>(dst, dr, src, sr, [bpp](uint8_t* d, const uint8_t* s) { std::memcpy(d, s, bpp); });
 }
 
 void blend_4b4b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
   const uint32_t color = dst->color;
-  const color_parts c = parts(color);
+  const rgba c(color);
   if (c.a == 0) return;
   if (color == 0xFFFFFFFFu) {
     walk<4, 4>(dst, dst_rect, src, src_rect, [](uint8_t* d, const uint8_t* s) { over(d, s[3], s[2], s[1], s[0]); });
@@ -70,7 +52,7 @@ void blend_4b4b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_
 }
 
 void blend_4b1b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  const color_parts c = parts(dst->color);
+  const rgba c(dst->color);
   if (c.a == 0) return;
   if (c.a == 255) {
     walk<4, 1>(dst, dst_rect, src, src_rect, [c](uint8_t* d, const uint8_t* s) { over(d, s[0], c.r, c.g, c.b); });
@@ -81,16 +63,11 @@ void blend_4b1b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_
 }
 
 void blend_4b3b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  const color_parts c = parts(dst->color);
+  const rgba c(dst->color);
   if (c.a == 0) return;
   // Byte 0 of the source weighs red, byte 2 blue: the reverse of the target's order.
-  walk<4, 3>(dst, dst_rect, src, src_rect, [c](uint8_t* d, const uint8_t* s) {
-    const uint32_t wr = (s[0] * c.a) >> 8, wg = (s[1] * c.a) >> 8, wb = (s[2] * c.a) >> 8;
-    d[0] = static_cast<uint8_t>((d[0] * (255 - wb) + c.b * wb) >> 8);
-    d[1] = static_cast<uint8_t>((d[1] * (255 - wg) + c.g * wg) >> 8);
-    d[2] = static_cast<uint8_t>((d[2] * (255 - wr) + c.r * wr) >> 8);
-    d[3] = 255;
-  });
+  walk<4, 3>(dst, dst_rect, src, src_rect,
+             [c](uint8_t* d, const uint8_t* s) { over_lcd(d, s, c.a, c.r, c.g, c.b); });
 }
 
 void blend_copy(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
@@ -100,13 +77,15 @@ void blend_copy(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_
     case 2: copy_walk<2>(dst, dst_rect, src, src_rect); break;
     case 3: copy_walk<3>(dst, dst_rect, src, src_rect); break;
     case 4: copy_walk<4>(dst, dst_rect, src, src_rect); break;
-    default: break;  // no such pixel format: nothing to copy
+    default:  // larger pixels; there are none below 1 byte
+      if (dst->bytes_per_pixel > 4) copy_walk<0>(dst, dst_rect, src, src_rect);
+      break;
   }
 }
 
 void fill(sf_surface* surface, sf_rect r) {
   const uint32_t color = surface->color;
-  const color_parts c = parts(color);
+  const rgba c(color);
   const int32_t w = r.right - r.left;
   const size_t stride = static_cast<size_t>(surface->width) * 4;
   for (int32_t y = r.top; y < r.bottom; ++y) {
@@ -114,20 +93,13 @@ void fill(sf_surface* surface, sf_rect r) {
     if (c.a == 255) {
       for (int32_t i = 0; i < w; ++i) std::memcpy(row + static_cast<size_t>(i) * 4, &color, 4);
     } else {
-      const uint32_t ia = 255 - c.a, pb = c.b * c.a, pg = c.g * c.a, pr = c.r * c.a;
-      for (int32_t i = 0; i < w; ++i) {
-        uint8_t* d = row + static_cast<size_t>(i) * 4;
-        d[0] = static_cast<uint8_t>((d[0] * ia + pb) >> 8);
-        d[1] = static_cast<uint8_t>((d[1] * ia + pg) >> 8);
-        d[2] = static_cast<uint8_t>((d[2] * ia + pr) >> 8);
-        d[3] = static_cast<uint8_t>(((d[3] * ia) >> 8) + c.a);
-      }
+      for (int32_t i = 0; i < w; ++i) over(row + static_cast<size_t>(i) * 4, c.a, c.r, c.g, c.b);
     }
   }
 }
 
 }  // namespace
 
-extern const ops scalar_ops = {blend_4b4b, blend_4b1b, blend_4b3b, blend_copy, fill};
+extern const blend_ops scalar_ops = {blend_4b4b, blend_4b1b, blend_4b3b, blend_copy, fill};
 
 }  // namespace quelt::blend

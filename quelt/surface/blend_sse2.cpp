@@ -72,7 +72,7 @@ struct sse2 {
 #include <quelt/surface/blend_wide_p.h>
 
 namespace quelt::blend {
-extern const ops sse2_ops = make_ops<sse2>();
+extern const blend_ops sse2_ops = make_ops<sse2>();
 }
 
 #endif

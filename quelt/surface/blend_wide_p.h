@@ -18,9 +18,8 @@
 // stand in for another level's at link time.
 #pragma once
 
+#include <quelt/processing/strip_p.h>
 #include <quelt/surface/blend_p.h>
-
-#include <emmintrin.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -28,20 +27,6 @@
 
 namespace quelt::blend {
 namespace {
-
-// One pixel by the reference's arithmetic, for the tails of levels without masks.
-inline void over_one(uint8_t* d, uint32_t w, uint32_t r, uint32_t g, uint32_t b) {
-  const uint32_t iw = 255 - w;
-  d[0] = static_cast<uint8_t>((d[0] * iw + b * w) >> 8);
-  d[1] = static_cast<uint8_t>((d[1] * iw + g * w) >> 8);
-  d[2] = static_cast<uint8_t>((d[2] * iw + r * w) >> 8);
-  d[3] = static_cast<uint8_t>(((d[3] * iw) >> 8) + w);
-}
-
-struct rgba {
-  uint32_t a, r, g, b;
-  explicit rgba(uint32_t c) : a(c >> 24), r((c >> 16) & 0xFF), g((c >> 8) & 0xFF), b(c & 0xFF) {}
-};
 
 // Pixels are worked on as two sets of 16-bit lanes: the even bytes (blue, red) shifted down to
 // the low byte of each lane, and the odd bytes (green, alpha). A product of two bytes fits a
@@ -94,7 +79,7 @@ struct k_white {
   static V src(const uint8_t* s) { return S::load(s); }
   static V src_part(const uint8_t* s, size_t n) { return S::load_part(s, n); }
   V step(V d, V s) const { return W::over(d, S::alpha_weight(s), W::even(s), W::odd_256(s)); }
-  void one(uint8_t* d, const uint8_t* s) const { over_one(d, s[3], s[2], s[1], s[0]); }
+  void one(uint8_t* d, const uint8_t* s) const { over(d, s[3], s[2], s[1], s[0]); }
 };
 
 // 4-byte source, white colour with alpha a < 255: weight (sA × a) >> 8.
@@ -108,7 +93,7 @@ struct k_tint {
   static V src(const uint8_t* s) { return S::load(s); }
   static V src_part(const uint8_t* s, size_t n) { return S::load_part(s, n); }
   V step(V d, V s) const { return W::over(d, S::mulhi16(S::alpha_weight(s), a8), W::even(s), W::odd_256(s)); }
-  void one(uint8_t* d, const uint8_t* s) const { over_one(d, (s[3] * a) >> 8, s[2], s[1], s[0]); }
+  void one(uint8_t* d, const uint8_t* s) const { over(d, (s[3] * a) >> 8, s[2], s[1], s[0]); }
 };
 
 // 4-byte source, any other colour: weight (sA × a) >> 8, channels (s × c) >> 8.
@@ -129,7 +114,7 @@ struct k_color {
     return W::over(d, S::mulhi16(S::alpha_weight(s), a8), se, so);
   }
   void one(uint8_t* d, const uint8_t* s) const {
-    over_one(d, (s[3] * c.a) >> 8, (s[2] * c.r) >> 8, (s[1] * c.g) >> 8, (s[0] * c.b) >> 8);
+    over(d, (s[3] * c.a) >> 8, (s[2] * c.r) >> 8, (s[1] * c.g) >> 8, (s[0] * c.b) >> 8);
   }
 };
 
@@ -145,7 +130,7 @@ struct k_mask {
   static V src(const uint8_t* s) { return S::mask_weight(s); }
   static V src_part(const uint8_t* s, size_t n) { return S::mask_weight_part(s, n); }
   V step(V d, V w) const { return W::over(d, w, se, so); }
-  void one(uint8_t* d, const uint8_t* s) const { over_one(d, s[0], c.r, c.g, c.b); }
+  void one(uint8_t* d, const uint8_t* s) const { over(d, s[0], c.r, c.g, c.b); }
 };
 
 // 1-byte coverage, colour alpha a < 255: weight (s × a) >> 8.
@@ -161,7 +146,7 @@ struct k_mask_alpha {
   static V src(const uint8_t* s) { return S::mask_weight(s); }
   static V src_part(const uint8_t* s, size_t n) { return S::mask_weight_part(s, n); }
   V step(V d, V w) const { return W::over(d, S::mulhi16(w, a8), se, so); }
-  void one(uint8_t* d, const uint8_t* s) const { over_one(d, (s[0] * c.a) >> 8, c.r, c.g, c.b); }
+  void one(uint8_t* d, const uint8_t* s) const { over(d, (s[0] * c.a) >> 8, c.r, c.g, c.b); }
 };
 
 // 3-byte coverage: a weight per channel, (s × a) >> 8, alpha set to 255. The alpha lane gets
@@ -192,13 +177,7 @@ struct k_lcd {
     const V wo = S::or_(S::mulhi16(w.wo, a8), S::set32(0x00FF0000));
     return W::over2(d, S::mulhi16(w.we, a8), wo, se, so);
   }
-  void one(uint8_t* d, const uint8_t* s) const {
-    const uint32_t wr = (s[0] * c.a) >> 8, wg = (s[1] * c.a) >> 8, wb = (s[2] * c.a) >> 8;
-    d[0] = static_cast<uint8_t>((d[0] * (255 - wb) + c.b * wb) >> 8);
-    d[1] = static_cast<uint8_t>((d[1] * (255 - wg) + c.g * wg) >> 8);
-    d[2] = static_cast<uint8_t>((d[2] * (255 - wr) + c.r * wr) >> 8);
-    d[3] = 255;
-  }
+  void one(uint8_t* d, const uint8_t* s) const { over_lcd(d, s, c.a, c.r, c.g, c.b); }
 };
 
 // n contiguous pixels of one case: whole vectors, then the tail under a mask or one by one.
@@ -260,79 +239,23 @@ void blend_block(const K& k, uint8_t* d, const uint8_t* s, size_t n, uint32_t m)
   }
 }
 
-// Looks at the n <= 16 strip bytes from c on (w bytes in the row): sets the bits of those that
-// aren't 0 and tells whether each of them is followed by itself minus one, as in the runs that
-// sf_strip writes (1 is followed by 0). For such bytes the walk processes exactly the pixels
-// whose byte is 0: a jump from inside a run lands on the run's next 0, which comes where the
-// remaining count is a multiple of 256, or on the pixel after the run.
+// One row over a skip table, in blocks of 16 pixels: the pixels that the walk processes inside a
+// block are blended in one masked step.
+// Whether the n <= 16 strip bytes from c on are runs (strip::runs_block), in the level's own
+// instructions where it has them.
 template <class S>
-bool strip_block(const uint8_t* k, int32_t c, int32_t w, int32_t n, uint32_t& nz) {
-  if constexpr (S::masked) {
-    return S::strip_block(k, c, w, n, nz);
-  } else {
-    if (n == 16 && c + 17 <= w) {
-      const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(k + c));
-      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(k + c + 1));
-      nz = ~static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, _mm_setzero_si128()))) & 0xFFFF;
-      const uint32_t step =
-          static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_sub_epi8(a, _mm_set1_epi8(1)), b)));
-      return (nz & ~step) == 0;
-    }
-    nz = 0;
-    bool runs = true;
-    for (int32_t i = 0; i < n; ++i) {
-      if (!k[c + i]) continue;
-      nz |= 1u << i;
-      if (c + i + 1 < w && static_cast<uint8_t>(k[c + i] - 1) != k[c + i + 1]) runs = false;
-    }
-    return runs;
-  }
+bool strip_block(const uint8_t* t, int32_t c, int32_t w, int32_t n, uint32_t& nz) {
+  if constexpr (S::masked)
+    return S::strip_block(t, c, w, n, nz);
+  else
+    return strip::runs_block(t, c, w, n, nz);
 }
 
-// One row of the reference walk over a skip table, in blocks of 16 pixels: the walk's jumps are
-// taken as it takes them, and the pixels that it processes inside a block, found from the block's
-// strip bytes, are blended in one masked step. When the block's bytes are runs (strip_block),
-// those are the pixel at c and the pixels whose byte is 0, and a jump from the block past its
-// end lands where a jump from the next block's first byte lands; else the block goes step by step.
 template <class S, class K>
 void blend_strip_row(const K& k, uint8_t* d, const uint8_t* s, const uint8_t* strip, int32_t w) {
-  int32_t c = 0;
-  bool landed = false;  // c was reached by a jump: processed without a look at its byte
-  while (c < w) {
-    if (!landed && strip[c]) {
-      c += strip[c];
-      if (c >= w) return;
-    }
-    // The pixel at c is processed now: it was landed on, or its byte is 0.
-    landed = false;
-    const int32_t n = w - c < 16 ? w - c : 16;
-    uint32_t nz, m;
-    int32_t p;
-    if (strip_block<S>(strip, c, w, n, nz)) {
-      m = (~nz | 1u) & ((1u << n) - 1);
-      p = n;
-    } else {
-      // Bytes that runs don't explain: the walk step by step.
-      m = 1;
-      p = 1;
-      while (p < n) {
-        const uint32_t rest = nz >> p;
-        const int32_t zeros = rest ? __builtin_ctz(rest) : n - p;
-        m |= ((1u << zeros) - 1) << p;
-        p += zeros;
-        if (p >= n) break;
-        p += strip[c + p];
-        if (p >= n) {
-          landed = true;
-          break;
-        }
-        m |= 1u << p;
-        ++p;
-      }
-    }
+  strip::walk_row_blocks(strip, w, strip_block<S>, [&](int32_t c, int32_t n, uint32_t m) {
     blend_block<S>(k, d + static_cast<size_t>(c) * 4, s + static_cast<size_t>(c) * K::Bpp, static_cast<size_t>(n), m);
-    c += p;
-  }
+  });
 }
 
 // A row of at most 16 pixels over a skip table, as glyph rows mostly are. When its bytes are runs
@@ -355,14 +278,9 @@ struct copy_span {
 
 template <class S, int Bpp>
 void copy_strip_row(uint8_t* d, const uint8_t* s, const uint8_t* strip, int32_t w) {
-  int32_t c = 0;
-  while (c < w) {
-    c += strip[c];
-    if (c >= w) break;
-    const int32_t e = S::next_nonzero(strip, c + 1, w);
+  strip::walk_row_stretches(strip, w, S::next_nonzero, [&](int32_t c, int32_t e) {
     S::copy(d + static_cast<size_t>(c) * Bpp, s + static_cast<size_t>(c) * Bpp, static_cast<size_t>(e - c) * Bpp);
-    c = e;
-  }
+  });
 }
 
 // The reference walk over whole rows. Without a skip table a row is one stretch, and rows that
@@ -462,13 +380,7 @@ struct k_fill {
     const V ro = S::add16(S::mullo16(S::template srl16<8>(d), ia), ko);
     return S::or_and(re, ro, S::set32(0xFF00FF00));
   }
-  void one(uint8_t* p, const uint8_t*) const {
-    const uint32_t ia1 = 255 - c.a;
-    p[0] = static_cast<uint8_t>((p[0] * ia1 + c.b * c.a) >> 8);
-    p[1] = static_cast<uint8_t>((p[1] * ia1 + c.g * c.a) >> 8);
-    p[2] = static_cast<uint8_t>((p[2] * ia1 + c.r * c.a) >> 8);
-    p[3] = static_cast<uint8_t>(((p[3] * ia1) >> 8) + c.a);
-  }
+  void one(uint8_t* p, const uint8_t*) const { over(p, c.a, c.r, c.g, c.b); }
 };
 
 // Beyond the second-level cache an opaque fill goes through the processor's string store, which
@@ -540,7 +452,7 @@ void fill(sf_surface* surface, sf_rect r) {
 }
 
 template <class S>
-constexpr ops make_ops() {
+constexpr blend_ops make_ops() {
   return {blend_4b4b<S>, blend_4b1b<S>, blend_4b3b<S>, blend_copy<S>, fill<S>};
 }
 

@@ -1,7 +1,7 @@
 #include <quelt/surface/transform.h>
 
 #include <quelt/base/trace.h>
-#include <quelt/surface/clip.h>
+#include <quelt/surface/blend.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -116,19 +116,9 @@ int32_t sf_enlarge(sf_surface* surface, int32_t left, int32_t top, int32_t right
     QUELT_EXIT();
     return 0;
   }
-  // The old surface lands at (left, top); clipping against the new bounds does the cropping.
-  const sf_rect to{0, 0, grown.width, grown.height};
-  const sf_rect from{0, 0, surface->width, surface->height};
-  sf_clip_result r;
-  if (grown.pixels && surface->pixels && sf_clip(&r, &to, &to, &from, &from, left, top)) {
-    const size_t bpp = static_cast<size_t>(grown.bytes_per_pixel);
-    const size_t n = static_cast<size_t>(r.dst.right - r.dst.left) * bpp;
-    for (int32_t y = 0; y < r.dst.bottom - r.dst.top; ++y) {
-      const size_t d = (static_cast<size_t>(r.dst.top + y) * static_cast<size_t>(grown.width) + r.dst.left) * bpp;
-      const size_t s = (static_cast<size_t>(r.src.top + y) * static_cast<size_t>(surface->width) + r.src.left) * bpp;
-      std::memcpy(grown.pixels + d, surface->pixels + s, n);
-    }
-  }
+  // The old surface lands at (left, top) as a copy through its skip table; clipping against the
+  // new bounds does the cropping.
+  sf_blend(&grown, surface, nullptr, left, top, sf_blend_copy);
   sf_release(surface);
   *surface = grown;
   return 1;

@@ -45,9 +45,11 @@ QUELT_API void sf_flip_horizontal(sf_surface* src, sf_surface* dst);
 QUELT_API int32_t sf_duplicate(sf_surface* dst, const sf_surface* src);
 
 /** Grows the surface by margins, keeping the record at its address; a negative margin crops.
-   The old pixels land at (left, top), new ones are zero, and the record gets no skip table,
-   colour 0, no clip and zero anchors. Refused silently while a clip is pushed. Not for a
-   surface whose pixels the library does not own (a pixmap).
+   The old pixels land at (left, top) through sf_blend with sf_blend_copy, so the copy walks the
+   old skip table: pixels that it skips stay zero, also where a table out of date skips pixels
+   that are not empty. New pixels are zero, and the record gets no skip table, colour 0, no clip
+   and zero anchors. Refused silently while a clip is pushed (its stack would be lost). Not for
+   a surface whose pixels the library does not own (a pixmap).
    @param surface the surface.
    @param left columns to add on the left.
    @param top rows to add on the top.
@@ -55,8 +57,8 @@ QUELT_API int32_t sf_duplicate(sf_surface* dst, const sf_surface* src);
    @param bottom rows to add at the bottom.
    @return 1, or 0 with the surface unchanged.
    @par Failure trace
-   "" after the new buffer cannot be made, also for a side that would be negative or too
-   large. */
+   "" after the new buffer cannot be made, also for a side that would be negative or larger
+   than 32 bits can count. */
 QUELT_API int32_t sf_enlarge(sf_surface* surface, int32_t left, int32_t top, int32_t right, int32_t bottom);
 
 /** Lists the neighbours of (x, y) that lie on the surface, in the order above, above left,

@@ -14,6 +14,7 @@
 #include <quelt/platform/win32.h>
 #include <quelt/processing/strip.h>
 #include <quelt/surface/blend.h>
+#include <quelt/surface/blend_p.h>
 
 #include <ft2build.h>
 #include FT_FREETYPE_H
@@ -54,13 +55,6 @@ inline int32_t saturate(int64_t v) {
 
 // FreeType's 26.6 values become whole pixels by a division that truncates towards zero.
 inline int32_t pixels_of(FT_Pos v) { return saturate(static_cast<int64_t>(v / 64)); }
-
-// floor(anchor × extent) in double precision; a NaN anchor counts as 0.
-inline int64_t anchor_shift(float anchor, int32_t extent) {
-  const double v = std::floor(static_cast<double>(anchor) * extent);
-  if (std::isnan(v)) return 0;
-  return static_cast<int64_t>(std::clamp(v, -static_cast<double>(sum_limit), static_cast<double>(sum_limit)));
-}
 
 // Units up to the zero unit, at most INT32_MAX of them.
 int32_t units(const uint16_t* text) {
@@ -570,18 +564,16 @@ void sf_face_string(sf_face* face, sf_surface* surface, const uint16_t* text, in
   // Measuring also brings every glyph of the string into the cache before the first is drawn,
   // and notes each character's glyph and kerning for the drawing below.
   walk_record record;
-  const int64_t dx = anchor_shift(surface->anchor_x, measure(face, text, length, &record));
-  const int64_t dy = anchor_shift(surface->anchor_y, sf_face_height(face));
+  const int32_t width = measure(face, text, length, &record);
   // The anchors place the whole string; sf_blend must not apply them again to each glyph.
-  surface->anchor_x = 0.0f;
-  surface->anchor_y = 0.0f;
+  const quelt::blend::anchor_shift a = quelt::blend::take_anchors(surface, width, sf_face_height(face));
   if (!text || text[0] == 0 || length <= 0) return;
 
   const glyph_target target(surface);
   const int64_t spacing = face->spacing;
   kerning_table* kern = nullptr;
-  int64_t pen_x = bounded(x - dx);
-  int64_t pen_y = bounded(y - dy);
+  int64_t pen_x = bounded(x - a.x);
+  int64_t pen_y = bounded(y - a.y);
   for (int32_t i = 0;;) {
     const sf_glyph* g;
     int32_t k = 0;
@@ -618,12 +610,10 @@ int32_t sf_face_glyph(sf_face* face, sf_surface* surface, uint32_t code, int32_t
     resolved = question_mark;
   }
   const sf_glyph* g = face->glyphs[resolved];
-  const int64_t dx = anchor_shift(surface->anchor_x, sf_face_width_glyph(face, resolved));
-  const int64_t dy = anchor_shift(surface->anchor_y, sf_face_height(face));
-  surface->anchor_x = 0.0f;
-  surface->anchor_y = 0.0f;
-  return sf_blend(surface, const_cast<sf_surface*>(&g->surface), nullptr, saturate(x - dx + g->offset_x),
-                  saturate(y - dy + g->offset_y), nullptr);
+  const int32_t width = sf_face_width_glyph(face, resolved);
+  const quelt::blend::anchor_shift a = quelt::blend::take_anchors(surface, width, sf_face_height(face));
+  return sf_blend(surface, const_cast<sf_surface*>(&g->surface), nullptr, saturate(x - a.x + g->offset_x),
+                  saturate(y - a.y + g->offset_y), nullptr);
 }
 
 }  // extern "C"
