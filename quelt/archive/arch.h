@@ -15,12 +15,14 @@
    - A load ends on any input. A size field with its top bit set, or a payload that would begin
      beyond what a 32-bit position addresses, fails the load like a malformed tag (trace ""), so
      no seek ever goes backwards.
-   - arch_load fails (trace "") when reading a tag fails in malloc, instead of taking
-     the failure for the end of the file: a directory cut short must not pass for the whole.
+   - arch_load reads the directory through a 64 KiB window of the file instead of one small
+     read per tag: a payload that ends inside the window, or soon behind it, is passed over in
+     the buffer; a longer one is passed with one seek and never read. Tags are judged as
+     sz8_read judges them, and no payload is loaded.
    - arch_load refuses a path of more than 255 characters (trace "fopen"): a shortened path could
      name another file when payloads are fetched later.
    - arch_load refuses silently (0, nothing read) to load a file by another path into an archive
-     whose entries still have payloads in the file of its current `path`.
+     whose entries still have payloads in the file their offsets refer to.
    - A load grows the directory geometrically and trims it to the vector's usual capacity at the
      end; the directory costs the entries vector and nothing per entry.
    - When arch_ff fails, the record it made is released and its out pointer left untouched; a
@@ -31,10 +33,12 @@
      head or end). arch_post keeps up to 63 characters in memory; a name ending in ":" or "." is
      fine for a group, since the marker is the character in front of "]".
    - arch_store also refuses silently an archive whose file would pass 2^31 - 1 bytes.
-   - arch_store to a path other than `path` (compared as text) writes a copy: every payload
-     then stays in memory as its only copy (`offset` 0), so nothing is ever fetched from a file
-     that `path` does not name. arch_store to `path` itself leaves the payloads loaded with
-     their new offsets.
+   - arch_store to a path other than `path` (compared as text) gives every record the offset of
+     its payload in that file, as a store to `path` does, and `path` stays. The library then
+     remembers that the offsets belong to the other file: fetches (arch_lock, arch_fetch, the
+     first pass of a later store) read that file, until a store to `path` or a load puts the
+     offsets back into `path`. When that path has more than 255 characters, or there is no
+     memory to remember it, every payload stays in memory as its only copy (`offset` 0).
    - When arch_store fails after opening the file, every payload stays in memory as its only
      copy (`offset` 0), since the file is incomplete. A failing fclose is traced "fclose".
    - An entry with `offset` 0, a size above 0 and no block has lost its only copy (after

@@ -1,0 +1,25 @@
+// Inside the archive: what the tree (arch.cpp) and the file format (archfile.cpp) share.
+#pragma once
+
+#include <quelt/archive/arch.h>
+#include <quelt/containers/vector_p.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace quelt {
+
+constexpr int32_t kHead = 1;
+constexpr int32_t kLeaf = 0;
+constexpr int32_t kEnd = -1;
+constexpr size_t kName = sizeof(arch_entry{}.name);
+constexpr int64_t kMaxPosition = INT32_MAX;  // the last place a 32-bit `offset` reaches
+
+inline arch_entry* entry_at(const vect_vector* v, int32_t index) {
+  return static_cast<arch_entry*>(vect_slot(v, index));
+}
+
+// Forgets which file the archive's offsets refer to (see archfile.cpp), before the record goes.
+void arch_forget_origin(const arch_archive* archive);
+
+}  // namespace quelt
