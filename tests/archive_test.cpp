@@ -167,6 +167,27 @@ TEST(Archive, LoadEndsOnAnyInput) {
   EXPECT_EQ(x.tags(), "[a] [g:] [b] [g.] [a] [g:] [b] [g.]");
 }
 
+// Payloads short and long around the reader's 64 KiB window: tags that straddle its edge,
+// payloads passed in it, read through behind it and skipped with a seek all load as written.
+TEST(Archive, LoadAcrossTheReadersWindow) {
+  qtest::TempDir dir;
+  std::mt19937 rng(3);
+  const uint32_t sizes[] = {0, 1, 9, 4000, 65530, 65536, 70001, 140000};
+  std::string bytes, want;
+  std::vector<int> offsets;
+  for (int i = 0; i < 300; ++i) {
+    const std::string tag = "[" + std::string(1 + rng() % 40, static_cast<char>('a' + i % 26)) + "]";
+    const uint32_t n = sizes[rng() % 8];
+    bytes += pad(tag) + le32(n), offsets.push_back(static_cast<int>(bytes.size()));
+    bytes += std::string(n, static_cast<char>(i)), want += (i ? " " : "") + tag;
+  }
+  spill(dir.path("w"), bytes);
+  Arch x;
+  ASSERT_EQ(arch_load(x.a, dir.path("w").c_str()), 1);
+  ASSERT_EQ(x.tags(), want);
+  for (int i = 0; i < 300; ++i) ASSERT_EQ(x.at(i).offset, offsets[i]) << i;
+}
+
 TEST(Archive, PayloadsComeOnlyFromTheirOwnFile) {
   qtest::TempDir dir;
   const std::string own = dir.path("own"), copy = dir.path("copy"), missing = dir.path("no/such");
