@@ -116,13 +116,14 @@ BENCHMARK(BM_fwrite_whole)->Unit(benchmark::kMillisecond)->UseRealTime();
 // median when repetitions are asked for (the machines are shared and noisy), else the run.
 class Collect : public benchmark::ConsoleReporter {
  public:
-  std::map<std::string, double> times;
+  std::map<std::string, double> times, cpu;  // real and CPU time (this process's, steadier when the machine is busy)
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& r : runs) {
       if (r.error_occurred) continue;
       if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") medians[r.run_name.str()] = true;
       else if (r.run_type != Run::RT_Iteration || medians.count(r.run_name.str())) continue;
       times[r.run_name.str()] = r.GetAdjustedRealTime();
+      cpu[r.run_name.str()] = r.GetAdjustedCPUTime();
     }
     ConsoleReporter::ReportRuns(runs);
   }
@@ -141,7 +142,8 @@ int main(int argc, char** argv) {
   auto ratio = [&](const char* label, const char* ours, const char* limit) {
     auto a = collect.times.find(ours), b = collect.times.find(limit);
     if (a != collect.times.end() && b != collect.times.end() && b->second > 0)
-      std::printf("%s: %.2f (quelt time / limit time)\n", label, a->second / b->second);
+      std::printf("%s: %.2f (quelt time / limit time; CPU time: %.2f)\n", label, a->second / b->second,
+                  collect.cpu[ours] / collect.cpu[limit]);
   };
   ratio("arch_ff vs one fread of the whole file", "BM_arch_ff/real_time", "BM_fread_whole/real_time");
   ratio("arch_store vs one fwrite of the same bytes", "BM_arch_store/real_time", "BM_fwrite_whole/real_time");
