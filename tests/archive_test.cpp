@@ -110,7 +110,7 @@ TEST(Archive, WorkedExampleByteForByte) {
   ASSERT_EQ(slurp(path), kExample);
   arch_archive* a = nullptr;
   ASSERT_EQ(arch_ff(&a, path.c_str()), 1);
-  auto fields = [](arch_archive* a) {  // the new archive's offsets are its file's, as the loaded one's
+  auto fields = [](arch_archive* a) {  // the new archive's offsets are its file's too
     std::vector<int> f;
     for (int i = 0; i < a->entries->size; ++i) {
       const auto& e = reinterpret_cast<arch_entry*>(a->entries->data)[i];
@@ -173,19 +173,17 @@ TEST(Archive, LoadAcrossTheReadersWindow) {
   qtest::TempDir dir;
   std::mt19937 rng(3);
   const uint32_t sizes[] = {0, 1, 9, 4000, 65530, 65536, 70001, 140000};
-  std::string bytes, want;
-  std::vector<int> offsets;
+  std::string bytes, want, got;
   for (int i = 0; i < 300; ++i) {
-    const std::string tag = "[" + std::string(1 + rng() % 40, static_cast<char>('a' + i % 26)) + "]";
+    const std::string tag = pad("[" + std::string(1 + rng() % 40, static_cast<char>('a' + i % 26)) + "]");
     const uint32_t n = sizes[rng() % 8];
-    bytes += pad(tag) + le32(n), offsets.push_back(static_cast<int>(bytes.size()));
-    bytes += std::string(n, static_cast<char>(i)), want += (i ? " " : "") + tag;
+    bytes += tag + le32(n), want += tag + std::to_string(bytes.size()), bytes += std::string(n, static_cast<char>(i));
   }
   spill(dir.path("w"), bytes);
   Arch x;
   ASSERT_EQ(arch_load(x.a, dir.path("w").c_str()), 1);
-  ASSERT_EQ(x.tags(), want);
-  for (int i = 0; i < 300; ++i) ASSERT_EQ(x.at(i).offset, offsets[i]) << i;
+  for (int i = 0; i < x.a->entries->size; ++i) got += pad("["s + x.at(i).name + "]") + std::to_string(x.at(i).offset);
+  EXPECT_EQ(got, want);
 }
 
 TEST(Archive, PayloadsComeOnlyFromTheirOwnFile) {
