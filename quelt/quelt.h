@@ -1,5 +1,18 @@
-/* quelt: software drawing on pixel surfaces, text, image files, an archive format, small math
-   and top-level windows, behind one flat C interface. Including this header gives all of it. */
+/** @file
+   quelt: software drawing on pixel surfaces, text, image files, an archive format, small math
+   and top-level windows, behind one flat C interface. Including this header gives all of it.
+
+   Conventions of the whole interface:
+   - Operations that can fail return 1 on success and 0 on failure; a few return a count or a
+     pointer. Failures carry no codes: they print the failure trace (base/trace.h).
+   - Records made on the heap (vect_vector, arch_archive, sf_face, ctl_layout_rec,
+     ctl_window_rec) are made through the address of the caller's pointer, and the calls that
+     end them set it to null. Surfaces, pixmaps and glyphs lie in memory the caller provides.
+   - Strings of text are zero-terminated arrays of 16-bit units; paths and archive names are
+     narrow strings.
+   - Everything runs on the one user-interface thread; only the math is safe anywhere.
+   - There is no initialisation call: FreeType starts at the first sf_face_create, the window
+     class is registered at the first window. */
 #ifndef QUELT_QUELT_H
 #define QUELT_QUELT_H
 

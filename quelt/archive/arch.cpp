@@ -1,3 +1,24 @@
+// The archive's tree: life, the cursor and the records under it. The file itself (directory,
+// payloads, writing) is archfile.cpp's.
+//
+// Decisions of this implementation where the archive's behaviour needs pinning down:
+// - When arch_ff fails, the record it made is released and its out pointer left untouched; a
+//   failed arch_create stores what it built, for the caller's arch_release.
+// - arch_read with -1 or -2 finds the terminator only inside the block; a payload without one
+//   is refused. arch_data measures a -1 or -2 source that lies inside the record's own block
+//   only within that block, and refuses a null source with -1 or -2 and any other negative
+//   length. A length of 0 leaves the record empty, with no block.
+// - arch_data allocates the new block before it lets the old one go, so a source inside the old
+//   block is copied safely; when malloc fails the old block is gone all the same (`payload`
+//   null, `size` and `offset` as they were).
+// - arch_crap on a group end refuses silently (0, nothing printed): the end is not a record and
+//   the directory stays balanced. If the directory's block cannot shrink after a deletion, the
+//   larger block is kept and the deletion still completes.
+// - arch_enter keeps the two stacks at equal depth: when the second push fails the first is
+//   taken back; when the group end cannot be inserted, the leaf stays a leaf. arch_leave pops
+//   both stacks even when a smaller block cannot be had.
+// - A null name for arch_post or arch_touch refuses silently. Names are compared within the 64
+//   characters of the field.
 #include <quelt/archive/arch.h>
 
 #include <quelt/archive/arch_p.h>

@@ -1,5 +1,41 @@
 // The archive's file: reading the directory, fetching payloads, writing the whole file. Knows
 // the entries and the vector that holds them, nothing of the cursor or the levels.
+//
+// Decisions of this implementation where the archive's behaviour needs pinning down:
+// - A load ends on any input. A size field with its top bit set, or a payload that would begin
+//   beyond what a 32-bit position addresses, fails the load like a malformed tag (trace ""), so
+//   no seek ever goes backwards.
+// - A load reads the directory through a 64 KiB window of the file instead of one small read
+//   per tag: a payload that ends inside the window, or soon behind it, is passed over in the
+//   buffer, a longer one with one seek, unread. Tags are judged as sz8_read judges them, and
+//   no payload is loaded.
+// - arch_load refuses a path of more than 255 characters (trace "fopen"): a shortened path could
+//   name another file when payloads are fetched later.
+// - arch_load refuses silently (0, nothing read) to load a file by another path into an archive
+//   whose entries still have payloads in the file their offsets refer to.
+// - A load grows the directory geometrically and trims it to the vector's usual capacity at the
+//   end; the directory costs the entries vector and nothing per entry.
+// - Names that would not read back are refused by arch_store, silently and before the file is
+//   opened: a tag can hold 55 characters, so a leaf's name may have 1 to 53 characters and a
+//   group's 0 to 52, and a leaf's name must not end in ":" or "." (it would read as a group
+//   head or end). arch_post keeps up to 63 characters in memory; a name ending in ":" or "." is
+//   fine for a group, since the marker is the character in front of "]".
+// - arch_store also refuses silently an archive whose file would pass 2^31 - 1 bytes.
+// - arch_store to a path other than `path` (compared as text) gives every record the offset of
+//   its payload in that file, as a store to `path` does, and `path` stays. The offsets are
+//   remembered to belong to that file: fetches (arch_lock, arch_fetch, the first pass of a later
+//   store) read it, until a store to `path` or a load puts the offsets back into `path`. When
+//   that path has more than 255 characters, or there is no memory to remember it, every
+//   payload stays in memory as its only copy (`offset` 0).
+// - When arch_store fails after opening the file, every payload stays in memory as its only
+//   copy (`offset` 0), since the file is incomplete. A failing fclose is traced "fclose".
+// - An entry with `offset` 0, a size above 0 and no block has lost its only copy (after
+//   arch_clean, or a failed arch_data): arch_fetch refuses it silently, so arch_lock and
+//   arch_store fail with their trace; nothing is ever read from file position 0.
+// - arch_fetch checks the payload against the file's length before it allocates, and a failed
+//   fetch leaves `payload` as it was: a block without valid content never stays behind.
+// - arch_fetch on an entry that already has a block reads into a fresh block and copies it over
+//   the old one: the address a caller holds from arch_lock stays valid, nothing is leaked.
 #include <quelt/archive/arch.h>
 
 #include <quelt/archive/arch_p.h>

@@ -1,3 +1,10 @@
+// Safety decisions of this implementation:
+// - The scan for the last block stops as soon as the blocks pass 63 bytes: the result is the
+//   same 0 with the position restored, without reading the rest of a long run.
+// - The blocks are read once and kept, so a successful read needs no seek; a read therefore
+//   never fails in fread after the scan, only in malloc.
+// - A null stream, text or a stream whose position cannot be told (ftell fails) gives 0
+//   silently.
 #include <quelt/containers/sz8.h>
 
 #include <quelt/base/trace.h>

@@ -1,3 +1,10 @@
+// Safety decisions of this implementation:
+// - A failed resize leaves `size`, `data` and `capacity` as they were: `size` never exceeds
+//   `capacity`, so nothing can be read or written past the block.
+// - Sizes whose capacity × unit would not fit in memory, sizes or counts that overflow 32 bits,
+//   and a `step` or `unit` below 1 are refused like an allocation that cannot be made.
+// - `vect_push` accepts an element that lies inside the vector's own block. The source of
+//   `vect_insert` must not lie inside the vector.
 #include <quelt/containers/vector.h>
 
 #include <quelt/base/trace.h>

@@ -1,7 +1,18 @@
-/* Decorating a rectangle of a 4-byte surface: a bevelled frame in two colours, and a small shape
-   stretched over the rectangle in nine parts (with a mask of sf_render_ring: a rounded
+/** @file
+   Decorating a rectangle of a 4-byte surface: a bevelled frame in two colours, and a small
+   shape stretched over the rectangle in nine parts (with a mask of sf_render_ring: a rounded
    rectangle). Both draw through sf_fill and sf_blend, so they honour the surface's clip;
-   neither allocates nor prints. */
+   neither allocates nor prints.
+
+   @code
+   sf_surface corner;
+   if (sf_render_ring(&corner, 8.0f, 0.0f)) {
+     surface.color = 0xFFE0E0E0;
+     sf_shape(&surface, &corner, &panel);   // a panel with rounded corners
+     sf_frame(&surface, &button, 0xFFFFFFFF, 0xFF808080, 2);
+     sf_release(&corner);
+   }
+   @endcode */
 #ifndef QUELT_DRAWING_FRAME_H
 #define QUELT_DRAWING_FRAME_H
 
@@ -11,31 +22,28 @@
 
 QUELT_EXTERN_C_BEGIN
 
-/* Paints a border `thickness` pixels wide just inside `rect`: each inset one pixel wide, the
-   left and top edges in `top_left_color`, the right and bottom edges in `bottom_right_color`.
-   The top left corner belongs to the top edge, the other three corners to the right and bottom
-   edges, so every pixel is painted once. The surface's `color` holds `bottom_right_color`
-   afterwards, also when `thickness` is 0 or less and nothing is painted.
-   A thickness above half the rectangle's smaller side paints the whole rectangle, still each
-   pixel once: insets stop where the rectangle is used up, and the middle row or column of an
-   odd side, where the top and bottom (or left and right) edges of the last inset meet, goes to
-   `bottom_right_color`. An empty or inverted rectangle paints nothing. Only insets that reach the
-   surface are walked, so a huge rectangle or thickness costs no more than the surface does. */
+/** Paints a bevelled border `thickness` pixels wide just inside `rect`: the left and top
+   edges in `top_left_color`, the right and bottom edges in `bottom_right_color`, every pixel
+   once. A thickness above half the smaller side paints the whole rectangle. The surface's
+   `color` holds `bottom_right_color` afterwards, also when nothing is painted.
+   @param surface the target, 4 bytes per pixel.
+   @param rect the rectangle; an empty or inverted one paints nothing.
+   @param top_left_color colour word of the left and top edges.
+   @param bottom_right_color colour word of the right and bottom edges.
+   @param thickness width of the border in pixels; 0 or less paints nothing. */
 QUELT_API void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color,
                         uint32_t bottom_right_color, int32_t thickness);
 
-/* Stretches `shape` over `rect`: its four quarters go to the corners at their own size, its middle
-   row and column are repeated along the edges, and the inside is filled with the surface's
-   `color`, its alpha scaled by the first byte of the shape's pixel at (width / 2, height / 2).
-   A 1-byte shape is drawn in the surface's `color`, a 4-byte one with its own pixels modulated
-   by it. `color` is as before afterwards; pending anchors move only the first (top left) corner.
-
-   A shape of odd width W is divided into a near part of W / 2 columns and a far part of
-   W − W / 2; the right corners and edge are placed by the far part's own width (likewise for
-   an odd height), so every pixel of a rectangle at least as large as the shape is drawn exactly
-   once and nothing lands outside it. A rectangle smaller than the shape gets its four corners
-   all the same, overlapping. A shape without pixels draws nothing and leaves the surface as it
-   is. */
+/** Stretches `shape` over `rect`: its four quarters go to the corners at their own size,
+   its middle row and column are repeated along the edges, and the inside is filled with the
+   surface's `color`, its alpha scaled by the first byte of the shape's middle pixel. A 1-byte
+   shape is drawn in `color`, a 4-byte one with its own pixels modulated by it. Every pixel of a
+   rectangle at least as large as the shape is drawn once and nothing lands outside it; a
+   smaller rectangle gets the four corners overlapping. Pending anchors move only the top left
+   corner; `color` is as before afterwards.
+   @param surface the target, 4 bytes per pixel.
+   @param shape the shape, 1 or 4 bytes per pixel; one without pixels draws nothing.
+   @param rect the rectangle to cover. */
 QUELT_API void sf_shape(sf_surface* surface, sf_surface* shape, const sf_rect* rect);
 
 QUELT_EXTERN_C_END

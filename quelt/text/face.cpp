@@ -1,3 +1,13 @@
+// Details of faces and glyphs beyond what the header promises:
+// - A resolution that the platform reports as 0 or less is taken as 96. A bitmap-only font takes
+//   the strike whose listed size equals `size` whatever the display's resolution (FreeType lists
+//   most strikes at 72 dots per inch). FreeType takes a scalable size below 1 point as 1 point.
+// - Sub-pixel glyphs are filtered by the library's own five-tap filter (28, 56, 85, 56, 28 out
+//   of 256) and carry one extra column for its tail.
+// - A glyph larger than 16 em (and 256 pixels) in either direction is refused before it is
+//   rendered, without a trace: a hostile font cannot make each entry of the cache enormous.
+// - Widths and pen positions that would leave the 32-bit range stop at its ends, and an anchor
+//   that is not a number counts as 0.
 #include <quelt/text/face.h>
 
 #include <quelt/base/trace.h>

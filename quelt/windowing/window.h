@@ -1,36 +1,49 @@
-/* Top-level windows: ctl_window_rec ties a window of the platform to a backing pixmap and to
+/** @file
+   Top-level windows: ctl_window_rec ties a window of the platform to a backing pixmap and to
    the application's callbacks, and ctl_window_proc is the one window procedure of them all.
 
    The application draws on the surface that ctl_window returns (a member of the record, valid
-   until ctl_window_release) and asks for an update: a plain window repaints through WM_PAINT,
-   a layered window hands the premultiplied pixels to the compositor. Every size message
-   remakes the pixmap at the new client size, zeroed, with every surface field back at zero.
+   until ctl_window_release) and asks for an update: a plain window repaints, a layered window
+   hands its premultiplied pixels to the compositor. Every size message remakes the pixmap at
+   the new client size, zeroed, with every surface field back at zero.
 
-   Types. The window procedure has the platform's form: on a 64-bit system WPARAM, LPARAM and
-   LRESULT are 64 bits wide, as a 64-bit Win32 window procedure has them, and onmessage gets
-   them unchanged. Coordinates are taken from the low 32 bits of lParam (x the low 16 bits, y
-   the next 16, both signed), and the wheel delta from the low 32 bits of wParam (its high 16
-   bits, signed). The record pointer is kept with the pointer-sized window-long calls.
-
-   Callbacks get the record first; the library ignores what they return. onkey's key is the
-   message's wParam: a Win32 virtual-key code on CTL_DOWN and CTL_UP, one UTF-16 unit on
-   CTL_CHAR (a character beyond the BMP is two calls). onmouse gets client coordinates (outside
-   the client area while a button holds the capture), but screen coordinates for CTL_WHEEL,
-   whose delta (+-120 a notch) is in `wheel`. With onkey null, Escape and the close button post
-   the quit message.
+   Callbacks get the record first; the library ignores what they return. With `onkey` null,
+   Escape and the close button post the quit message. Message parameters have the platform's
+   width (64 bits on a 64-bit system).
 
    On Linux (quelt's X11 layer):
    - The X window is the client area; the window manager's frame is the non-client area.
-     Client sizes are at most 32767 (the largest X window). Removing the caption keeps the
-     client size (the frame shrinks around it), where Win32 keeps the outer size.
-   - A layered window lives on a 32-bit ARGB visual (its X window is remade when the style
-     changes): without a compositor the alpha is stored, not blended.
-   - Pixels reach the server through MIT-SHM where it works, else through XPutImage; an update
-     is finished on the server when the call returns, so another client reads it back at once.
+     Client sizes are at most 32767. Removing the caption keeps the client size (the frame
+     shrinks around it), where Win32 keeps the outer size.
+   - A layered window lives on a 32-bit ARGB visual: without a compositor the alpha is stored,
+     not blended.
+   - An update is finished on the server when the call returns, so another client reads it back
+     at once.
    - The X window carries the property _QUELT_HWND (two 32-bit CARDINALs, the low and high half
      of the record's `hwnd`), so that a program can find it, for instance to read back what the
      window shows with XGetImage. Its WM_CLASS class is "ctl_window_class".
-   - The display connection is opened by the first window and closed with the last. */
+   - The display connection is opened by the first window and closed with the last.
+
+   @code
+   static int32_t on_event(ctl_window_rec* w, int32_t code) {
+     sf_surface* s = &w->pixmap.surface;
+     if (code == CTL_PAINT && s->pixels) {
+       s->color = 0xFF336699;
+       sf_fill(s, NULL);
+     }
+     return 0;
+   }
+   int main(void) {
+     static const uint16_t title[] = {'H', 'i', 0};
+     ctl_window_rec* w = NULL;
+     if (!ctl_window(&w, title, 320, 200)) return 1;
+     w->onevent = on_event;
+     ctl_window_show(w);
+     ctl_main();
+     ctl_window_release(&w);
+     return 0;
+   }
+   @endcode */
 #ifndef QUELT_WINDOWING_WINDOW_H
 #define QUELT_WINDOWING_WINDOW_H
 
@@ -44,70 +57,165 @@
 
 QUELT_EXTERN_C_BEGIN
 
+/** Codes passed to the callbacks: key and mouse actions, mouse buttons and window events. */
 typedef enum ctl_event_code {
-  CTL_UP = 1,
-  CTL_DOWN = 2,
-  CTL_CHAR = 3,
-  CTL_MOVE = 4,
-  CTL_WHEEL = 5,
-  CTL_LEFT = 6,
-  CTL_RIGHT = 7,
-  CTL_MIDDLE = 8,
-  CTL_CLOSE = 9,
-  CTL_SIZE = 10,
-  CTL_PAINT = 11
+  CTL_UP = 1,     /**< A key or mouse button was released. */
+  CTL_DOWN = 2,   /**< A key or mouse button was pressed. */
+  CTL_CHAR = 3,   /**< A character was typed. */
+  CTL_MOVE = 4,   /**< The mouse moved. */
+  CTL_WHEEL = 5,  /**< The wheel turned; the delta is in `wheel`. */
+  CTL_LEFT = 6,   /**< The left mouse button. */
+  CTL_RIGHT = 7,  /**< The right mouse button. */
+  CTL_MIDDLE = 8, /**< The middle mouse button. */
+  CTL_CLOSE = 9,  /**< The close button was pressed; the window is destroyed afterwards. */
+  CTL_SIZE = 10,  /**< The client size changed; the surface has been remade. */
+  CTL_PAINT = 11  /**< The window needs painting; draw, and the library shows the surface. */
 } ctl_event_code;
 
+/** A window record; see struct ctl_window_rec. */
 typedef struct ctl_window_rec ctl_window_rec;
 
+/** Keyboard callback.
+   `code` is CTL_DOWN or CTL_UP with a Win32 virtual-key code in `key`, or CTL_CHAR with one
+   UTF-16 unit (a character beyond the BMP comes in two calls). */
 typedef int32_t (*ctl_key_proc)(ctl_window_rec* window, int32_t code, uint32_t key);
+/** Mouse callback.
+   `action` is CTL_DOWN or CTL_UP with `button` CTL_LEFT, CTL_RIGHT or CTL_MIDDLE, or CTL_MOVE or
+   CTL_WHEEL with `button` 0. (x, y) are client coordinates (outside the client area while a
+   button holds the capture), but screen coordinates for CTL_WHEEL. */
 typedef int32_t (*ctl_mouse_proc)(ctl_window_rec* window, int32_t action, int32_t button, int32_t x,
                                   int32_t y);
+/** Window event callback: `code` is CTL_CLOSE, CTL_SIZE or CTL_PAINT. */
 typedef int32_t (*ctl_event_proc)(ctl_window_rec* window, int32_t code);
+/** Raw message hook: every message of the window, with its parameters unchanged, before the
+   library handles it. */
 typedef LRESULT (*ctl_message_proc)(ctl_window_rec* window, uint32_t message, WPARAM wparam,
                                     LPARAM lparam);
 
+/** A top-level window with its backing pixmap and callbacks. Made by ctl_window or
+   ctl_window_create, ended by ctl_window_release. The application sets the callbacks. */
 struct ctl_window_rec {
-  ctl_layout_rec* layout;
-  ctl_key_proc onkey;
-  ctl_mouse_proc onmouse;
-  ctl_event_proc onevent;
-  ctl_message_proc onmessage;
-  ctl_pixmap_rec pixmap;
-  HWND hwnd;
-  int32_t wheel;
-  int8_t left_down;
-  int8_t right_down;
-  int8_t middle_down;
-  int32_t press_x;
-  int32_t press_y;
+  ctl_layout_rec* layout;     /**< The window's layout, whose archive the application may use. */
+  ctl_key_proc onkey;         /**< Keyboard callback, or null. */
+  ctl_mouse_proc onmouse;     /**< Mouse callback, or null (then no capture and no button state). */
+  ctl_event_proc onevent;     /**< Callback for CTL_CLOSE, CTL_SIZE and CTL_PAINT, or null. */
+  ctl_message_proc onmessage; /**< Sees every message first, or null. */
+  ctl_pixmap_rec pixmap;      /**< The backing store, at the client size. */
+  HWND hwnd;                  /**< The platform's window. */
+  int32_t wheel;              /**< Delta of the last wheel message, +-120 a notch. */
+  int8_t left_down;           /**< 1 while the left button is held. */
+  int8_t right_down;          /**< 1 while the right button is held. */
+  int8_t middle_down;         /**< 1 while the middle button is held. */
+  int32_t press_x;            /**< Client column of the last button press. */
+  int32_t press_y;            /**< Client row of the last button press. */
 };
 
-/* The name of the window class, "ctl_window_class" in UTF-16. */
+/** The name of the window class, "ctl_window_class" in UTF-16. */
 QUELT_API extern const uint16_t ctl_window_class[17];
 
+/** Makes a hidden window of the given client size and caption (ctl_window_create, the
+   caption, then ctl_window_move, whose size message makes the surface).
+   @param window receives the new window on success; untouched on failure.
+   @param caption the caption, a zero-terminated UTF-16 string.
+   @param width client width in pixels.
+   @param height client height in pixels.
+   @return the window's surface, or null on failure.
+   @par Failure trace
+   "" after ctl_window_create fails. */
 QUELT_API sf_surface* ctl_window(ctl_window_rec** window, const uint16_t* caption, int32_t width,
                                  int32_t height);
+/** Makes a hidden window of size 0, with no caption and an empty pixmap. The window class is
+   registered at the first call.
+   @param window receives the new window, or null on failure.
+   @return 1, or 0 on failure.
+   @par Failure trace
+   "mallco" when the record cannot be allocated; "RegisterClass" when the class cannot be
+   registered (the next call tries again); "CreateWindowEx" when the window cannot be made;
+   "" after the layout cannot be made. */
 QUELT_API int32_t ctl_window_create(ctl_window_rec** window);
-/* A null `window` or `*window` is a no-op. */
+/** Destroys the window, its pixmap and layout, frees the record and sets the pointer to
+   null. A null `window` or `*window` is a no-op.
+   @param window address of the pointer to the window. */
 QUELT_API void ctl_window_release(ctl_window_rec** window);
+/** Gives the window a client size and centres it on the screen. The size message arrives
+   before the call returns.
+   @param window the window.
+   @param width client width in pixels.
+   @param height client height in pixels. */
 QUELT_API void ctl_window_move(ctl_window_rec* window, int32_t width, int32_t height);
+/** Gives the window a client size and puts its top left corner at a screen position.
+   @param window the window.
+   @param width client width in pixels.
+   @param height client height in pixels.
+   @param x screen column of the window's top left corner.
+   @param y screen row of the window's top left corner. */
 QUELT_API void ctl_window_movc(ctl_window_rec* window, int32_t width, int32_t height, int32_t x,
                                int32_t y);
+/** Shows the window (restored).
+   @param window the window. */
 QUELT_API void ctl_window_show(ctl_window_rec* window);
+/** Hides the window.
+   @param window the window. */
 QUELT_API void ctl_window_hide(ctl_window_rec* window);
+/** Sets the caption.
+   @param window the window.
+   @param caption the caption, a zero-terminated UTF-16 string. */
 QUELT_API void ctl_window_caption(ctl_window_rec* window, const uint16_t* caption);
+/** Presents the surface: a plain window is repainted at once, a layered window hands its
+   premultiplied pixels to the compositor. Prints "fail to update layered window" when the
+   layered update fails.
+   @param window the window. */
 QUELT_API void ctl_window_update(ctl_window_rec* window);
+/** Repaints part of a plain window at once; does not look at the layered style.
+   @param window the window.
+   @param rect the client rectangle to repaint, or null for all of it. */
 QUELT_API void ctl_window_update_rect(ctl_window_rec* window, const sf_rect* rect);
+/** The client width, asked of the platform (not read from the surface).
+   @param window the window.
+   @return the width in pixels. */
 QUELT_API int32_t ctl_window_width(ctl_window_rec* window);
+/** The client height, asked of the platform (not read from the surface).
+   @param window the window.
+   @return the height in pixels. */
 QUELT_API int32_t ctl_window_height(ctl_window_rec* window);
+/** Reads a window long of the platform.
+   @param window the window.
+   @param index the index: -16 for the style, -20 for the extended style.
+   @return the value. */
 QUELT_API int32_t ctl_window_style_get(ctl_window_rec* window, int32_t index);
+/** Writes a window long of the platform and has the frame recalculated at once.
+   @param window the window.
+   @param index the index: -16 for the style, -20 for the extended style.
+   @param value the new value. */
 QUELT_API void ctl_window_style_set(ctl_window_rec* window, int32_t index, int32_t value);
+/** Turns the sizing border and maximise button on or off.
+   @param window the window.
+   @param on non-zero for on. */
 QUELT_API void ctl_window_sizeable(ctl_window_rec* window, int32_t on);
+/** Turns the caption bar on or off.
+   @param window the window.
+   @param on non-zero for on. */
 QUELT_API void ctl_window_header(ctl_window_rec* window, int32_t on);
+/** Turns the layered style (per-pixel alpha, presented by ctl_window_update) on or off.
+   @param window the window.
+   @param on non-zero for on. */
 QUELT_API void ctl_window_layered(ctl_window_rec* window, int32_t on);
+/** Tells whether mouse buttons are held.
+   @param window the window.
+   @param button CTL_LEFT, CTL_RIGHT or CTL_MIDDLE, or any other value for any button.
+   @return 1 while the button (or any button) is held, else 0. Only tracked while `onmouse` is
+           set. */
 QUELT_API int32_t ctl_window_mouse_state(ctl_window_rec* window, int32_t button);
 
+/** The window procedure of every quelt window; a program calls it only to pass on
+   messages. It remakes the pixmap on a size message, offers every message to `onmessage`,
+   calls `onmouse`, `onkey` and `onevent` for their messages, copies the surface to the screen
+   on a paint message, and ends with the platform's default handling. Prints nothing itself.
+   @param hwnd the platform's window.
+   @param message the message number.
+   @param wparam the message's first parameter.
+   @param lparam the message's second parameter.
+   @return the default handling's result. */
 QUELT_API LRESULT QUELT_WNDPROC_CALL ctl_window_proc(HWND hwnd, UINT message, WPARAM wparam,
                                                      LPARAM lparam);
 
