@@ -74,17 +74,11 @@ extern "C" {
 int32_t arch_create(arch_archive** archive) {
   auto* a = static_cast<arch_archive*>(std::malloc(sizeof(arch_archive)));
   *archive = a;
-  if (!a) {
-    QUELT_FAIL("malloc");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!a) { QUELT_FAIL("malloc"); QUELT_EXIT(); return 0; }
   std::memset(a, 0, sizeof *a);
   if (!vect_create(&a->entries, sizeof(arch_entry)) || !vect_create(&a->bases, 4) ||
       !vect_create(&a->cursors, 4)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
+    QUELT_FAIL(""); QUELT_EXIT(); return 0;
   }
   return 1;
 }
@@ -93,15 +87,11 @@ int32_t arch_ff(arch_archive** archive, const char* path) {
   arch_archive* a = nullptr;
   if (!arch_create(&a)) {
     arch_release(&a);
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
+    QUELT_FAIL(""); QUELT_EXIT(); return 0;
   }
   if (!arch_load(a, path)) {
     arch_release(&a);
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
+    QUELT_FAIL(""); QUELT_EXIT(); return 0;
   }
   *archive = a;
   return 1;
@@ -187,28 +177,18 @@ int32_t arch_enter(arch_archive* archive) {
     e->kind = kHead;
     if (!vect_insert(v, &end, cursor + 1, 1)) {
       entry_at(v, cursor)->kind = kLeaf;  // a head without its end would unbalance the directory
-      QUELT_FAIL("");
-      QUELT_EXIT();
-      return 0;
+      QUELT_FAIL(""); QUELT_EXIT(); return 0;
     }
     if (!vect_at(v, cursor, nullptr, reinterpret_cast<void**>(&e))) {
-      QUELT_FAIL("");
-      QUELT_EXIT();
-      return 0;
+      QUELT_FAIL(""); QUELT_EXIT(); return 0;
     }
   }
   if (e->kind != kHead) return 0;
-  if (!vect_push(archive->bases, &archive->base)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!vect_push(archive->bases, &archive->base)) { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
   if (!vect_push(archive->cursors, &cursor)) {
     int32_t dropped;
     pop_index(archive->bases, &dropped);  // the stacks keep equal depth
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
+    QUELT_FAIL(""); QUELT_EXIT(); return 0;
   }
   v->iter = cursor + 1;
   archive->base = cursor + 1;
@@ -273,9 +253,7 @@ int32_t arch_post(arch_archive* archive, const char* name) {
   std::strncpy(e.name, name, kName - 1);
   arch_end(archive);
   if (!vect_insert(archive->entries, &e, archive->entries->iter, 1)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
+    QUELT_FAIL(""); QUELT_EXIT(); return 0;
   }
   archive->modified = 1;
   return 1;
@@ -284,11 +262,7 @@ int32_t arch_post(arch_archive* archive, const char* name) {
 int32_t arch_touch(arch_archive* archive, const char* name) {
   if (!name) return 0;
   if (arch_first(archive, name)) return 1;
-  if (!arch_post(archive, name)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!arch_post(archive, name)) { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
   return 1;
 }
 
@@ -310,11 +284,7 @@ int32_t arch_crap(arch_archive* archive) {
     } while (sum > 0 && vect_next(v, nullptr, reinterpret_cast<void**>(&e)));
   }
   // A block that cannot shrink stays: the run's payloads are gone, so the run goes too.
-  if (!vect_remove(v, start, count)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!vect_remove(v, start, count)) { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
   archive->modified = 1;
   return 1;
 }
@@ -357,9 +327,7 @@ int32_t arch_data(arch_archive* archive, const void* source, int32_t length) {
     if (!block) {
       std::free(e->payload);
       e->payload = nullptr;
-      QUELT_FAIL("malloc");
-      QUELT_EXIT();
-      return 0;
+      QUELT_FAIL("malloc"); QUELT_EXIT(); return 0;
     }
     if (source)
       std::memcpy(block, source, bytes);
@@ -397,11 +365,7 @@ int32_t arch_lock(arch_archive* archive, uint8_t** payload, int32_t* size) {
   arch_entry* e = record(archive);
   if (!e) return 0;
   const bool resident = e->offset == 0 && e->size != 0 && e->payload;
-  if (!resident && !arch_fetch(archive, e)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!resident && !arch_fetch(archive, e)) { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
   if (payload) *payload = e->payload;
   if (size) *size = e->size;
   return 1;

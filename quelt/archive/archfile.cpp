@@ -242,11 +242,7 @@ int32_t arch_load(arch_archive* archive, const char* path) {
   // Entries whose payloads lie in another file would be fetched from this one.
   if (path && std::strcmp(path, source_of(archive)) != 0 && any_fetchable(v)) return 0;
   File f(!path || strnlen(path, kPath + 1) > kPath ? nullptr : std::fopen(path, "rb"));
-  if (!f) {
-    QUELT_FAIL("fopen");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!f) { QUELT_FAIL("fopen"); QUELT_EXIT(); return 0; }
   std::strncpy(archive->path, path, kPath);
   arch_forget_origin(archive);  // every fetchable entry is in `path` now
 
@@ -260,39 +256,25 @@ int32_t arch_load(arch_archive* archive, const char* path) {
     const int32_t n = tag_at(window.front(), window.fill(kTagBlocks), &blocks);
     if (n == 0) return 1;  // the end of the directory
     const auto* tag = reinterpret_cast<const char*>(window.front());
-    if (n < 3 || tag[0] != '[' || tag[n - 1] != ']') {
-      QUELT_FAIL("");
-      QUELT_EXIT();
-      return 0;
-    }
+    if (n < 3 || tag[0] != '[' || tag[n - 1] != ']') { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
     arch_entry e{};
     e.kind = tag[n - 2] == ':' ? kHead : tag[n - 2] == '.' ? kEnd : kLeaf;
     std::memcpy(e.name, tag + 1, static_cast<size_t>(n - (e.kind == kLeaf ? 2 : 3)));
     window.take(blocks);
     if (e.kind != kEnd) {
-      if (window.fill(4) < 4) {
-        QUELT_FAIL("fread");
-        QUELT_EXIT();
-        return 0;
-      }
+      if (window.fill(4) < 4) { QUELT_FAIL("fread"); QUELT_EXIT(); return 0; }
       const uint32_t size = read_le32(window.front());
       window.take(4);
       // A negative size would seek backwards, maybe into a loop; a position past 2^31 - 1 has
       // no `offset`. Both make the file unreadable.
       if (size > static_cast<uint32_t>(kMaxPosition) || window.position() > kMaxPosition) {
-        QUELT_FAIL("");
-        QUELT_EXIT();
-        return 0;
+        QUELT_FAIL(""); QUELT_EXIT(); return 0;
       }
       e.size = static_cast<int32_t>(size);
       e.offset = static_cast<int32_t>(window.position());
       window.skip(size);
     }
-    if (!vect_append(v, &e)) {
-      QUELT_FAIL("");
-      QUELT_EXIT();
-      return 0;
-    }
+    if (!vect_append(v, &e)) { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
   }
 }
 
@@ -325,9 +307,7 @@ int32_t arch_store(arch_archive* archive, const char* path) {
          more = vect_next(v, nullptr, reinterpret_cast<void**>(&e))) {
       if (e->kind == kEnd || e->size <= 0 || e->payload) continue;
       if (!fetchable(e) || !fetch(archive, e, &source, &source_length)) {
-        QUELT_FAIL("");
-        QUELT_EXIT();
-        return 0;
+        QUELT_FAIL(""); QUELT_EXIT(); return 0;
       }
     }
   }
@@ -343,11 +323,7 @@ int32_t arch_store(arch_archive* archive, const char* path) {
   std::unique_ptr<Origin, decltype(&std::free)> unused(fresh ? origin : nullptr, &std::free);
 
   FILE* f = std::fopen(target, "wb");
-  if (!f) {
-    QUELT_FAIL("fopen");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!f) { QUELT_FAIL("fopen"); QUELT_EXIT(); return 0; }
   // A larger buffer gives fewer, larger writes; without one the stream's own does.
   constexpr size_t kBuffer = 1 << 16;
   std::unique_ptr<char, decltype(&std::free)> buffer(static_cast<char*>(std::malloc(kBuffer)), &std::free);
@@ -368,9 +344,7 @@ int32_t arch_store(arch_archive* archive, const char* path) {
     if (!sz8_write_appending(f, tag)) {
       std::fclose(f);
       make_resident(v);
-      QUELT_FAIL("");
-      QUELT_EXIT();
-      return 0;
+      QUELT_FAIL(""); QUELT_EXIT(); return 0;
     }
     position += stored_length(e);
     if (e->kind == kEnd) continue;
@@ -380,17 +354,13 @@ int32_t arch_store(arch_archive* archive, const char* path) {
     if (std::fwrite(field, 1, 4, f) != 4 || (size > 0 && std::fwrite(e->payload, 1, size, f) != size)) {
       std::fclose(f);
       make_resident(v);
-      QUELT_FAIL("fwrite");
-      QUELT_EXIT();
-      return 0;
+      QUELT_FAIL("fwrite"); QUELT_EXIT(); return 0;
     }
     e->offset = static_cast<int32_t>(position - size);
   }
   if (std::fclose(f) != 0) {
     make_resident(v);
-    QUELT_FAIL("fclose");
-    QUELT_EXIT();
-    return 0;
+    QUELT_FAIL("fclose"); QUELT_EXIT(); return 0;
   }
   if (!origin) {
     arch_forget_origin(archive);
