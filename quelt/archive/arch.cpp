@@ -101,8 +101,7 @@ void arch_clean(arch_archive* archive) {
   vect_vector* v = archive->entries;
   if (!v) return;
   arch_entry* e = nullptr;
-  for (bool more = vect_first(v, nullptr, reinterpret_cast<void**>(&e)); more;
-       more = vect_next(v, nullptr, reinterpret_cast<void**>(&e))) {
+  for (e = first_entry(v); e; e = next_entry(v)) {
     std::free(e->payload);
     e->payload = nullptr;
   }
@@ -226,8 +225,7 @@ void arch_dump(arch_archive* archive) {
   vect_vector* v = archive->entries;
   arch_entry* e = nullptr;
   int32_t depth = 0;
-  for (bool more = vect_first(v, nullptr, reinterpret_cast<void**>(&e)); more;
-       more = vect_next(v, nullptr, reinterpret_cast<void**>(&e))) {
+  for (e = first_entry(v); e; e = next_entry(v)) {
     if (e->kind == kEnd) --depth;
     if (depth >= 1 && depth <= 31) {
       std::printf("%s", spaces + (31 - depth));

@@ -19,6 +19,17 @@ inline arch_entry* entry_at(const vect_vector* v, int32_t index) {
   return static_cast<arch_entry*>(vect_slot(v, index));
 }
 
+// The walk of all entries by vect_first and vect_next, which leaves the cursor at `size`:
+// for (arch_entry* e = first_entry(v); e; e = next_entry(v)).
+inline arch_entry* first_entry(vect_vector* v) {
+  void* e = nullptr;
+  return vect_first(v, nullptr, &e) ? static_cast<arch_entry*>(e) : nullptr;
+}
+inline arch_entry* next_entry(vect_vector* v) {
+  void* e = nullptr;
+  return vect_next(v, nullptr, &e) ? static_cast<arch_entry*>(e) : nullptr;
+}
+
 // Forgets which file the archive's offsets refer to (see archfile.cpp), before the record goes.
 void arch_forget_origin(const arch_archive* archive);
 

@@ -303,8 +303,7 @@ int32_t arch_store(arch_archive* archive, const char* path) {
     File source;
     long source_length = -1;
     arch_entry* e = nullptr;
-    for (bool more = vect_first(v, nullptr, reinterpret_cast<void**>(&e)); more;
-         more = vect_next(v, nullptr, reinterpret_cast<void**>(&e))) {
+    for (e = first_entry(v); e; e = next_entry(v)) {
       if (e->kind == kEnd || e->size <= 0 || e->payload) continue;
       if (!fetchable(e) || !fetch(archive, e, &source, &source_length)) {
         QUELT_FAIL(""); QUELT_EXIT(); return 0;
@@ -336,8 +335,7 @@ int32_t arch_store(arch_archive* archive, const char* path) {
   int64_t position = 0;
   char tag[kName + 4];
   arch_entry* e = nullptr;
-  for (bool more = vect_first(v, nullptr, reinterpret_cast<void**>(&e)); more;
-       more = vect_next(v, nullptr, reinterpret_cast<void**>(&e))) {
+  for (e = first_entry(v); e; e = next_entry(v)) {
     const int name = static_cast<int>(strnlen(e->name, kName));
     std::snprintf(tag, sizeof tag, e->kind == kHead ? "[%.*s:]" : e->kind == kEnd ? "[%.*s.]" : "[%.*s]",
                   name, e->name);
