@@ -215,7 +215,8 @@ QUELT_API int32_t arch_hang(arch_archive* archive);
 /** Writes the whole archive to a file, which is truncated first (there is no temporary
    file). Every payload is read into memory beforehand, so the archive may be stored over the
    file it was loaded from. Leaves the cursor past the last entry and `modified` as it was.
-   Storing to another path than `path` writes a copy and keeps every payload in memory.
+   Storing to another path than `path` gives the records their offsets in that file, and
+   `path` stays: payloads are then fetched from that file until a store to `path` or a load.
    Refused silently (0, before the file is opened) for a name that would not read back and for
    a file that would pass 2^31 - 1 bytes. When writing fails, the file is left as far as it
    was written and every payload stays in memory.

@@ -8,6 +8,7 @@
 #include <quelt/containers/vector.h>
 
 #include <quelt/base/trace.h>
+#include <quelt/containers/vector_p.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -72,6 +73,12 @@ int32_t size_to(vect_vector* v, int64_t n, int64_t gap_at = 0, int64_t gap = 0) 
   quelt::trace_fail(__FILE_NAME__, __LINE__, "vect_size", "malloc");
   quelt::trace_exit(__FILE_NAME__, __LINE__, "vect_size");
   return 0;
+}
+
+// A run of count elements at index that lies inside the vector.
+bool in_range(const vect_vector* v, int32_t index, int32_t count) {
+  const int64_t last = static_cast<int64_t>(index) + count - 1;
+  return count >= 1 && index >= 0 && index < v->size && last < v->size;
 }
 
 }  // namespace
@@ -204,8 +211,7 @@ int32_t vect_insert(vect_vector* vector, const void* source, int32_t index, int3
 }
 
 int32_t vect_erase(vect_vector* vector, void* destination, int32_t index, int32_t count) {
-  int64_t last = static_cast<int64_t>(index) + count - 1;
-  if (count < 1 || index < 0 || index >= vector->size || last < 0 || last >= vector->size) return 0;
+  if (!in_range(vector, index, count)) return 0;
   if (destination)
     std::memcpy(destination, slot(vector, index), static_cast<size_t>(count) * static_cast<size_t>(vector->unit));
   // Closing the gap and shrinking are one step, so that a failed shrink duplicates nothing;
@@ -243,3 +249,43 @@ int32_t vect_swap(vect_vector* vector, int32_t a, int32_t b, int32_t count) {
 }
 
 }  // extern "C"
+
+namespace quelt {
+
+int32_t vect_append(vect_vector* v, const void* element) {
+  if (v->size == v->capacity && v->capacity > 0 && v->capacity <= std::numeric_limits<int32_t>::max() / 2) {
+    const size_t bytes = static_cast<size_t>(v->capacity) * 2 * static_cast<size_t>(v->unit);
+    if (auto* block = static_cast<uint8_t*>(std::realloc(v->data, bytes))) {
+      v->data = block;
+      v->capacity *= 2;
+    }
+  }
+  if (v->size == v->capacity) return vect_push(v, element);
+  std::memcpy(slot(v, v->size), element, static_cast<size_t>(v->unit));
+  v->size += 1;
+  return 1;
+}
+
+void vect_settle(vect_vector* v) {
+  if (v->size < 1 || v->step < 1) return;
+  const int64_t capacity = (v->size + static_cast<int64_t>(v->step) - 1) / v->step * v->step;
+  if (capacity >= v->capacity) return;
+  // Shrinking in place keeps the elements where they are; a failure keeps the larger block.
+  if (auto* block = static_cast<uint8_t*>(std::realloc(v->data, static_cast<size_t>(capacity) * v->unit))) {
+    v->data = block;
+    v->capacity = static_cast<int32_t>(capacity);
+  }
+}
+
+int32_t vect_remove(vect_vector* v, int32_t index, int32_t count) {
+  const int32_t size = v->size;
+  if (!in_range(v, index, count)) return 0;
+  if (vect_erase(v, nullptr, index, count)) return 1;
+  const int64_t behind = size - (static_cast<int64_t>(index) + count);
+  std::memmove(slot(v, index), slot(v, static_cast<int64_t>(index) + count),
+               static_cast<size_t>(behind) * static_cast<size_t>(v->unit));
+  v->size = size - count;
+  return 1;
+}
+
+}  // namespace quelt
