@@ -1,7 +1,12 @@
-/* The Win32 handle and value types that quelt's public records use. On Windows they are the
-   real ones from <windows.h>; elsewhere quelt's platform layer defines them with the same
-   sizes: handles are pointers, WPARAM, LPARAM and LRESULT are pointer-sized (64 bits on a
-   64-bit system, as a 64-bit Win32 window procedure has them). */
+/* The handle and value types of quelt's public windowing records, under quelt's own names. On
+   Windows they are the real ones of <windows.h>; elsewhere they have the same sizes: handles are
+   pointers, and the message parameters and the result are pointer-sized (64 bits on a 64-bit
+   system, as a 64-bit Win32 window procedure has them).
+
+   No Win32 name beyond these five is declared on Linux (no BOOL, DWORD, LONG, UINT or WCHAR),
+   so an application keeps its own. The Win32 spellings HWND, HDC, WPARAM, LPARAM and LRESULT
+   are offered too, for window code written the Win32 way; an application that has its own
+   definitions of them defines QUELT_NO_WIN32_NAMES before including quelt's headers. */
 #ifndef QUELT_PLATFORM_TYPES_H
 #define QUELT_PLATFORM_TYPES_H
 
@@ -10,25 +15,30 @@
 #    define WIN32_LEAN_AND_MEAN
 #  endif
 #  include <windows.h>
+typedef HWND quelt_hwnd;
+typedef HDC quelt_hdc;
+typedef WPARAM quelt_wparam;
+typedef LPARAM quelt_lparam;
+typedef LRESULT quelt_lresult;
 /* The calling convention of a window procedure. */
 #  define QUELT_WNDPROC_CALL CALLBACK
 #else
 #  include <stdint.h>
 
-typedef struct quelt_hwnd_* HWND;
-typedef struct quelt_hdc_* HDC;
-typedef struct quelt_hbitmap_* HBITMAP;
-typedef void* HGDIOBJ;
-typedef struct quelt_hinstance_* HINSTANCE;
-typedef uintptr_t WPARAM;
-typedef intptr_t LPARAM;
-typedef intptr_t LRESULT;
-typedef uint32_t UINT;
-typedef uint32_t DWORD;
-typedef int32_t LONG;
-typedef int BOOL;
-typedef uint16_t WCHAR;
+typedef struct quelt_hwnd_* quelt_hwnd;
+typedef struct quelt_hdc_* quelt_hdc;
+typedef uintptr_t quelt_wparam;
+typedef intptr_t quelt_lparam;
+typedef intptr_t quelt_lresult;
 #  define QUELT_WNDPROC_CALL
+
+#  ifndef QUELT_NO_WIN32_NAMES
+typedef quelt_hwnd HWND;
+typedef quelt_hdc HDC;
+typedef quelt_wparam WPARAM;
+typedef quelt_lparam LPARAM;
+typedef quelt_lresult LRESULT;
+#  endif
 #endif
 
 #endif

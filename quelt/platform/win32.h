@@ -30,6 +30,20 @@
 #include <stddef.h>
 #include <stdint.h>
 
+// The handle and value types that the public records name, then the rest of the subset.
+typedef quelt_hwnd HWND;
+typedef quelt_hdc HDC;
+typedef quelt_wparam WPARAM;
+typedef quelt_lparam LPARAM;
+typedef quelt_lresult LRESULT;
+typedef struct quelt_hbitmap_* HBITMAP;
+typedef void* HGDIOBJ;
+typedef struct quelt_hinstance_* HINSTANCE;
+typedef uint32_t UINT;
+typedef uint32_t DWORD;
+typedef int32_t LONG;
+typedef int BOOL;
+typedef uint16_t WCHAR;
 typedef uint8_t BYTE;
 typedef uint16_t WORD;
 typedef uint16_t ATOM;

@@ -20,7 +20,7 @@ QUELT_EXTERN_C_BEGIN
 
 typedef struct ctl_pixmap_rec {
   sf_surface surface;
-  HDC dc;
+  quelt_hdc dc;
 } ctl_pixmap_rec;
 
 QUELT_API int32_t ctl_pixmap_create(ctl_pixmap_rec* pixmap, int32_t width, int32_t height);

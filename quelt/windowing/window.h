@@ -6,8 +6,8 @@
    a layered window hands the premultiplied pixels to the compositor. Every size message
    remakes the pixmap at the new client size, zeroed, with every surface field back at zero.
 
-   Types. The window procedure has the platform's form: on a 64-bit system WPARAM, LPARAM and
-   LRESULT are 64 bits wide, as a 64-bit Win32 window procedure has them, and onmessage gets
+   Types. The window procedure has the platform's form: on a 64-bit system its quelt_wparam,
+   quelt_lparam and quelt_lresult (Win32's WPARAM, LPARAM, LRESULT) are 64 bits wide, as a 64-bit Win32 window procedure has them, and onmessage gets
    them unchanged. Coordinates are taken from the low 32 bits of lParam (x the low 16 bits, y
    the next 16, both signed), and the wheel delta from the low 32 bits of wParam (its high 16
    bits, signed). The record pointer is kept with the pointer-sized window-long calls.
@@ -64,8 +64,8 @@ typedef int32_t (*ctl_key_proc)(ctl_window_rec* window, int32_t code, uint32_t k
 typedef int32_t (*ctl_mouse_proc)(ctl_window_rec* window, int32_t action, int32_t button, int32_t x,
                                   int32_t y);
 typedef int32_t (*ctl_event_proc)(ctl_window_rec* window, int32_t code);
-typedef LRESULT (*ctl_message_proc)(ctl_window_rec* window, uint32_t message, WPARAM wparam,
-                                    LPARAM lparam);
+typedef quelt_lresult (*ctl_message_proc)(ctl_window_rec* window, uint32_t message,
+                                          quelt_wparam wparam, quelt_lparam lparam);
 
 struct ctl_window_rec {
   ctl_layout_rec* layout;
@@ -74,7 +74,7 @@ struct ctl_window_rec {
   ctl_event_proc onevent;
   ctl_message_proc onmessage;
   ctl_pixmap_rec pixmap;
-  HWND hwnd;
+  quelt_hwnd hwnd;
   int32_t wheel;
   int8_t left_down;
   int8_t right_down;
@@ -108,8 +108,8 @@ QUELT_API void ctl_window_header(ctl_window_rec* window, int32_t on);
 QUELT_API void ctl_window_layered(ctl_window_rec* window, int32_t on);
 QUELT_API int32_t ctl_window_mouse_state(ctl_window_rec* window, int32_t button);
 
-QUELT_API LRESULT QUELT_WNDPROC_CALL ctl_window_proc(HWND hwnd, UINT message, WPARAM wparam,
-                                                     LPARAM lparam);
+QUELT_API quelt_lresult QUELT_WNDPROC_CALL ctl_window_proc(quelt_hwnd hwnd, uint32_t message,
+                                                           quelt_wparam wparam, quelt_lparam lparam);
 
 QUELT_EXTERN_C_END
 
