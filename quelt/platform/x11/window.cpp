@@ -20,7 +20,6 @@ struct quelt::x11::WindowClass {
   ATOM atom;
   UINT style;
   WNDPROC proc;
-  HBRUSH brush;
   HCURSOR cursor;
   WCHAR name[1];  // as long as the name, zero-terminated
 };
@@ -305,23 +304,12 @@ BOOL apply_pos(HWND hwnd, WINDOWPOS pos) {
   return TRUE;
 }
 
-void set_minimized(HWND hwnd, bool minimized) {
+// A window that the window manager minimised comes back: mapped again, with its size message.
+void restore(HWND hwnd) {
   Wnd* w = wnd_get(hwnd);
-  if (!w || w->minimized == minimized) return;
-  w->minimized = minimized;
-  if (minimized) {
-    w->dirty = w->erase = false;
-    // With a window manager the window becomes an icon; without one it is simply unmapped.
-    if (w->xwin && conn.display) {
-      if (window_manager_running())
-        XIconifyWindow(conn.display, w->xwin, conn.screen);
-      else
-        XUnmapWindow(conn.display, w->xwin);
-      XFlush(conn.display);
-    }
-  } else if (w->visible) {
-    x_map(w, true);
-  }
+  if (!w || !w->minimized) return;
+  w->minimized = false;
+  if (w->visible) x_map(w, true);
   send_pos_changed(hwnd, SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOMOVE | kNoClientMove);
 }
 
@@ -497,7 +485,6 @@ ATOM RegisterClassW(const WNDCLASSW* wc) {
   c->atom = next_atom++;
   c->style = wc->style;
   c->proc = wc->lpfnWndProc;
-  c->brush = wc->hbrBackground;
   c->cursor = wc->hCursor;
   std::memcpy(c->name, wc->lpszClassName, (length + 1) * sizeof(WCHAR));
   classes = c;
@@ -510,15 +497,8 @@ HICON LoadIconW(HINSTANCE instance, LPCWSTR name) {
 }
 
 HCURSOR LoadCursorW(HINSTANCE instance, LPCWSTR name) {
-  if (instance) return nullptr;
-  switch (reinterpret_cast<uintptr_t>(name)) {
-    case 32512: return stock_cursor(68);   // arrow: left_ptr
-    case 32513: return stock_cursor(152);  // I-beam: xterm
-    case 32514: return stock_cursor(150);  // wait: watch
-    case 32515: return stock_cursor(34);   // cross: crosshair
-    case 32649: return stock_cursor(60);   // hand: hand2
-    default: return nullptr;
-  }
+  // The arrow, the one cursor that windows of this layer show.
+  return !instance && reinterpret_cast<uintptr_t>(name) == 32512 ? stock_cursor() : nullptr;
 }
 
 HWND CreateWindowExW(DWORD ex_style, LPCWSTR class_name, LPCWSTR title, DWORD style, int x, int y,
@@ -616,7 +596,7 @@ LONG GetWindowLongW(HWND hwnd, int index) {
   switch (index) {
     case GWL_STYLE:
       return static_cast<LONG>(w->style | (w->visible ? WS_VISIBLE : 0) |
-                               (w->minimized ? WS_MINIMIZE : 0) | (w->maximized ? WS_MAXIMIZE : 0));
+                               (w->minimized ? WS_MINIMIZE : 0));
     case GWL_EXSTYLE: return static_cast<LONG>(w->exstyle);
     case GWLP_USERDATA: return static_cast<LONG>(w->userdata);
     default: return 0;
@@ -663,7 +643,6 @@ LONG_PTR GetWindowLongPtrW(HWND hwnd, int index) {
   Wnd* w = wnd_get(hwnd);
   if (!w) return 0;
   if (index == GWLP_USERDATA) return w->userdata;
-  if (index == GWLP_WNDPROC) return reinterpret_cast<LONG_PTR>(w->proc);
   return GetWindowLongW(hwnd, index);
 }
 
@@ -673,12 +652,6 @@ LONG_PTR SetWindowLongPtrW(HWND hwnd, int index, LONG_PTR value) {
   if (index == GWLP_USERDATA) {
     LONG_PTR old = w->userdata;
     w->userdata = value;
-    return old;
-  }
-  if (index == GWLP_WNDPROC) {
-    if (!value) return 0;
-    auto old = reinterpret_cast<LONG_PTR>(w->proc);
-    w->proc = reinterpret_cast<WNDPROC>(value);
     return old;
   }
   return SetWindowLongW(hwnd, index, static_cast<LONG>(value));
@@ -723,6 +696,8 @@ BOOL GetWindowRect(HWND hwnd, RECT* rect) {
   return TRUE;
 }
 
+// The commands that show and hide; minimising and maximising are the window manager's (a
+// window it minimises or maximises still gets its size messages), and are refused here.
 BOOL ShowWindow(HWND hwnd, int command) {
   Wnd* w = wnd_get(hwnd);
   if (!w) return FALSE;
@@ -734,30 +709,12 @@ BOOL ShowWindow(HWND hwnd, int command) {
       SendMessageW(hwnd, WM_SHOWWINDOW, FALSE, 0);
       SetWindowPos(hwnd, nullptr, 0, 0, 0, 0, kKeep | SWP_NOACTIVATE | SWP_HIDEWINDOW);
       return was_visible;
-    case SW_MINIMIZE:
-    case SW_SHOWMINIMIZED:
-    case SW_SHOWMINNOACTIVE:
-      if (!was_visible) {
-        SendMessageW(hwnd, WM_SHOWWINDOW, TRUE, 0);
-        if (!(w = wnd_get(hwnd))) return was_visible;
-        w->minimized = true;  // shown as an icon: nothing to map
-        SetWindowPos(hwnd, nullptr, 0, 0, 0, 0, kKeep | SWP_NOACTIVATE | SWP_SHOWWINDOW);
-        w = wnd_get(hwnd);
-        // A window manager maps it straight into an icon; without one it stays unmapped.
-        if (w && w->xwin && conn.display && window_manager_running()) {
-          XWMHints hints{};
-          hints.flags = StateHint;
-          hints.initial_state = IconicState;
-          XSetWMHints(conn.display, w->xwin, &hints);
-          XMapWindow(conn.display, w->xwin);
-          XFlush(conn.display);
-        }
-        send_pos_changed(hwnd, SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOMOVE | kNoClientMove);
-      } else {
-        set_minimized(hwnd, true);
-      }
-      return was_visible;
-    default: break;
+    case SW_SHOWNORMAL:
+    case SW_SHOW:
+    case SW_SHOWNOACTIVATE:
+    case SW_SHOWNA:
+    case SW_RESTORE: break;
+    default: return FALSE;
   }
   bool activate = command != SW_SHOWNOACTIVATE && command != SW_SHOWNA;
   if (!was_visible) {
@@ -765,29 +722,8 @@ BOOL ShowWindow(HWND hwnd, int command) {
     if (!(w = wnd_get(hwnd))) return was_visible;
     if (command == SW_RESTORE || command == SW_SHOWNORMAL) w->minimized = false;
     SetWindowPos(hwnd, nullptr, 0, 0, 0, 0, kKeep | SWP_SHOWWINDOW | (activate ? 0 : SWP_NOACTIVATE));
-  } else if (w->minimized && (command == SW_RESTORE || command == SW_SHOWNORMAL ||
-                              command == SW_SHOWMAXIMIZED)) {
-    set_minimized(hwnd, false);
-  }
-  if (command == SW_SHOWMAXIMIZED && (w = wnd_get(hwnd)) && conn.display) {
-    if (window_manager_running()) {
-      XEvent ev{};
-      ev.xclient.type = ClientMessage;
-      ev.xclient.window = w->xwin;
-      ev.xclient.message_type = conn.atom[kNetWmState];
-      ev.xclient.format = 32;
-      ev.xclient.data.l[0] = 1;  // add
-      ev.xclient.data.l[1] = static_cast<long>(conn.atom[kNetWmStateMaximizedHorz]);
-      ev.xclient.data.l[2] = static_cast<long>(conn.atom[kNetWmStateMaximizedVert]);
-      XSendEvent(conn.display, conn.root, False, SubstructureNotifyMask | SubstructureRedirectMask,
-                 &ev);
-      XFlush(conn.display);
-    } else {
-      SetWindowPos(hwnd, nullptr, -w->frame_left, -w->frame_top,
-                   DisplayWidth(conn.display, conn.screen) + w->frame_left + w->frame_right,
-                   DisplayHeight(conn.display, conn.screen) + w->frame_top + w->frame_bottom,
-                   SWP_NOZORDER);
-    }
+  } else if (w->minimized && (command == SW_RESTORE || command == SW_SHOWNORMAL)) {
+    restore(hwnd);
   }
   return was_visible;
 }
@@ -872,10 +808,12 @@ HWND GetCapture(void) { return IsWindow(capture) ? capture : nullptr; }
 BOOL UpdateLayeredWindow(HWND hwnd, HDC, POINT* dst_point, SIZE* size, HDC src, POINT* src_point,
                          COLORREF key, BLENDFUNCTION* blend, DWORD flags) {
   Wnd* w = wnd_get(hwnd);
-  if (!w || !(w->exstyle & WS_EX_LAYERED) || (flags & ~static_cast<DWORD>(ULW_COLORKEY | ULW_ALPHA | ULW_OPAQUE)))
+  // Premultiplied per-pixel alpha at full strength, the one way the library layers a window;
+  // colour keys and constant alpha are refused.
+  if (!w || !(w->exstyle & WS_EX_LAYERED) || flags != ULW_ALPHA || !blend || blend->BlendOp != AC_SRC_OVER ||
+      blend->SourceConstantAlpha != 255 || blend->AlphaFormat != AC_SRC_ALPHA)
     return FALSE;
   if (size && (size->cx <= 0 || size->cy <= 0)) return FALSE;
-  if ((flags & ULW_ALPHA) && (!blend || blend->BlendOp != AC_SRC_OVER)) return FALSE;
   // The window takes the place and the client size asked for.
   int x = dst_point ? dst_point->x : w->x;
   int y = dst_point ? dst_point->y : w->y;
@@ -893,47 +831,7 @@ BOOL UpdateLayeredWindow(HWND hwnd, HDC, POINT* dst_point, SIZE* size, HDC src, 
   int sx = src_point ? src_point->x : 0;
   int sy = src_point ? src_point->y : 0;
   if (sx < 0 || sy < 0 || int64_t{sx} + cw > b->width || int64_t{sy} + ch > b->height) return FALSE;
-  int width = std::min(cw, w->cw), height = std::min(ch, w->ch);
-  bool plain = (flags & ~static_cast<DWORD>(ULW_ALPHA)) == 0 && blend &&
-               blend->SourceConstantAlpha == 255 && blend->AlphaFormat == AC_SRC_ALPHA;
-  if (plain) {
-    present(w, b->bits, b->width, b->height, b, sx, sy, 0, 0, width, height);
-    return TRUE;
-  }
-  // Colour key, constant alpha or opaque: work on a copy of the part shown.
-  size_t bytes = static_cast<size_t>(width) * static_cast<size_t>(height) * 4;
-  auto* copy = static_cast<uint8_t*>(std::malloc(bytes ? bytes : 1));
-  if (!copy) return FALSE;
-  unsigned constant = (flags & ULW_ALPHA) ? blend->SourceConstantAlpha : 255;
-  bool per_pixel = (flags & ULW_ALPHA) && blend->AlphaFormat == AC_SRC_ALPHA;
-  for (int row = 0; row < height; ++row) {
-    const uint8_t* from = b->bits + (static_cast<size_t>(sy + row) * b->width + sx) * 4;
-    uint8_t* to = copy + static_cast<size_t>(row) * width * 4;
-    for (int col = 0; col < width; ++col, from += 4, to += 4) {
-      unsigned blue = from[0], green = from[1], red = from[2];
-      unsigned alpha = per_pixel ? from[3] : 255;
-      if ((flags & ULW_COLORKEY) && (red | green << 8 | blue << 16) == (key & 0xFFFFFF))
-        blue = green = red = alpha = 0;
-      if (flags & ULW_OPAQUE) alpha = 255;
-      if (!per_pixel && alpha) {  // straight colour becomes premultiplied by the constant
-        blue = blue * constant / 255;
-        green = green * constant / 255;
-        red = red * constant / 255;
-        alpha = constant;
-      } else if (constant != 255) {
-        blue = blue * constant / 255;
-        green = green * constant / 255;
-        red = red * constant / 255;
-        alpha = alpha * constant / 255;
-      }
-      to[0] = static_cast<uint8_t>(blue);
-      to[1] = static_cast<uint8_t>(green);
-      to[2] = static_cast<uint8_t>(red);
-      to[3] = static_cast<uint8_t>(alpha);
-    }
-  }
-  present(w, copy, width, height, nullptr, 0, 0, 0, 0, width, height);
-  std::free(copy);
+  present(w, b->bits, b->width, b->height, b, sx, sy, 0, 0, std::min(cw, w->cw), std::min(ch, w->ch));
   return TRUE;
 }
 
@@ -971,17 +869,6 @@ LRESULT DefWindowProcW(HWND hwnd, UINT message, WPARAM wparam, LPARAM lparam) {
       if (BeginPaint(hwnd, &paint)) EndPaint(hwnd, &paint);
       return 0;
     }
-    case WM_ERASEBKGND: {
-      auto* brush = static_cast<Brush*>(handle_object(w->cls->brush, Kind::brush));
-      Dc* dc = dc_get(reinterpret_cast<HDC>(wparam));
-      if (!brush || brush->log.lbStyle != BS_SOLID || !dc || !w->xwin || !conn.display) return 0;
-      COLORREF c = brush->log.lbColor;
-      XSetForeground(conn.display, w->gc, pixel_of(w, c & 0xFF, (c >> 8) & 0xFF, (c >> 16) & 0xFF));
-      XFillRectangle(conn.display, w->xwin, w->gc, dc->clip.left, dc->clip.top,
-                     static_cast<unsigned>(dc->clip.right - dc->clip.left),
-                     static_cast<unsigned>(dc->clip.bottom - dc->clip.top));
-      return 1;
-    }
     case WM_WINDOWPOSCHANGING: {
       auto* pos = reinterpret_cast<WINDOWPOS*>(lparam);
       if (!pos || (pos->flags & SWP_NOSIZE)) return 0;
@@ -998,7 +885,7 @@ LRESULT DefWindowProcW(HWND hwnd, UINT message, WPARAM wparam, LPARAM lparam) {
       if (!(pos->flags & kNoClientMove))
         SendMessageW(hwnd, WM_MOVE, 0, pack(w->x + w->frame_left, w->y + w->frame_top));
       if (!(pos->flags & kNoClientSize) && (w = wnd_get(hwnd))) {
-        WPARAM kind = w->minimized ? SIZE_MINIMIZED : w->maximized ? SIZE_MAXIMIZED : SIZE_RESTORED;
+        WPARAM kind = w->minimized ? SIZE_MINIMIZED : SIZE_RESTORED;
         SendMessageW(hwnd, WM_SIZE, kind, pack(client_width(w), client_height(w)));
       }
       return 0;

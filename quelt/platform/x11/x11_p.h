@@ -23,10 +23,10 @@ Kind handle_kind(const void* handle);                 // Kind::none unless live
 void handle_drop(const void* handle);
 
 // Handles that live for the whole process: the selected bitmap of a fresh memory DC, the
-// application icon and the predefined cursors (their object is an X cursor font shape).
+// application icon and the arrow cursor.
 HGDIOBJ stock_bitmap();
 HICON stock_icon();
-HCURSOR stock_cursor(unsigned shape);
+HCURSOR stock_cursor();
 
 // ---- The display connection ----------------------------------------------------------------
 enum AtomIndex {
@@ -44,8 +44,7 @@ struct Connection {
   Visual* argb_visual = nullptr;
   XIM im = nullptr;
   bool im_tried = false;
-  Cursor cursors[8] = {};
-  unsigned cursor_shapes[8] = {};
+  Cursor arrow = 0;            // made at the first window that shows the arrow
   Atom atom[kAtomCount] = {};
   int error = 0;               // last X error on this connection (errors never end the process)
 };
@@ -106,7 +105,6 @@ struct Wnd {
   int frame_left = 0, frame_top = 0, frame_right = 0, frame_bottom = 0;
   bool visible = false;
   bool minimized = false;
-  bool maximized = false;
   bool destroying = false;
   bool mapped = false;
   bool reparented = false;
@@ -142,7 +140,6 @@ void window_event(Wnd* w, XEvent& ev);
 // when it returns.
 void present(Wnd* w, const uint8_t* bits, int stride_px, int rows, Bitmap* shared, int sx, int sy,
              int dx, int dy, int width, int height);
-unsigned long pixel_of(const Wnd* w, unsigned r, unsigned g, unsigned b);  // opaque, in w's visual
 bool direct_visual(Visual* visual, int depth);
 
 // ---- Message queue -------------------------------------------------------------------------
