@@ -88,7 +88,26 @@ Dc* dc_get(HDC dc);
 Bitmap* bitmap_get(HGDIOBJ bitmap);
 
 // ---- Windows -------------------------------------------------------------------------------
-struct WindowClass;
+struct WindowClass {
+  WindowClass* next;
+  ATOM atom;
+  UINT style;
+  WNDPROC proc;
+  HCURSOR cursor;
+  WCHAR name[1];  // as long as the name, zero-terminated
+};
+
+// Flags of WINDOWPOS that this layer adds for its default procedure: the client area kept its
+// place or its size, so WM_MOVE or WM_SIZE is not due.
+constexpr UINT kNoClientSize = 0x0800;
+constexpr UINT kNoClientMove = 0x1000;
+constexpr int kMaxSize = 32767;  // the largest X window
+
+// Two signed 16-bit values in the low 32 bits of an LPARAM, x (or width) low.
+inline LPARAM pack(int low, int high) {
+  return static_cast<LPARAM>(static_cast<uint32_t>(static_cast<uint16_t>(low)) |
+                             (static_cast<uint32_t>(static_cast<uint16_t>(high)) << 16));
+}
 
 struct Wnd {
   HWND handle = nullptr;
@@ -125,6 +144,11 @@ struct Wnd {
   RECT update = {};
 };
 
+inline int outer_width(const Wnd* w) { return w->frame_left + w->cw + w->frame_right; }
+inline int outer_height(const Wnd* w) { return w->frame_top + w->ch + w->frame_bottom; }
+inline int client_width(const Wnd* w) { return w->minimized ? 0 : w->cw; }
+inline int client_height(const Wnd* w) { return w->minimized ? 0 : w->ch; }
+
 Wnd* wnd_get(HWND hwnd);
 Wnd* wnd_by_xid(Window xwin);
 Wnd* wnd_first();
@@ -133,6 +157,22 @@ void ensure_ic(Wnd* w);
 
 // X events that change windows (geometry, mapping, properties, focus, close requests).
 void window_event(Wnd* w, XEvent& ev);
+
+// The X window of a record (native.cpp): made on the visual its layered style asks for, with
+// the properties that the window manager reads from the title and the style.
+bool make_xwindow(Wnd* w);
+void destroy_xwindow(Wnd* w);
+void apply_title(Wnd* w);
+void apply_style(Wnd* w);
+void x_configure(Wnd* w);             // to the record's place and client size
+void x_map(Wnd* w, bool activate);
+void x_unmap(Wnd* w);
+void grab_pointer(Wnd* w);
+
+// Placement (geometry.cpp).
+void default_minmax(const Wnd* w, MINMAXINFO* info);
+void send_pos_changed(HWND hwnd, UINT flags);  // WM_WINDOWPOSCHANGED for the current placement
+void restore(HWND hwnd);                       // back from the window manager's minimising
 
 // Puts `width` × `height` pixels from (sx, sy) of a 4-byte top-down buffer of `stride_px`
 // pixels per row onto the window's client area at (dx, dy); the rectangles are already
