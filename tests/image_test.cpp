@@ -16,6 +16,13 @@
 
 #include "support.h"
 
+#ifndef _WIN32
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 namespace {
 
 using Bytes = std::vector<uint8_t>;
@@ -284,6 +291,15 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
   // A small file that announces 5000 × 5000 pixels: refused before any surface is made.
   put32(huge, 16, 0x88130000), put32(huge, 20, 0x88130000);
   put32(huge, 29, __builtin_bswap32(uint32_t(crc32(0, huge.data() + 12, 17))));
+  // 20000 × 20000 pixels with a 2 MB private chunk before a few KiB of image data: the image
+  // data, not the file, is what must hold the pixels.
+  Bytes padded = good;
+  put32(padded, 16, 0x204E0000), put32(padded, 20, 0x204E0000);
+  put32(padded, 29, __builtin_bswap32(uint32_t(crc32(0, padded.data() + 12, 17))));
+  Bytes big(2000000 + 12, 0);
+  put32(big, 0, __builtin_bswap32(2000000)), std::memcpy(&big[4], "prVt", 4);
+  put32(big, 2000008, __builtin_bswap32(uint32_t(crc32(0, big.data() + 4, 2000004))));
+  padded.insert(padded.begin() + 33, big.begin(), big.end());
   const struct { const char* name; Bytes file; std::string trace; bool released; } cases[] = {
       {"16 bits", make_png(4, 4, PNG_COLOR_TYPE_GRAY, 16, Bytes(32)), depth, false},
       {"1 bit", make_png(4, 4, PNG_COLOR_TYPE_PALETTE, 1, Bytes(4)), depth, false},
@@ -292,6 +308,7 @@ TEST(ImagePng, RefusesOtherDepthsAndDamage) {
       {"damaged header", header, jump, false},
       {"more pixels than the file can hold", huge, jump, false},
       {"huge text chunk", text, jump, false},
+      {"few image data behind a large chunk", padded, jump, false},
       {"cut in the image data", Bytes(good.begin(), good.begin() + good.size() / 2), jump, true},
       {"bad signature", Bytes{0x89, 'P', 'N', 'G', 0, 0, 0, 0, 1, 2, 3}, jump, false},
   };
@@ -337,6 +354,44 @@ TEST(ImagePng, StoresSurfacesThatReadBack) {
   EXPECT_EQ(traced([&] { return sf_image_png_store(&empty.s, dir.path("e.png").c_str()); }), fail("image_png.cpp", "sf_image_png_store"));
   EXPECT_FALSE(exists(dir.path("e.png")));
 }
+
+#ifndef _WIN32
+// Stores onto a small tmpfs with no room left, and with room for a part of the file: the PNG store
+// never reports a file that is not whole as stored, the BMP store keeps its result of 1. The
+// tmpfs is mounted by a child in a mount namespace of its own (root only), which reports the
+// three results in its exit status.
+TEST(ImageFiles, StoresOntoAFullDisk) {
+  qtest::TempDir dir;
+  const pid_t child = fork();
+  if (child == 0) {
+    if (!std::freopen("/dev/null", "w", stdout) || unshare(CLONE_NEWNS) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("tmpfs", dir.dir().c_str(), "tmpfs", 0, "size=64k") != 0)
+      _exit(77);
+    Surface small, noise;
+    if (!sf_create(&small.s, 8, 8, 4) || !sf_create(&noise.s, 64, 64, 4)) _exit(78);
+    uint32_t seed = 1;
+    for (size_t i = 0; i < 64 * 64 * 4; ++i) noise.s.pixels[i] = uint8_t((seed = seed * 1103515245u + 12345u) >> 24);
+    // Room for a few KiB only: the noise picture (about 16 KiB as PNG) is cut short.
+    FILE* filler = std::fopen(dir.path("filler").c_str(), "wb");
+    static char block[4096];
+    for (size_t left = 60 * 1024; left > 0 && std::fwrite(block, 1, sizeof block, filler) == sizeof block;)
+      left -= sizeof block;
+    std::fflush(filler);
+    const int partial = sf_image_png_store(&noise.s, dir.path("partial.png").c_str());
+    while (std::fwrite(block, 1, sizeof block, filler) == sizeof block) {}
+    std::fclose(filler);
+    const int full = sf_image_png_store(&small.s, dir.path("full.png").c_str());
+    const int bmp = sf_image_bmp_store(&small.s, dir.path("full.bmp").c_str());
+    _exit(partial | full << 1 | bmp << 2);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no tmpfs of our own (needs root)";
+  EXPECT_EQ(WEXITSTATUS(status), 4) << "bit 0: PNG on a nearly full disk, 1: PNG on a full one, 2: BMP";
+}
+#endif
 
 // Each allocation in turn fails: every failure is traced down to the function's exit, nothing
 // half-made is left in the surface (the sanitizer build finds any leak), and every failure the

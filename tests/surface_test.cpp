@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support.h"
+#include "no_pixels.h"
 
 // Found by argument-dependent lookup: sf_rect lives in the global namespace.
 static bool operator==(const sf_rect& a, const sf_rect& b) {
@@ -165,7 +166,13 @@ TEST(Blend, ChoiceAnchorsAndRefusals) {
   EXPECT_EQ(sf_blend(&dst, &odd, nullptr, 0, 0, nullptr), 0);   // no kernel for 2 bytes
   EXPECT_EQ(sf_blend(&grey, &src, nullptr, 0, 0, nullptr), 0);  // automatic needs a 4-byte target
   EXPECT_EQ(sf_blend(&dst, &grey, nullptr, 0, 0, sf_blend_copy), 1);  // copy between formats: no-op
-  EXPECT_EQ(dst.px(0, 0), 0u);
+  // A colour kernel given a source or target of another pixel size does nothing, and reads
+  // nothing past either buffer.
+  grey.paint(0xC8);
+  for (sf_blend_kernel k : {sf_blend_4b4b, sf_blend_4b3b}) EXPECT_EQ(sf_blend(&dst, &grey, nullptr, 38, 38, k), 1);
+  for (sf_blend_kernel k : {sf_blend_4b1b, sf_blend_4b3b}) EXPECT_EQ(sf_blend(&dst, &src, nullptr, 29, 36, k), 1);
+  EXPECT_EQ(sf_blend(&grey, &grey, nullptr, 0, 0, sf_blend_4b1b), 1);
+  EXPECT_EQ(dst.pxs({{0, 0}, {39, 39}, {29, 36}}), (Words{0, 0, 0}));
 }
 
 // Runs of every length, entered at every column by clipping, against a walk that looks at each
@@ -334,3 +341,8 @@ TEST(Strip, RunsCountDownModulo256) {
 }
 
 }  // namespace
+
+TEST(Surface, EveryOperationRefusesASizeWithoutPixels) {
+  sf_surface bare{100000, 100000, 4, nullptr, nullptr, 0, nullptr, nullptr, 0, 0};
+  qtest::expect_refused_without_pixels(&bare, "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf");
+}

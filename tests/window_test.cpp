@@ -7,6 +7,7 @@
 TEST(X11, OnlyOnX11) { GTEST_SKIP() << "these tests drive an X server"; }
 #else
 #include <quelt/quelt.h>
+#include <no_pixels.h>
 
 #include <X11/Xlib.h>
 #include <X11/XKBlib.h>
@@ -458,6 +459,17 @@ TEST_F(Windows, ResizesRemakeThePixmap) {
   ctl_window_proc(t.w->hwnd, kWmSize, 0, pack(64, 48));
   EXPECT_EQ(pixel(s, 3, 3), 0u);
   EXPECT_EQ(s->width, 64);
+  // A size whose bitmap can't be made leaves the size without pixels: nothing may draw on it,
+  // and a paint or an update of the window must not read it.
+  {
+    qtest::Stdout out;
+    ctl_window_proc(t.w->hwnd, kWmSize, 0, pack(32767, 32767));
+    EXPECT_NE(out.text().find("CreateDIBSection"), std::string::npos);
+  }
+  ASSERT_TRUE(s->width == 32767 && s->height == 32767 && !s->pixels);
+  qtest::expect_refused_without_pixels(s, "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf");
+  ctl_window_update(t.w);
+  ctl_do_events();
 }
 
 

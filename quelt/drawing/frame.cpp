@@ -75,6 +75,7 @@ extern "C" {
 
 void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color, uint32_t bottom_right_color,
               int32_t thickness) {
+  if (!surface->pixels) return;
   const int64_t L = rect->left, T = rect->top, R = rect->right, B = rect->bottom;
   // Insets stop where the rectangle is used up: half its smaller side, rounded up; an empty or
   // inverted rectangle has none. When that side is odd, the last inset's two opposite edges are
@@ -97,7 +98,7 @@ void sf_frame(sf_surface* surface, const sf_rect* rect, uint32_t top_left_color,
 
 void sf_shape(sf_surface* surface, sf_surface* shape, const sf_rect* rect) {
   const int32_t W = shape->width, H = shape->height;
-  if (!shape->pixels || W <= 0 || H <= 0 || shape->bytes_per_pixel <= 0) return;
+  if (!surface->pixels || !shape->pixels || W <= 0 || H <= 0 || shape->bytes_per_pixel <= 0) return;
   // Near halves hw, hh; far halves fw, fh, one larger than the near ones when the size is odd.
   const int32_t hw = W / 2, hh = H / 2, fw = W - hw, fh = H - hh;
   const int64_t L = rect->left, T = rect->top, R = rect->right, B = rect->bottom;

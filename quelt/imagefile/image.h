@@ -58,7 +58,8 @@ QUELT_API int32_t sf_image_bmp_read(sf_surface* surface, const char* path);
 QUELT_API int32_t sf_image_bmp_load(sf_surface* surface, const char* path);
 /* Writes a 32-bit top-down BMP file. A surface that is not 4 bytes per pixel, or has no pixels,
    or whose file would pass 4 GiB, is refused with only the exit trace, and no file is created.
-   Write errors after the file was opened are not noticed. */
+   Write errors after the file was opened are not noticed: on a full disk the result is still 1,
+   and the file is as far as it could be written. */
 QUELT_API int32_t sf_image_bmp_store(sf_surface* surface, const char* path);
 /* Widens, in place, a raster of 3-byte pixels in rows padded to a multiple of 4 bytes into
    the surface's packed 4-byte pixels, with alpha as the fourth byte. Does nothing to a surface
@@ -67,19 +68,22 @@ QUELT_API void sf_image_bmp_expand_2432(sf_surface* surface, uint8_t alpha);
 
 /* Reads an 8-bit PNG file. Bit depths other than 8 fail with "invalid bit depth". Grey with
    alpha is read as its grey values into a 1-byte surface, the alpha dropped. Interlaced files
-   are read too. Sides above 1,000,000 pixels, and image data that the file is too short to
-   hold even at deflate's best ratio, are refused as bad data ("png_jmpbuf") before the surface
-   is made. When libpng refuses the file after the surface was made, the surface is released;
+   are read too. Sides above 1,000,000 pixels, and pixels that the file's image data chunks
+   are too short to hold even at deflate's best ratio (whatever else the file holds), are
+   refused as bad data ("png_jmpbuf") before the surface is made. When libpng refuses the file after the surface was made, the surface is released;
    failures before that leave it unchanged. */
 QUELT_API int32_t sf_image_png_read(sf_surface* surface, const char* path);
 /* The same operation as sf_image_png_read. */
 QUELT_API int32_t sf_image_png_load(sf_surface* surface, const char* path);
 /* Writes the surface as a PNG at the stream's position and leaves the stream open. A surface
    without pixels (a zero or negative dimension or pixel size) is refused with only the exit
-   trace, and nothing is written. */
+   trace, and nothing is written. The stream is flushed at the end: a flush that fails (a full
+   disk) fails the call with "fflush". */
 QUELT_API int32_t sf_image_png_store_stream(sf_surface* surface, FILE* stream);
 /* Opens the path for writing and calls sf_image_png_store_stream. A surface without pixels is
-   refused before the file is opened, so an existing file is not truncated for nothing. */
+   refused before the file is opened, so an existing file is not truncated for nothing. A close
+   that fails after a successful write fails the call with "fclose": a file that is not whole is
+   never reported as stored. */
 QUELT_API int32_t sf_image_png_store(sf_surface* surface, const char* path);
 /* Widens, in place, width × height packed 3-byte pixels at the start of the buffer into 4-byte
    pixels with alpha as the fourth byte. Does nothing to a surface that is not 4 bytes per pixel

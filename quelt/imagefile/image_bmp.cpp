@@ -6,6 +6,7 @@
 #include "image_p.h"
 
 #include <quelt/base/trace.h>
+#include <quelt/surface/surface_p.h>
 #include <quelt/surface/transform.h>
 
 #include <cstddef>
@@ -104,7 +105,7 @@ int32_t sf_image_bmp_read(sf_surface* surface, const char* path, bool* top_down)
   }
   // Both depths get a 4-byte surface: a padded 24-bit row never needs more than 4 bytes per
   // pixel, so the raster is read into the buffer and widened in place.
-  if (!sf_create(surface, static_cast<int32_t>(width), static_cast<int32_t>(rows), 4)) {
+  if (!quelt::create_for_overwrite(surface, static_cast<int32_t>(width), static_cast<int32_t>(rows), 4)) {
     QUELT_FAIL("");
     std::fclose(file);
     QUELT_EXIT();

@@ -9,11 +9,13 @@
 
 #include <png.h>
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -34,6 +36,26 @@ int64_t file_size(FILE* file) {
   const long size = std::ftell(file);
   std::rewind(file);
   return size < 0 ? -1 : size;
+}
+
+// The bytes of image data (IDAT chunks) in a file of `size` bytes, from a walk over the chunk
+// headers after the signature; the position goes back to the start. A chunk that runs past the
+// end counts as far as the file goes, and the walk ends there, at IEND, or at a header that
+// can't be read: libpng can never decode more data than this. -1 when the stream can't seek.
+[[gnu::noinline]] int64_t image_data_bytes(FILE* file, int64_t size) {
+  if (size < 0) return -1;
+  int64_t at = 8, total = 0;
+  unsigned char head[8];
+  while (at + 8 <= size && std::fseek(file, static_cast<long>(at), SEEK_SET) == 0 &&
+         std::fread(head, 1, sizeof head, file) == sizeof head) {
+    const int64_t length = int64_t{head[0]} << 24 | head[1] << 16 | head[2] << 8 | head[3];
+    const int64_t data = std::min(length, size - at - 8);
+    if (std::memcmp(head + 4, "IDAT", 4) == 0) total += data;
+    if (std::memcmp(head + 4, "IEND", 4) == 0) break;
+    at += 12 + length;  // length, type, data and checksum
+  }
+  std::rewind(file);
+  return total;
 }
 
 // Ends a read that failed: the row table, the surface when it was made, both libpng
@@ -66,7 +88,7 @@ int32_t sf_image_png_read(sf_surface* surface, const char* path) {
     QUELT_EXIT();
     return 0;
   }
-  const int64_t size = file_size(file);
+  const int64_t image_data = image_data_bytes(file, file_size(file));
   png_structp volatile const png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   if (!png) {
     QUELT_FAIL("png_create_read_struct");
@@ -120,10 +142,11 @@ int32_t sf_image_png_read(sf_surface* surface, const char* path) {
   const png_uint_32 width = png_get_image_width(png, info);
   const png_uint_32 height = png_get_image_height(png, info);
   const int32_t bytes_per_pixel = type == PNG_COLOR_TYPE_RGB || type == PNG_COLOR_TYPE_RGB_ALPHA ? 4 : 1;
-  // Checked before libpng sizes its row buffers and before the surface is made: a small file
-  // must not make either ask for more than its data could ever fill.
+  // Checked before libpng sizes its row buffers and before the surface is made: a little image
+  // data must not make either ask for more than it could ever fill, however large the file's
+  // other chunks are.
   const uint64_t packed = uint64_t{width} * height * png_get_channels(png, info);
-  if (size >= 0 && packed > static_cast<uint64_t>(size) * kDeflateBestRatio)
+  if (image_data >= 0 && packed > static_cast<uint64_t>(image_data) * kDeflateBestRatio)
     png_error(png, "image data larger than the file can hold");
 
   // Grey with alpha keeps its grey values; RGB and RGBA come as B, G, R (, A), the memory order
@@ -241,6 +264,12 @@ int32_t sf_image_png_store_stream(sf_surface* surface, FILE* stream) {
   png_structp done = png;
   png_infop done_info = info;
   png_destroy_write_struct(&done, &done_info);
+  // What stdio still holds must reach the file: a full disk shows only here for a small image.
+  if (std::fflush(stream) != 0) {
+    QUELT_FAIL("fflush");
+    QUELT_EXIT();
+    return 0;
+  }
   return 1;
 }
 
@@ -258,7 +287,11 @@ int32_t sf_image_png_store(sf_surface* surface, const char* path) {
   }
   // A failure of the stream writer has been traced there; what was written stays in the file.
   const int32_t stored = sf_image_png_store_stream(surface, file);
-  std::fclose(file);
+  if (std::fclose(file) != 0 && stored) {
+    QUELT_FAIL("fclose");
+    QUELT_EXIT();
+    return 0;
+  }
   return stored;
 }
 

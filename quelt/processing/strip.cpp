@@ -12,8 +12,9 @@ int32_t sf_strip(sf_surface* surface) {
   const size_t count = surface->width > 0 && surface->height > 0
                            ? static_cast<size_t>(surface->width) * static_cast<size_t>(surface->height)
                            : 0;
+  if (count > 0 && !surface->pixels) return 0;  // a size without pixels: nothing to read
   if (!surface->strip) {
-    // One byte more than needed, so that a surface without pixels still gets a block.
+    // One byte more than needed, so that an empty surface still gets a block.
     surface->strip = static_cast<uint8_t*>(std::malloc(count + 1));
     if (!surface->strip) {
       QUELT_FAIL("malloc");
@@ -22,10 +23,6 @@ int32_t sf_strip(sf_surface* surface) {
     }
   }
   if (count == 0) return 1;
-  if (!surface->pixels) {
-    std::memset(surface->strip, 0, count);
-    return 1;
-  }
   quelt::strip::build_wide(surface);
   return 1;
 }

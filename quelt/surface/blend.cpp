@@ -45,24 +45,33 @@ int32_t to_position(double v, int32_t fallback) {
   return static_cast<int32_t>(v);
 }
 
+// The colour kernels read and write pixels of the sizes in their names: a surface of another
+// size is left alone rather than read or written past its rows.
+bool sizes_fit(const sf_surface* dst, const sf_surface* src, int32_t src_bpp) {
+  return dst->pixels && src->pixels && dst->bytes_per_pixel == 4 && src->bytes_per_pixel == src_bpp;
+}
+
 }  // namespace
 
 extern "C" {
 
 void sf_blend_4b4b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
+  if (!sizes_fit(dst, src, 4)) return;
   kernels_for(dst, dst_rect, 4, src, src_rect, 4).blend_4b4b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_4b1b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
+  if (!sizes_fit(dst, src, 1)) return;
   kernels_for(dst, dst_rect, 4, src, src_rect, 1).blend_4b1b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_4b3b(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
+  if (!sizes_fit(dst, src, 3)) return;
   kernels_for(dst, dst_rect, 4, src, src_rect, 3).blend_4b3b(dst, dst_rect, src, src_rect);
 }
 
 void sf_blend_copy(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect src_rect) {
-  if (dst->bytes_per_pixel != src->bytes_per_pixel) return;
+  if (!dst->pixels || !src->pixels || dst->bytes_per_pixel != src->bytes_per_pixel) return;
   if (dst->bytes_per_pixel < 1 || dst->bytes_per_pixel > 4) return;  // no such pixel format
   const size_t bpp = static_cast<size_t>(dst->bytes_per_pixel);
   kernels_for(dst, dst_rect, bpp, src, src_rect, bpp).blend_copy(dst, dst_rect, src, src_rect);
@@ -70,18 +79,24 @@ void sf_blend_copy(sf_surface* dst, sf_rect dst_rect, sf_surface* src, sf_rect s
 
 int32_t sf_blend(sf_surface* dst, sf_surface* src, const sf_rect* src_rect, int32_t x, int32_t y,
                  sf_blend_kernel kernel) {
+  // A surface without pixels (a window whose bitmap could not be made) takes and gives nothing.
+  if (!dst->pixels || !src->pixels) return 0;
   const sf_rect full_dst{0, 0, dst->width, dst->height};
   const sf_rect* clip = dst->clip ? dst->clip : &full_dst;
   const sf_rect full_src{0, 0, src->width, src->height};
   const sf_rect* rect = src_rect ? src_rect : &full_src;
 
-  // The anchors shift by a share of the rectangle as passed, then are spent.
-  const double rw = static_cast<double>(rect->right) - rect->left;
-  const double rh = static_cast<double>(rect->bottom) - rect->top;
-  const int32_t xa = to_position(x - std::floor(rw * static_cast<double>(dst->anchor_x)), x);
-  const int32_t ya = to_position(y - std::floor(rh * static_cast<double>(dst->anchor_y)), y);
-  dst->anchor_x = 0.0f;
-  dst->anchor_y = 0.0f;
+  // The anchors shift by a share of the rectangle as passed, then are spent. Anchors of 0 (most
+  // calls: text places its glyphs itself) shift nothing.
+  int32_t xa = x, ya = y;
+  if (dst->anchor_x != 0.0f || dst->anchor_y != 0.0f) {
+    const double rw = static_cast<double>(rect->right) - rect->left;
+    const double rh = static_cast<double>(rect->bottom) - rect->top;
+    xa = to_position(x - std::floor(rw * static_cast<double>(dst->anchor_x)), x);
+    ya = to_position(y - std::floor(rh * static_cast<double>(dst->anchor_y)), y);
+    dst->anchor_x = 0.0f;
+    dst->anchor_y = 0.0f;
+  }
 
   sf_clip_result result;
   if (!sf_clip(&result, &full_dst, clip, &full_src, rect, xa, ya)) return 0;
@@ -129,6 +144,7 @@ int32_t sf_blend(sf_surface* dst, sf_surface* src, const sf_rect* src_rect, int3
 }
 
 int32_t sf_fill(sf_surface* surface, const sf_rect* rect) {
+  if (!surface->pixels) return 0;
   const sf_rect full{0, 0, surface->width, surface->height};
   sf_rect clip = surface->clip ? *surface->clip : full;
   if (!sf_rect_clip(&full, &clip)) return 0;

@@ -163,30 +163,144 @@ inline sf_glyph* resolve(sf_face* face, uint32_t code) {
 
 inline bool has_kerning(const sf_face* face) { return (face->ft_face->face_flags & FT_FACE_FLAG_KERNING) != 0; }
 
+// Kerning of pairs of code units as FreeType gives it (two glyph index look-ups and a search of
+// the kerning table, each a binary search), remembered in a direct-mapped table. The table holds
+// the answers for one size: it notes the FreeType face, size object and scale it was filled for,
+// and starts empty again when an application changes any of them through the public FT_Face.
+// It lives in the face's block, after the public record.
+struct kerning_table {
+  FT_Face face;
+  FT_Size size;
+  FT_Fixed x_scale;
+  FT_UShort x_ppem;
+  // Key (left << 16 | right) and kerning in pixels. Key 0 marks an empty entry: a string never
+  // asks for a pair of zero units, since a zero unit ends it.
+  struct entry {
+    uint32_t pair;
+    int32_t pixels;
+  } entries[4096];
+};
+
+struct face_block {
+  sf_face face;  // first: the application's pointer is the block's
+  kerning_table kerning;
+};
+
+// The face's table, emptied first when the face's size is not the one it was filled for.
+kerning_table& kerning_of(sf_face* face) {
+  kerning_table& t = reinterpret_cast<face_block*>(face)->kerning;
+  const FT_Face ft = face->ft_face;
+  if (t.face != ft || t.size != ft->size || t.x_scale != ft->size->metrics.x_scale ||
+      t.x_ppem != ft->size->metrics.x_ppem) {
+    std::memset(&t, 0, sizeof t);
+    t.face = ft;
+    t.size = ft->size;
+    t.x_scale = ft->size->metrics.x_scale;
+    t.x_ppem = ft->size->metrics.x_ppem;
+  }
+  return t;
+}
+
 // Horizontal kerning between two units of the string, in whole pixels.
-int32_t kerning(const sf_face* face, uint16_t left, uint16_t right) {
-  const FT_UInt r = FT_Get_Char_Index(face->ft_face, right);
-  const FT_UInt l = FT_Get_Char_Index(face->ft_face, left);
+int32_t kerning(kerning_table& table, uint16_t left, uint16_t right) {
+  const uint32_t pair = uint32_t{left} << 16 | right;
+  kerning_table::entry& e = table.entries[(pair * 2654435761u) >> 20];
+  if (e.pair == pair) return e.pixels;
+  const FT_UInt r = FT_Get_Char_Index(table.face, right);
+  const FT_UInt l = FT_Get_Char_Index(table.face, left);
   FT_Vector delta{0, 0};
-  FT_Get_Kerning(face->ft_face, l, r, FT_KERNING_DEFAULT, &delta);
-  return pixels_of(delta.x);
+  FT_Get_Kerning(table.face, l, r, FT_KERNING_DEFAULT, &delta);
+  e = {pair, pixels_of(delta.x)};
+  return e.pixels;
 }
 
 // Measured width of a glyph: at least its bitmap, at least its advance.
 inline int32_t glyph_width(const sf_glyph* g) { return std::max(g->advance_x, g->surface.width); }
+
+// FreeType reads the font file through this stream rather than through a memory map: a read
+// opens the file, reads and closes it again, so no file stays open between calls, and a file
+// that shrinks or goes away while its face is open makes the read come up short, which FreeType
+// turns into an error (a refused glyph) instead of the bus error of a mapped page that no
+// longer exists. FreeType's many small reads are served from a window of the file that the
+// stream keeps, the whole file up to 1 MiB (most fonts: one read for the face and all its
+// glyphs), so that a face costs a few file reads, not one per table field. The block holds the
+// stream record, the path and the window; FreeType's call of `close` (at FT_Done_Face, or when
+// opening the face fails) frees it.
+constexpr unsigned long font_window_limit = 1024 * 1024;
+
+struct font_stream {
+  FT_StreamRec stream;
+  unsigned long window_start, window_length, window_size;
+  unsigned char* window;  // in the same block, after the path
+  char path[1];
+};
+
+// Up to `count` bytes of the file from `offset`; the number read.
+unsigned long read_file(const char* path, unsigned long offset, unsigned char* buffer, unsigned long count) {
+  FILE* file = std::fopen(path, "rb");
+  if (!file) return 0;
+  unsigned long got = 0;
+  if (offset <= static_cast<unsigned long>(std::numeric_limits<long>::max()) &&
+      std::fseek(file, static_cast<long>(offset), SEEK_SET) == 0)
+    got = static_cast<unsigned long>(std::fread(buffer, 1, count, file));
+  std::fclose(file);
+  return got;
+}
+
+unsigned long read_font(FT_Stream stream, unsigned long offset, unsigned char* buffer, unsigned long count) {
+  if (count == 0) return offset <= stream->size ? 0 : 1;  // a seek: 0 is success
+  font_stream* font = reinterpret_cast<font_stream*>(stream);
+  if (count > font->window_size) return read_file(font->path, offset, buffer, count);
+  if (offset < font->window_start || offset - font->window_start + count > font->window_length) {
+    // A window that would run past the end of the file starts earlier, so that it covers as
+    // much of the file as it can hold.
+    font->window_start = std::min(offset, stream->size - font->window_size);
+    font->window_length = read_file(font->path, font->window_start, font->window, font->window_size);
+  }
+  const unsigned long at = offset - font->window_start;
+  const unsigned long n = std::min(count, font->window_length > at ? font->window_length - at : 0);
+  std::memcpy(buffer, font->window + at, n);
+  return n;
+}
+
+void close_font(FT_Stream stream) { std::free(stream); }
+
+// Opens the first face of the file at `path` through a font_stream; FreeType's error code.
+FT_Error open_face(const char* path, FT_Face* ft) {
+  FILE* file = path ? std::fopen(path, "rb") : nullptr;
+  if (!file) return FT_Err_Cannot_Open_Resource;
+  const bool sized = std::fseek(file, 0, SEEK_END) == 0;
+  const long size = sized ? std::ftell(file) : -1;
+  std::fclose(file);
+  if (size <= 0) return FT_Err_Invalid_Stream_Operation;
+  const size_t length = std::strlen(path);
+  const unsigned long window = std::min(static_cast<unsigned long>(size), font_window_limit);
+  font_stream* font = static_cast<font_stream*>(std::calloc(1, sizeof(font_stream) + length + window));
+  if (!font) return FT_Err_Out_Of_Memory;
+  std::memcpy(font->path, path, length + 1);
+  font->window = reinterpret_cast<unsigned char*>(font->path) + length + 1;
+  font->window_size = window;
+  font->stream.size = static_cast<unsigned long>(size);
+  font->stream.read = read_font;
+  font->stream.close = close_font;
+  FT_Open_Args args{};
+  args.flags = FT_OPEN_STREAM;
+  args.stream = &font->stream;
+  return FT_Open_Face(ft_library, &args, 0, ft);
+}
 
 }  // namespace
 
 extern "C" {
 
 int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
-  *face = static_cast<sf_face*>(std::malloc(sizeof(sf_face)));
+  *face = static_cast<sf_face*>(std::malloc(sizeof(face_block)));
   if (!*face) {
     QUELT_FAIL("malloc");
     QUELT_EXIT();
     return 0;
   }
-  std::memset(*face, 0, sizeof(sf_face));
+  std::memset(*face, 0, sizeof(face_block));
 
   if (!freetype_initialized) {
     FT_Library library = nullptr;
@@ -205,7 +319,7 @@ int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
   }
 
   FT_Face ft = nullptr;
-  if (FT_New_Face(ft_library, path, 0, &ft) != 0) {
+  if (open_face(path, &ft) != 0) {
     QUELT_FAIL("FT_New_Face");
     std::free(*face);
     *face = nullptr;
@@ -360,11 +474,11 @@ int32_t sf_face_width(sf_face* face, const uint16_t* text, int32_t length) {
   int64_t total = 0;
   if (text) {
     if (length == 0) length = units(text);
-    const bool kern = has_kerning(face);
+    kerning_table* kern = has_kerning(face) ? &kerning_of(face) : nullptr;
     for (int32_t i = 0; i < length && text[i]; ++i) {
       const sf_glyph* g = resolve(face, text[i]);
       if (!g) continue;
-      if (kern && i) total += kerning(face, text[i - 1], text[i]);
+      if (kern && i) total += kerning(*kern, text[i - 1], text[i]);
       total = bounded(total + glyph_width(g) + spacing);
     }
   }
@@ -378,6 +492,7 @@ int32_t sf_face_width_glyph(sf_face* face, uint32_t code) {
 
 void sf_face_string(sf_face* face, sf_surface* surface, const uint16_t* text, int32_t length, int32_t x,
                     int32_t y) {
+  if (!surface->pixels) return;  // nothing to draw on: no glyph is loaded, no anchor spent
   if (text && length == 0) length = units(text);
   // Measuring also brings every glyph of the string into the cache before the first is drawn.
   const int64_t dx = anchor_shift(surface->anchor_x, sf_face_width(face, text, length));
@@ -388,12 +503,12 @@ void sf_face_string(sf_face* face, sf_surface* surface, const uint16_t* text, in
   if (!text || text[0] == 0 || length <= 0) return;
 
   const int64_t spacing = face->spacing;
-  const bool kern = has_kerning(face);
+  kerning_table* kern = has_kerning(face) ? &kerning_of(face) : nullptr;
   int64_t pen_x = bounded(x - dx);
   int64_t pen_y = bounded(y - dy);
   for (int32_t i = 0;;) {
     if (sf_glyph* g = resolve(face, text[i])) {
-      if (kern && i) pen_x += kerning(face, text[i - 1], text[i]);
+      if (kern && i) pen_x += kerning(*kern, text[i - 1], text[i]);
       sf_blend(surface, &g->surface, nullptr, saturate(pen_x + g->offset_x), saturate(pen_y + g->offset_y), nullptr);
       pen_x = bounded(pen_x + g->advance_x + spacing);
       if (pen_x >= surface->width) break;
@@ -406,6 +521,7 @@ void sf_face_string(sf_face* face, sf_surface* surface, const uint16_t* text, in
 }
 
 int32_t sf_face_glyph(sf_face* face, sf_surface* surface, uint32_t code, int32_t x, int32_t y) {
+  if (!surface->pixels) return 0;
   uint32_t resolved = code;
   if (!sf_face_check(face, code)) {
     if (!sf_face_check(face, question_mark)) return 0;

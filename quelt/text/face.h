@@ -11,6 +11,12 @@
    `size`, else its first strike, whatever the display's resolution (FreeType lists most strikes
    at 72 dots per inch). FreeType takes a scalable size below 1 point as 1 point.
 
+   The font file is read with ordinary reads, never mapped into memory, and is not kept open
+   between calls: each face keeps a window of up to 1 MiB of the file (the whole file for most
+   fonts) and opens the file again for a part outside it. A file that shrinks or goes away while
+   its face is open thus gives refused glyphs ("FT_Load_Char"), never a crash, and can be
+   replaced or deleted at any time.
+
    The fields force_autohint, lcd, mono, spacing and on_glyph are the application's to set after
    sf_face_create: the first three and on_glyph apply to glyphs loaded afterwards, spacing (pixels
    after every glyph) to every later measurement and drawing.

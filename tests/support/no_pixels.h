@@ -1,0 +1,87 @@
+// Every operation that reads or writes pixels, on a surface that has a size but no pixels (as a
+// window's surface after its bitmap could not be made): each refuses, draws nothing, prints nothing
+// and leaves the record as it was. Shared by the surface suite and the window suite.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <quelt/quelt.h>
+#include <support.h>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <string>
+
+namespace qtest {
+
+inline void expect_refused_without_pixels(sf_surface* bare, const char* font_path) {
+  ASSERT_EQ(bare->pixels, nullptr);
+  sf_surface good{}, ring{};
+  ASSERT_EQ(sf_create(&good, 4, 4, 4), 1);
+  ASSERT_EQ(sf_render_ring(&ring, 3.0f, 1.0f), 1);
+  for (int i = 0; i < 64; ++i) good.pixels[i] = static_cast<uint8_t>(i * 5 + 1);
+  good.color = 0xFF102030;
+  bare->color = 0xFF405060;
+  bare->anchor_x = bare->anchor_y = 0.5f;
+  sf_face* face = nullptr;
+  ASSERT_EQ(sf_face_create(&face, font_path, 12), 1);
+  const uint16_t text[] = {'H', 'i', 0};
+  const sf_rect r{0, 0, 4, 4};
+  const float weights[] = {0.25f, 0.5f, 0.25f};
+  qtest::TempDir dir;
+  const std::string bmp = dir.path("x.bmp"), png = dir.path("x.png");
+  // Filters whose result is always 1 keep it; nothing is drawn all the same.
+  struct Row {
+    const char* name;
+    std::function<int32_t()> call;
+    int32_t want;
+  };
+  const Row rows[] = {
+      {"sf_blend onto", [&] { return sf_blend(bare, &good, nullptr, 0, 0, nullptr); }, 0},
+      {"sf_blend from", [&] { return sf_blend(&good, bare, nullptr, 0, 0, nullptr); }, 0},
+      {"sf_blend_4b4b", [&] { sf_blend_4b4b(bare, r, &good, r); sf_blend_4b4b(&good, r, bare, r); return 0; }, 0},
+      {"sf_blend_4b1b", [&] { sf_blend_4b1b(bare, r, &ring, r); return 0; }, 0},
+      {"sf_blend_4b3b", [&] { sf_blend_4b3b(&good, r, bare, r); return 0; }, 0},
+      {"sf_blend_copy", [&] { sf_blend_copy(bare, r, &good, r); sf_blend_copy(&good, r, bare, r); return 0; }, 0},
+      {"sf_fill", [&] { return sf_fill(bare, nullptr); }, 0},
+      {"sf_frame", [&] { sf_frame(bare, &r, 0xFFFFFFFF, 0xFF000000, 2); return 0; }, 0},
+      {"sf_shape", [&] { sf_shape(bare, &ring, &r); sf_shape(&good, bare, &r); return 0; }, 0},
+      {"sf_line", [&] { return sf_line(bare, 0, 0, 50, 20, 0xFFFFFF); }, 1},
+      {"sf_face_string", [&] { sf_face_string(face, bare, text, 0, 10, 10); return 0; }, 0},
+      {"sf_face_glyph", [&] { return sf_face_glyph(face, bare, 'H', 10, 10); }, 0},
+      {"sf_flip_vertical", [&] { sf_flip_vertical(bare, bare); return 0; }, 0},
+      {"sf_flip_horizontal", [&] { sf_flip_horizontal(bare, bare); return 0; }, 0},
+      {"sf_contrast", [&] { return sf_contrast(bare, 1, 1, 0); }, -255},
+      {"sf_threshold", [&] { return sf_threshold(bare); }, 1},
+      {"sf_grayscale", [&] { return sf_grayscale(bare, 0); }, 1},
+      {"sf_negative", [&] { return sf_negative(bare); }, 1},
+      {"sf_adjust", [&] { return sf_adjust(bare, 1.0f, 1.0f, 0.0f); }, 1},
+      {"sf_smooth", [&] { return sf_smooth(bare); }, 0},
+      {"sf_kernel", [&] { return sf_kernel(bare, weights, 3, 1); }, 0},
+      {"sf_strip", [&] { return sf_strip(bare); }, 0},
+      {"sf_enlarge", [&] { return sf_enlarge(bare, 1, 1, 1, 1); }, 0},
+      {"sf_image_bmp_store", [&] { return sf_image_bmp_store(bare, bmp.c_str()); }, 0},
+      {"sf_image_png_store", [&] { return sf_image_png_store(bare, png.c_str()); }, 0},
+      {"sf_image_store", [&] { return sf_image_store(bare, png.c_str()); }, 0},
+      {"expand_2432", [&] { sf_image_bmp_expand_2432(bare, 255); sf_image_png_expand_2432(bare, 255); return 0; }, 0},
+  };
+  for (const Row& row : rows) {
+    const sf_surface before = *bare;
+    uint8_t good_before[64];
+    std::memcpy(good_before, good.pixels, sizeof good_before);
+    qtest::Stdout out;
+    EXPECT_EQ(row.call(), row.want) << row.name;
+    const std::string printed = out.text();
+    // The stores trace the way out of a call that wrote nothing; nothing else prints.
+    if (std::strstr(row.name, "store") == nullptr) EXPECT_EQ(printed, "") << row.name;
+    EXPECT_EQ(std::memcmp(&before, bare, sizeof before), 0) << row.name << " changed the record";
+    EXPECT_EQ(std::memcmp(good_before, good.pixels, sizeof good_before), 0) << row.name << " drew";
+  }
+  EXPECT_EQ(std::fopen(bmp.c_str(), "rb"), nullptr) << "a store made a file";
+  EXPECT_EQ(std::fopen(png.c_str(), "rb"), nullptr) << "a store made a file";
+  sf_face_release(&face);
+  sf_release(&ring);
+  sf_release(&good);
+}
+
+}  // namespace qtest
