@@ -1,27 +1,33 @@
 /* The handle and value types of quelt's public windowing records, under quelt's own names. On
-   Windows they are the real ones of <windows.h>; elsewhere they have the same sizes: handles are
+   Windows they are the very types of <windows.h> (HWND, HDC, WPARAM, LPARAM, LRESULT with STRICT
+   handles); elsewhere they have the same sizes: handles are
    pointers, and the message parameters and the result are pointer-sized (64 bits on a 64-bit
    system, as a 64-bit Win32 window procedure has them).
 
-   No Win32 name beyond these five is declared on Linux (no BOOL, DWORD, LONG, UINT or WCHAR),
-   so an application keeps its own. The Win32 spellings HWND, HDC, WPARAM, LPARAM and LRESULT
-   are offered too, for window code written the Win32 way; an application that has its own
-   definitions of them defines QUELT_NO_WIN32_NAMES before including quelt's headers. */
+   No other Win32 name is declared (no BOOL, DWORD, LONG, UINT or WCHAR, and on Windows nothing
+   of <windows.h>), so an application keeps its own. The Win32 spellings HWND, HDC, WPARAM,
+   LPARAM and LRESULT are offered too, as the same types, for window code written the Win32
+   way; an application that has other definitions of them defines QUELT_NO_WIN32_NAMES before
+   including quelt's headers. */
 #ifndef QUELT_PLATFORM_TYPES_H
 #define QUELT_PLATFORM_TYPES_H
 
 #ifdef _WIN32
-#  ifndef WIN32_LEAN_AND_MEAN
-#    define WIN32_LEAN_AND_MEAN
+/* Win32's own types, spelled as <windows.h> spells them (STRICT handles), so that this header
+   doesn't bring in <windows.h> and its macros (near, far, min, max...) for every application. */
+typedef struct HWND__* quelt_hwnd;
+typedef struct HDC__* quelt_hdc;
+#  ifdef _WIN64
+typedef unsigned long long quelt_wparam;
+typedef long long quelt_lparam;
+typedef long long quelt_lresult;
+#  else
+typedef unsigned int quelt_wparam;
+typedef long quelt_lparam;
+typedef long quelt_lresult;
 #  endif
-#  include <windows.h>
-typedef HWND quelt_hwnd;
-typedef HDC quelt_hdc;
-typedef WPARAM quelt_wparam;
-typedef LPARAM quelt_lparam;
-typedef LRESULT quelt_lresult;
-/* The calling convention of a window procedure. */
-#  define QUELT_WNDPROC_CALL CALLBACK
+/* The calling convention of a window procedure (CALLBACK). */
+#  define QUELT_WNDPROC_CALL __stdcall
 #else
 #  include <stdint.h>
 
@@ -31,14 +37,14 @@ typedef uintptr_t quelt_wparam;
 typedef intptr_t quelt_lparam;
 typedef intptr_t quelt_lresult;
 #  define QUELT_WNDPROC_CALL
+#endif
 
-#  ifndef QUELT_NO_WIN32_NAMES
+#ifndef QUELT_NO_WIN32_NAMES
 typedef quelt_hwnd HWND;
 typedef quelt_hdc HDC;
 typedef quelt_wparam WPARAM;
 typedef quelt_lparam LPARAM;
 typedef quelt_lresult LRESULT;
-#  endif
 #endif
 
 #endif

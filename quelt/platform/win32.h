@@ -25,7 +25,12 @@
 
 #include <quelt/platform/types.h>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#  ifndef WIN32_LEAN_AND_MEAN
+#    define WIN32_LEAN_AND_MEAN
+#  endif
+#  include <windows.h>
+#else
 
 #include <stddef.h>
 #include <stdint.h>
