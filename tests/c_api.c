@@ -1,5 +1,15 @@
 /* The public interface used from plain C11: quelt.h compiles as C, and the shared library
-   blends and fills as its callers expect. */
+   blends and fills as its callers expect. On Linux it also lives beside an application's own
+   Win32-like names: quelt declares none of these, and the five its records use give way. */
+#ifndef _WIN32
+typedef unsigned char BOOL;
+typedef unsigned long DWORD;
+typedef long LONG;
+typedef unsigned UINT;
+typedef int WCHAR;
+typedef const char* HWND;
+#define QUELT_NO_WIN32_NAMES
+#endif
 #include <quelt/quelt.h>
 
 #include <stdio.h>
@@ -47,6 +57,15 @@ int main(void) {
   CHECK(vect_push(v, &value) == 1 && v->size == 1);
   vect_release(&v);
   CHECK(v == NULL);
+
+#ifndef _WIN32
+  {
+    ctl_window_rec record;
+    HWND own = "the application's";
+    record.hwnd = (quelt_hwnd)0;
+    CHECK(sizeof record.hwnd == sizeof(void*) && sizeof(BOOL) == 1 && own[0] == 't');
+  }
+#endif
 
   sf_release(&glyph);
   sf_release(&target);

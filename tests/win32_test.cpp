@@ -6,6 +6,8 @@
 #ifndef _WIN32
 TEST(Win32, OnlyOnWindows) { GTEST_SKIP() << "these tests drive the Win32 window manager"; }
 #else
+#include <windows.h>
+
 #include <quelt/surface/blend.h>
 #include <quelt/windowing/main.h>
 #include <quelt/windowing/window.h>

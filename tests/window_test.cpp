@@ -34,7 +34,7 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"
 namespace {
 
 // Win32 message numbers and values the tests send or look for.
-constexpr UINT kWmSize = 5, kWmPaint = 15, kWmClose = 16, kWmEraseBkgnd = 20,
+constexpr uint32_t kWmSize = 5, kWmPaint = 15, kWmClose = 16, kWmEraseBkgnd = 20,
                kWmGetMinMaxInfo = 36, kWmWindowPosChanged = 0x47, kWmStyleChanged = 0x7D,
                kWmKeyDown = 256, kWmKeyUp = 257, kWmChar = 258, kWmMouseMove = 512,
                kWmLButtonDown = 513, kWmLButtonUp = 514, kWmRButtonDown = 516, kWmRButtonUp = 517,
@@ -73,7 +73,7 @@ long allocations(F f) {
 std::vector<std::string> events;
 std::function<void(ctl_window_rec*, int32_t)> on_event_hook;
 std::function<void(ctl_window_rec*, int32_t, uint32_t)> on_key_hook;
-std::vector<UINT> messages;
+std::vector<uint32_t> messages;
 
 void note(const char* format, long a = 0, long b = 0, long c = 0, long d = 0) {
   char line[96];
@@ -98,7 +98,7 @@ int32_t on_event(ctl_window_rec* w, int32_t code) {
 LRESULT on_message(ctl_window_rec*, uint32_t message, WPARAM, LPARAM) { messages.push_back(message); return 0; }
 
 bool seen(const std::string& line) { return std::find(events.begin(), events.end(), line) != events.end(); }
-long count_of(UINT message) { return std::count(messages.begin(), messages.end(), message); }
+long count_of(uint32_t message) { return std::count(messages.begin(), messages.end(), message); }
 
 using qtest::walking;
 using qtest::x;
@@ -122,20 +122,23 @@ std::vector<unsigned long> property(Window w, const char* name, long count) {
   return out;
 }
 
-// The X window of a record, found by the handle the window carries (low half first).
+// The X window of a record, found by the handle the window carries (low half first): a child
+// of the root, or of a window manager's frame.
+Window xwindow_below(Window top, HWND hwnd, int depth) {
+  Window root, parent, *children = nullptr, found = 0;
+  unsigned count = 0;
+  if (!XQueryTree(x(), top, &root, &parent, &children, &count)) return 0;
+  for (unsigned i = 0; i < count && !found; ++i) {
+    const std::vector<unsigned long> v = property(children[i], "_QUELT_HWND", 2);
+    const uint64_t handle = v.size() == 2 ? (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) : 0;
+    if (handle == reinterpret_cast<uintptr_t>(hwnd)) found = children[i];
+  }
+  for (unsigned i = 0; i < count && !found && depth > 0; ++i) found = xwindow_below(children[i], hwnd, depth - 1);
+  if (children) XFree(children);
+  return found;
+}
 Window xwindow_of(HWND hwnd) {
-  return walking([&]() -> Window {
-    Window root, parent, *children = nullptr, found = 0;
-    unsigned count = 0;
-    if (!XQueryTree(x(), DefaultRootWindow(x()), &root, &parent, &children, &count)) return 0;
-    for (unsigned i = 0; i < count && !found; ++i) {
-      const std::vector<unsigned long> v = property(children[i], "_QUELT_HWND", 2);
-      const uint64_t handle = v.size() == 2 ? (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) : 0;
-      if (handle == reinterpret_cast<uintptr_t>(hwnd)) found = children[i];
-    }
-    if (children) XFree(children);
-    return found;
-  });
+  return walking([&] { return xwindow_below(DefaultRootWindow(x()), hwnd, 2); });
 }
 
 // Runs the loop until `done` holds or three seconds pass.
@@ -525,7 +528,7 @@ TEST_F(Input, HeldKeyRepeatsAsPressesAndOneRelease) {
   t.w->onmessage = [](ctl_window_rec*, uint32_t message, WPARAM, LPARAM l) -> LRESULT {
     // The message with its previous-state bit 30 and transition bit 31 above it.
     if (message == kWmKeyDown || message == kWmKeyUp)
-      messages.push_back(message | static_cast<UINT>(((l >> 30) & 3) << 16));
+      messages.push_back(message | static_cast<uint32_t>(((l >> 30) & 3) << 16));
     return 0;
   };
   // The server repeats a held key quickly for this test.
@@ -547,16 +550,21 @@ TEST_F(Input, HeldKeyRepeatsAsPressesAndOneRelease) {
 }
 
 TEST_F(Input, MouseButtonsWheelAndCapture) {
-  TestWindow t(200, 150, 300, 200);  // the client area starts at (300, 200) on the screen
+  TestWindow t(200, 150, 300, 200);
   ASSERT_TRUE(t.show());
-  move_to(300 + 10, 200 + 20);
+  // Where the client area starts on the screen: (300, 200), or inside a window manager's frame.
+  settle();
+  int ox = 0, oy = 0;
+  Window child;
+  XTranslateCoordinates(x(), t.xwin(), DefaultRootWindow(x()), 0, 0, &ox, &oy, &child);
+  move_to(ox + 10, oy + 20);
   ASSERT_TRUE(arrives("mouse 4 0 10 20"));
   for (auto [b, code] : {std::pair<unsigned, int32_t>{1, CTL_LEFT}, {3, CTL_RIGHT}, {2, CTL_MIDDLE}}) {
     SCOPED_TRACE(b);
     const int px = 30 + static_cast<int>(b);
     const std::string at = " " + std::to_string(code) + " " + std::to_string(px) + " 40";
     events.clear();
-    move_to(300 + px, 200 + 40);
+    move_to(ox + px, oy + 40);
     button(b, true);
     ASSERT_TRUE(arrives("mouse 2" + at));
     EXPECT_EQ(std::pair(ctl_window_mouse_state(t.w, code), ctl_window_mouse_state(t.w, 0)), std::pair(1, 1));
@@ -580,9 +588,9 @@ TEST_F(Input, MouseButtonsWheelAndCapture) {
 
   // A drag that leaves the window stays with it under the capture, with negative coordinates.
   events.clear();
-  move_to(300 + 5, 200 + 5);
+  move_to(ox + 5, oy + 5);
   button(1, true);
-  move_to(300 - 20, 200 - 30);
+  move_to(ox - 20, oy - 30);
   ASSERT_TRUE(arrives("mouse 4 0 -20 -30"));
   button(1, false);
   ASSERT_TRUE(arrives("mouse 1 6 -20 -30"));
@@ -590,13 +598,13 @@ TEST_F(Input, MouseButtonsWheelAndCapture) {
   EXPECT_EQ(ctl_window_mouse_state(t.w, CTL_LEFT), 0);
 
   // Left press, right press, left release: the capture ends though the right button is held.
-  move_to(300 + 50, 200 + 50);
+  move_to(ox + 50, oy + 50);
   button(1, true), button(3, true), button(1, false);
   ASSERT_TRUE(arrives("mouse 1 6 50 50"));
   EXPECT_EQ(std::pair(int{t.w->left_down}, int{t.w->right_down}), std::pair(0, 1));
   events.clear();
-  move_to(300 + 400, 200 + 300);  // outside, and no longer ours
-  move_to(300 + 60, 200 + 61);
+  move_to(ox + 400, oy + 300);  // outside, and no longer ours
+  move_to(ox + 60, oy + 61);
   ASSERT_TRUE(arrives("mouse 4 0 60 61"));
   EXPECT_FALSE(seen("mouse 4 0 400 300"));
   button(3, false);
@@ -605,7 +613,18 @@ TEST_F(Input, MouseButtonsWheelAndCapture) {
 }
 
 
+bool window_manager() { return !property(DefaultRootWindow(x()), "_NET_SUPPORTING_WM_CHECK", 1).empty(); }
+
+// wmctrl on the window, as a user's tool drives the window manager; false without wmctrl.
+bool wmctrl(Window xw, const std::string& action) {
+  char id[32];
+  std::snprintf(id, sizeof id, "0x%lx", xw);
+  return std::system(("wmctrl -i " + action + " " + id + " > /dev/null 2>&1").c_str()) == 0;
+}
+
+// The window manager's close button, or on a bare server the message it would send.
 void press_close_button(Window xw) {
+  if (window_manager() && wmctrl(xw, "-c")) return;
   XEvent ev{};
   ev.xclient = {ClientMessage, 0, False, x(), xw, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
   ev.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), "WM_DELETE_WINDOW", False));  // at CurrentTime
@@ -737,7 +756,7 @@ TEST_F(Windows, ProcedureStagesInOrder) {
 
   // Coordinates come from the low 32 bits of lParam, signed; the wheel from wParam's.
   const LPARAM high_garbage = static_cast<LPARAM>(0x7F5A000000000000ll);
-  struct { UINT message; WPARAM wparam; LPARAM lparam; const char* want; } const cases[] = {
+  struct { uint32_t message; WPARAM wparam; LPARAM lparam; const char* want; } const cases[] = {
       {kWmMouseMove, 0, high_garbage | pack(-3, 7), "mouse 4 0 -3 7"},
       {kWmLButtonDown, 1, pack(4, -9), "mouse 2 6 4 -9"},
       {kWmLButtonUp, 0, pack(5, 6), "mouse 1 6 5 6"},
@@ -832,6 +851,61 @@ TEST_F(Input, QuitFromCallbackLetsPostedMessagesRunFirst) {
   events_at_idle = 0;
   ctl_main_onidle([]() -> int32_t { return events_at_idle = events.size(), ctl_main_quit(), 0; });
   EXPECT_EQ(events_at_idle, 12u);
+}
+
+
+// Under a real window manager (the suite runs on a bare server and under openbox).
+struct UnderWindowManager : Windows {
+  void SetUp() override {
+    Windows::SetUp();
+    if (!IsSkipped() && (!window_manager() || std::system("command -v wmctrl > /dev/null") != 0))
+      GTEST_SKIP() << "no window manager with wmctrl";
+  }
+};
+
+TEST_F(UnderWindowManager, SizingCountsTheFrameAroundTheClientArea) {
+  TestWindow t(200, 150);
+  ASSERT_TRUE(t.show());
+  const Window xw = t.xwin();
+  std::vector<unsigned long> frame;
+  ASSERT_TRUE(pump_until([&] { return (frame = property(xw, "_NET_FRAME_EXTENTS", 4)).size() == 4 && frame[2] > 0; }));
+  const int left = static_cast<int>(frame[0]), right = static_cast<int>(frame[1]), top = static_cast<int>(frame[2]),
+            bottom = static_cast<int>(frame[3]);
+  // Where the client area is on the screen, and its size, as the server has them.
+  auto placed = [&](int want_x, int want_y, int width, int height) {
+    return pump_until([&] {
+      int at_x = 0, at_y = 0;
+      Window child;
+      XWindowAttributes a{};
+      XTranslateCoordinates(x(), xw, DefaultRootWindow(x()), 0, 0, &at_x, &at_y, &child);
+      return XGetWindowAttributes(x(), xw, &a) && at_x == want_x && at_y == want_y && a.width == width &&
+             a.height == height;
+    });
+  };
+  // The frame's top left goes where asked, and the client area keeps the asked size.
+  ctl_window_movc(t.w, 200, 150, 100, 80);
+  EXPECT_EQ((std::vector{ctl_window_width(t.w), ctl_window_height(t.w), t.s->width, t.s->height}),
+            (std::vector{200, 150, 200, 150}));
+  EXPECT_TRUE(placed(100 + left, 80 + top, 200, 150));
+  // Centring takes the whole window, frame included.
+  ctl_window_move(t.w, 300, 200);
+  const int sw = DisplayWidth(x(), DefaultScreen(x())), sh = DisplayHeight(x(), DefaultScreen(x()));
+  EXPECT_TRUE(placed(sw / 2 - (300 + left + right) / 2 + left, sh / 2 - (200 + top + bottom) / 2 + top, 300, 200));
+  // The window manager reports the first pass's size too, and its last report the final one.
+  EXPECT_TRUE(pump_until([&] { return t.s->width == 300 && t.s->height == 200; }));
+}
+
+TEST_F(UnderWindowManager, MaximiseAndRestoreThroughTheWindowManager) {
+  TestWindow t(200, 150);
+  ASSERT_TRUE(t.show());
+  events.clear();
+  ASSERT_TRUE(wmctrl(t.xwin(), "-b add,maximized_vert,maximized_horz -r"));
+  ASSERT_TRUE(pump_until([&] { return ctl_window_width(t.w) > 1000 && ctl_window_height(t.w) > 600; }));
+  EXPECT_TRUE(seen("event 10"));  // the surface followed the size
+  EXPECT_EQ(std::pair(t.s->width, t.s->height), std::pair(ctl_window_width(t.w), ctl_window_height(t.w)));
+  ASSERT_TRUE(wmctrl(t.xwin(), "-b remove,maximized_vert,maximized_horz -r"));
+  ASSERT_TRUE(pump_until([&] { return ctl_window_width(t.w) == 200 && ctl_window_height(t.w) == 150; }));
+  EXPECT_EQ(std::pair(t.s->width, t.s->height), std::pair(200, 150));
 }
 
 }  // namespace

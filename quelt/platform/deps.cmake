@@ -1,5 +1,7 @@
 # The platform layer: on Windows the real Win32 interface, elsewhere quelt's X11 layer over
-# Xlib, with MIT-SHM (libXext) for presenting pixels.
+# Xlib, with MIT-SHM (libXext) for presenting pixels. The display's resolution for text is asked
+# through one small file on both.
+target_sources(quelt PRIVATE ${CMAKE_CURRENT_LIST_DIR}/resolution.cpp)
 if(WIN32)
   target_link_libraries(quelt PRIVATE user32 gdi32)
 else()

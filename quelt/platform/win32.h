@@ -25,11 +25,30 @@
 
 #include <quelt/platform/types.h>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#  ifndef WIN32_LEAN_AND_MEAN
+#    define WIN32_LEAN_AND_MEAN
+#  endif
+#  include <windows.h>
+#else
 
 #include <stddef.h>
 #include <stdint.h>
 
+// The handle and value types that the public records name, then the rest of the subset.
+typedef quelt_hwnd HWND;
+typedef quelt_hdc HDC;
+typedef quelt_wparam WPARAM;
+typedef quelt_lparam LPARAM;
+typedef quelt_lresult LRESULT;
+typedef struct quelt_hbitmap_* HBITMAP;
+typedef void* HGDIOBJ;
+typedef struct quelt_hinstance_* HINSTANCE;
+typedef uint32_t UINT;
+typedef uint32_t DWORD;
+typedef int32_t LONG;
+typedef int BOOL;
+typedef uint16_t WCHAR;
 typedef uint8_t BYTE;
 typedef uint16_t WORD;
 typedef uint16_t ATOM;

@@ -11,7 +11,7 @@
 #include <quelt/text/face.h>
 
 #include <quelt/base/trace.h>
-#include <quelt/platform/win32.h>
+#include <quelt/platform/resolution_p.h>
 #include <quelt/processing/strip.h>
 #include <quelt/surface/blend.h>
 #include <quelt/surface/blend_p.h>
@@ -435,10 +435,9 @@ int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
       return 0;
     }
   } else {
-    HDC dc = GetDC(nullptr);
-    int dpi_x = GetDeviceCaps(dc, LOGPIXELSX);
-    int dpi_y = GetDeviceCaps(dc, LOGPIXELSY);
-    ReleaseDC(nullptr, dc);
+    const quelt::platform::Resolution resolution = quelt::platform::display_resolution();
+    int dpi_x = resolution.x;
+    int dpi_y = resolution.y;
     if (dpi_x <= 0) dpi_x = fallback_dpi;
     if (dpi_y <= 0) dpi_y = fallback_dpi;
 

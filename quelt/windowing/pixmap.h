@@ -19,7 +19,7 @@ QUELT_EXTERN_C_BEGIN
 /** A surface on a bitmap of the platform. The record lies in memory the caller provides. */
 typedef struct ctl_pixmap_rec {
   sf_surface surface; /**< The pixels, 4 bytes per pixel, top row first. */
-  HDC dc;             /**< The memory device context that holds the bitmap. */
+  quelt_hdc dc;             /**< The memory device context that holds the bitmap. */
 } ctl_pixmap_rec;
 
 /** Makes a pixmap of all-zero pixels.

@@ -10,6 +10,9 @@
    Callbacks get the record first; the library ignores what they return. With `onkey` null,
    Escape and the close button post the quit message. Message parameters have the platform's
    width (64 bits on a 64-bit system).
+   The types quelt_wparam, quelt_lparam and quelt_lresult are Win32's WPARAM, LPARAM and
+   LRESULT. Coordinates are taken from the low 32 bits of lParam (x the low 16 bits, y the next
+   16, both signed), and the wheel delta from the high 16 bits of wParam's low 32, signed.
 
    On Linux (quelt's X11 layer):
    - The X window is the client area; the window manager's frame is the non-client area.
@@ -89,8 +92,8 @@ typedef int32_t (*ctl_mouse_proc)(ctl_window_rec* window, int32_t action, int32_
 typedef int32_t (*ctl_event_proc)(ctl_window_rec* window, int32_t code);
 /** Raw message hook: every message of the window, with its parameters unchanged, before the
    library handles it. */
-typedef LRESULT (*ctl_message_proc)(ctl_window_rec* window, uint32_t message, WPARAM wparam,
-                                    LPARAM lparam);
+typedef quelt_lresult (*ctl_message_proc)(ctl_window_rec* window, uint32_t message, quelt_wparam wparam,
+                                    quelt_lparam lparam);
 
 /** A top-level window with its backing pixmap and callbacks. Made by ctl_window or
    ctl_window_create, ended by ctl_window_release. The application sets the callbacks. */
@@ -101,7 +104,7 @@ struct ctl_window_rec {
   ctl_event_proc onevent;     /**< Callback for CTL_CLOSE, CTL_SIZE and CTL_PAINT, or null. */
   ctl_message_proc onmessage; /**< Sees every message first, or null. */
   ctl_pixmap_rec pixmap;      /**< The backing store, at the client size. */
-  HWND hwnd;                  /**< The platform's window. */
+  quelt_hwnd hwnd;                  /**< The platform's window. */
   int32_t wheel;              /**< Delta of the last wheel message, +-120 a notch. */
   int8_t left_down;           /**< 1 while the left button is held. */
   int8_t right_down;          /**< 1 while the right button is held. */
@@ -216,8 +219,8 @@ QUELT_API int32_t ctl_window_mouse_state(ctl_window_rec* window, int32_t button)
    @param wparam the message's first parameter.
    @param lparam the message's second parameter.
    @return the default handling's result. */
-QUELT_API LRESULT QUELT_WNDPROC_CALL ctl_window_proc(HWND hwnd, UINT message, WPARAM wparam,
-                                                     LPARAM lparam);
+QUELT_API quelt_lresult QUELT_WNDPROC_CALL ctl_window_proc(quelt_hwnd hwnd, uint32_t message,
+                                                           quelt_wparam wparam, quelt_lparam lparam);
 
 QUELT_EXTERN_C_END
 

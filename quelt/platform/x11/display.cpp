@@ -5,6 +5,7 @@
 
 #include <X11/XKBlib.h>
 #include <X11/Xresource.h>
+#include <X11/cursorfont.h>
 
 #include <clocale>
 #include <cmath>
@@ -115,8 +116,7 @@ void disconnect_if_idle() {
   if (!conn.display || wnd_first()) return;
   Display* display = conn.display;
   if (conn.im) XCloseIM(conn.im);
-  for (Cursor c : conn.cursors)
-    if (c) XFreeCursor(display, c);
+  if (conn.arrow) XFreeCursor(display, conn.arrow);
   XSync(display, False);
   // Give the error handler back when nobody installed another since.
   XErrorHandler current = XSetErrorHandler(previous_handler);
@@ -145,17 +145,8 @@ int display_dpi() {
 
 Cursor cursor_for(HCURSOR cursor) {
   if (!conn.display || handle_kind(cursor) != Kind::cursor) return None;
-  auto shape = static_cast<unsigned>(
-      reinterpret_cast<uintptr_t>(handle_object(cursor, Kind::cursor)));
-  for (int i = 0; i < 8; ++i) {
-    if (conn.cursors[i] && conn.cursor_shapes[i] == shape) return conn.cursors[i];
-    if (!conn.cursors[i]) {
-      conn.cursors[i] = XCreateFontCursor(conn.display, shape);
-      conn.cursor_shapes[i] = shape;
-      return conn.cursors[i];
-    }
-  }
-  return None;
+  if (!conn.arrow) conn.arrow = XCreateFontCursor(conn.display, XC_left_ptr);
+  return conn.arrow;
 }
 
 bool window_manager_running() {

@@ -156,15 +156,6 @@ void present_converted(Wnd* w, const uint8_t* bits, int stride_px, int sx, int s
 
 }  // namespace
 
-unsigned long pixel_of(const Wnd* w, unsigned r, unsigned g, unsigned b) {
-  Visual* v = w->visual;
-  if (!v) return 0;
-  unsigned long pixel = channel(r, v->red_mask) | channel(g, v->green_mask) | channel(b, v->blue_mask);
-  // The bits that no colour uses are alpha on a 32-bit visual: opaque.
-  if (w->depth == 32) pixel |= ~(v->red_mask | v->green_mask | v->blue_mask) & 0xFFFFFFFFul;
-  return pixel;
-}
-
 bool direct_visual(Visual* visual, int depth) {
   if (!conn.display || !visual || visual->c_class != TrueColor || visual->red_mask != 0xFF0000 ||
       visual->green_mask != 0xFF00 || visual->blue_mask != 0xFF)

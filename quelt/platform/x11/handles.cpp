@@ -5,8 +5,6 @@
 // first 16,383 objects, about Win32's own limit of GDI objects per process).
 #include "x11_p.h"
 
-#include <X11/cursorfont.h>
-
 namespace quelt::x11 {
 namespace {
 
@@ -22,7 +20,6 @@ struct Slot {
 
 // Slot 0 is never used, so no handle is null. Slots 1 to kFirstFree - 1 hold the stock objects.
 enum : uintptr_t { kStockBitmap = 1, kStockIcon = 2, kStockCursor = 3, kFirstFree = 16 };
-constexpr unsigned kCursorShapes[] = {XC_left_ptr, XC_xterm, XC_watch, XC_crosshair, XC_hand2};
 
 Slot slots[kSlots];
 uintptr_t cursor = kFirstFree;
@@ -39,9 +36,7 @@ void setup_stock() {
   stock_ready = true;
   slots[kStockBitmap] = {1, &stock_bitmap_object, Kind::bitmap};
   slots[kStockIcon] = {1, nullptr, Kind::icon};
-  for (uintptr_t i = 0; i < sizeof kCursorShapes / sizeof kCursorShapes[0]; ++i)
-    slots[kStockCursor + i] = {1, reinterpret_cast<void*>(uintptr_t{kCursorShapes[i]}),
-                               Kind::cursor};
+  slots[kStockCursor] = {1, nullptr, Kind::cursor};
 }
 
 const Slot* find(const void* handle) {
@@ -104,11 +99,9 @@ HICON stock_icon() {
   return reinterpret_cast<HICON>(make(kStockIcon));
 }
 
-HCURSOR stock_cursor(unsigned shape) {
+HCURSOR stock_cursor() {
   setup_stock();
-  for (uintptr_t i = 0; i < sizeof kCursorShapes / sizeof kCursorShapes[0]; ++i)
-    if (kCursorShapes[i] == shape) return reinterpret_cast<HCURSOR>(make(kStockCursor + i));
-  return nullptr;
+  return reinterpret_cast<HCURSOR>(make(kStockCursor));
 }
 
 }  // namespace quelt::x11

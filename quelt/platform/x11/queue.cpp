@@ -84,11 +84,6 @@ DWORD now() {
   return static_cast<DWORD>(t.tv_sec * 1000 + t.tv_nsec / 1000000);
 }
 
-LPARAM pack(int low, int high) {
-  return static_cast<LPARAM>(static_cast<uint32_t>(static_cast<uint16_t>(low)) |
-                             (static_cast<uint32_t>(static_cast<uint16_t>(high)) << 16));
-}
-
 WPARAM mouse_keys(unsigned state) {
   WPARAM keys = 0;
   if (state & Button1Mask) keys |= MK_LBUTTON;

@@ -23,10 +23,10 @@ Kind handle_kind(const void* handle);                 // Kind::none unless live
 void handle_drop(const void* handle);
 
 // Handles that live for the whole process: the selected bitmap of a fresh memory DC, the
-// application icon and the predefined cursors (their object is an X cursor font shape).
+// application icon and the arrow cursor.
 HGDIOBJ stock_bitmap();
 HICON stock_icon();
-HCURSOR stock_cursor(unsigned shape);
+HCURSOR stock_cursor();
 
 // ---- The display connection ----------------------------------------------------------------
 enum AtomIndex {
@@ -44,8 +44,7 @@ struct Connection {
   Visual* argb_visual = nullptr;
   XIM im = nullptr;
   bool im_tried = false;
-  Cursor cursors[8] = {};
-  unsigned cursor_shapes[8] = {};
+  Cursor arrow = 0;            // made at the first window that shows the arrow
   Atom atom[kAtomCount] = {};
   int error = 0;               // last X error on this connection (errors never end the process)
 };
@@ -89,7 +88,26 @@ Dc* dc_get(HDC dc);
 Bitmap* bitmap_get(HGDIOBJ bitmap);
 
 // ---- Windows -------------------------------------------------------------------------------
-struct WindowClass;
+struct WindowClass {
+  WindowClass* next;
+  ATOM atom;
+  UINT style;
+  WNDPROC proc;
+  HCURSOR cursor;
+  WCHAR name[1];  // as long as the name, zero-terminated
+};
+
+// Flags of WINDOWPOS that this layer adds for its default procedure: the client area kept its
+// place or its size, so WM_MOVE or WM_SIZE is not due.
+constexpr UINT kNoClientSize = 0x0800;
+constexpr UINT kNoClientMove = 0x1000;
+constexpr int kMaxSize = 32767;  // the largest X window
+
+// Two signed 16-bit values in the low 32 bits of an LPARAM, x (or width) low.
+inline LPARAM pack(int low, int high) {
+  return static_cast<LPARAM>(static_cast<uint32_t>(static_cast<uint16_t>(low)) |
+                             (static_cast<uint32_t>(static_cast<uint16_t>(high)) << 16));
+}
 
 struct Wnd {
   HWND handle = nullptr;
@@ -106,7 +124,6 @@ struct Wnd {
   int frame_left = 0, frame_top = 0, frame_right = 0, frame_bottom = 0;
   bool visible = false;
   bool minimized = false;
-  bool maximized = false;
   bool destroying = false;
   bool mapped = false;
   bool reparented = false;
@@ -127,6 +144,11 @@ struct Wnd {
   RECT update = {};
 };
 
+inline int outer_width(const Wnd* w) { return w->frame_left + w->cw + w->frame_right; }
+inline int outer_height(const Wnd* w) { return w->frame_top + w->ch + w->frame_bottom; }
+inline int client_width(const Wnd* w) { return w->minimized ? 0 : w->cw; }
+inline int client_height(const Wnd* w) { return w->minimized ? 0 : w->ch; }
+
 Wnd* wnd_get(HWND hwnd);
 Wnd* wnd_by_xid(Window xwin);
 Wnd* wnd_first();
@@ -136,13 +158,28 @@ void ensure_ic(Wnd* w);
 // X events that change windows (geometry, mapping, properties, focus, close requests).
 void window_event(Wnd* w, XEvent& ev);
 
+// The X window of a record (native.cpp): made on the visual its layered style asks for, with
+// the properties that the window manager reads from the title and the style.
+bool make_xwindow(Wnd* w);
+void destroy_xwindow(Wnd* w);
+void apply_title(Wnd* w);
+void apply_style(Wnd* w);
+void x_configure(Wnd* w);             // to the record's place and client size
+void x_map(Wnd* w, bool activate);
+void x_unmap(Wnd* w);
+void grab_pointer(Wnd* w);
+
+// Placement (geometry.cpp).
+void default_minmax(const Wnd* w, MINMAXINFO* info);
+void send_pos_changed(HWND hwnd, UINT flags);  // WM_WINDOWPOSCHANGED for the current placement
+void restore(HWND hwnd);                       // back from the window manager's minimising
+
 // Puts `width` × `height` pixels from (sx, sy) of a 4-byte top-down buffer of `stride_px`
 // pixels per row onto the window's client area at (dx, dy); the rectangles are already
 // clipped. `segment` is the buffer's attached shared memory, or null. Finished on the server
 // when it returns.
 void present(Wnd* w, const uint8_t* bits, int stride_px, int rows, Bitmap* shared, int sx, int sy,
              int dx, int dy, int width, int height);
-unsigned long pixel_of(const Wnd* w, unsigned r, unsigned g, unsigned b);  // opaque, in w's visual
 bool direct_visual(Visual* visual, int depth);
 
 // ---- Message queue -------------------------------------------------------------------------
