@@ -42,11 +42,11 @@ typedef intptr_t quelt_lresult;         /**< A window procedure's result, pointe
 #endif
 
 #ifndef QUELT_NO_WIN32_NAMES
-typedef quelt_hwnd HWND;
-typedef quelt_hdc HDC;
-typedef quelt_wparam WPARAM;
-typedef quelt_lparam LPARAM;
-typedef quelt_lresult LRESULT;
+typedef quelt_hwnd HWND;       /**< Win32's spelling of quelt_hwnd. */
+typedef quelt_hdc HDC;         /**< Win32's spelling of quelt_hdc. */
+typedef quelt_wparam WPARAM;   /**< Win32's spelling of quelt_wparam. */
+typedef quelt_lparam LPARAM;   /**< Win32's spelling of quelt_lparam. */
+typedef quelt_lresult LRESULT; /**< Win32's spelling of quelt_lresult. */
 #endif
 
 #endif
