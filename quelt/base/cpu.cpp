@@ -59,24 +59,30 @@ const char* cpu_level_name(cpu_level level) {
   }
 }
 
+namespace {
+// Filled when the library loads, from the levels' parts (constants of other files by then), so
+// that no call ever waits on a first-use guard: a guard takes a lock, and making the lock
+// allocates, which may fail where a drawing call must not. The skip table has one wide
+// builder, on the baseline's 16-byte vectors.
+const level_fns levels[] = {
+    {blend::scalar_ops, strip::build_scalar, process::smooth_scalar, kernel::interior_scalar},
+#ifdef QUELT_X86
+    {blend::sse2_ops, strip::build_sse2, process::smooth_sse2, kernel::interior_sse2},
+    {blend::avx2_ops, strip::build_sse2, process::smooth_avx2, kernel::interior_avx2},
+    {blend::avx512_ops, strip::build_sse2, process::smooth_avx512, kernel::interior_avx512},
+#endif
+};
+}  // namespace
+
 const level_fns* level_for(cpu_level level) {
   if (static_cast<int>(level) < 0 || static_cast<int>(level) > static_cast<int>(cpu_best_level())) return nullptr;
-  // Made at the first call from the levels' parts, which are all constants by then. The skip
-  // table has one wide builder, on the baseline's 16-byte vectors.
-  static const level_fns table[] = {
-      {blend::scalar_ops, strip::build_scalar, process::smooth_scalar, kernel::interior_scalar},
-#ifdef QUELT_X86
-      {blend::sse2_ops, strip::build_sse2, process::smooth_sse2, kernel::interior_sse2},
-      {blend::avx2_ops, strip::build_sse2, process::smooth_avx2, kernel::interior_avx2},
-      {blend::avx512_ops, strip::build_sse2, process::smooth_avx512, kernel::interior_avx512},
-#endif
-  };
-  return &table[static_cast<int>(level)];
+  return &levels[static_cast<int>(level)];
 }
 
-const level_fns& level_active() {
-  static const level_fns* const best = level_for(cpu_best_level());
-  return *best;
-}
+namespace {
+const level_fns* const active = level_for(cpu_best_level());
+}  // namespace
+
+const level_fns& level_active() { return *active; }
 
 }  // namespace quelt
