@@ -214,7 +214,7 @@ struct blend_span {
 // Up to 16 pixels of one case, of which those whose bit is set in `m` are processed and the
 // others keep their bytes. `n` pixels, all inside the rectangles, may be read.
 template <class S, class K>
-void blend_block(const K& k, uint8_t* d, const uint8_t* s, size_t n, uint32_t m) {
+__attribute__((always_inline)) inline void blend_block(const K& k, uint8_t* d, const uint8_t* s, size_t n, uint32_t m) {
   if constexpr (S::masked) {
     static_assert(S::N == 16);
     // Whole blocks load without a mask, which is cheaper.
