@@ -125,7 +125,8 @@ void lcd_filter(uint8_t* row, size_t count) {
 // bytes are taken as they are, sub-pixel rows land at the start of each surface row and are
 // filtered over the whole row, the extra column included.
 void copy_bitmap(sf_surface* s, const FT_Bitmap& bitmap) {
-  if (!s->pixels) return;
+  // FreeType leaves the buffer null for a bitmap with nothing in it: the glyph stays blank.
+  if (!s->pixels || !bitmap.buffer) return;
   const size_t stride = static_cast<size_t>(s->width) * static_cast<size_t>(s->bytes_per_pixel);
   // A negative pitch means rows run upwards in memory: the top row is the last one stored.
   const ptrdiff_t pitch = bitmap.pitch;
