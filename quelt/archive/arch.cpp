@@ -74,11 +74,11 @@ extern "C" {
 int32_t arch_create(arch_archive** archive) {
   auto* a = static_cast<arch_archive*>(std::malloc(sizeof(arch_archive)));
   *archive = a;
-  if (!a) { QUELT_FAIL("malloc"); QUELT_EXIT(); return 0; }
+  if (!a) return QUELT_FAILED("malloc");
   std::memset(a, 0, sizeof *a);
   if (!vect_create(&a->entries, sizeof(arch_entry)) || !vect_create(&a->bases, 4) ||
       !vect_create(&a->cursors, 4)) {
-    QUELT_FAIL(""); QUELT_EXIT(); return 0;
+    return QUELT_FAILED("");
   }
   return 1;
 }
@@ -87,11 +87,11 @@ int32_t arch_ff(arch_archive** archive, const char* path) {
   arch_archive* a = nullptr;
   if (!arch_create(&a)) {
     arch_release(&a);
-    QUELT_FAIL(""); QUELT_EXIT(); return 0;
+    return QUELT_FAILED("");
   }
   if (!arch_load(a, path)) {
     arch_release(&a);
-    QUELT_FAIL(""); QUELT_EXIT(); return 0;
+    return QUELT_FAILED("");
   }
   *archive = a;
   return 1;
@@ -176,18 +176,18 @@ int32_t arch_enter(arch_archive* archive) {
     e->kind = kHead;
     if (!vect_insert(v, &end, cursor + 1, 1)) {
       entry_at(v, cursor)->kind = kLeaf;  // a head without its end would unbalance the directory
-      QUELT_FAIL(""); QUELT_EXIT(); return 0;
+      return QUELT_FAILED("");
     }
     if (!vect_at(v, cursor, nullptr, reinterpret_cast<void**>(&e))) {
-      QUELT_FAIL(""); QUELT_EXIT(); return 0;
+      return QUELT_FAILED("");
     }
   }
   if (e->kind != kHead) return 0;
-  if (!vect_push(archive->bases, &archive->base)) { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
+  if (!vect_push(archive->bases, &archive->base)) return QUELT_FAILED("");
   if (!vect_push(archive->cursors, &cursor)) {
     int32_t dropped;
     pop_index(archive->bases, &dropped);  // the stacks keep equal depth
-    QUELT_FAIL(""); QUELT_EXIT(); return 0;
+    return QUELT_FAILED("");
   }
   v->iter = cursor + 1;
   archive->base = cursor + 1;
@@ -251,7 +251,7 @@ int32_t arch_post(arch_archive* archive, const char* name) {
   std::strncpy(e.name, name, kName - 1);
   arch_end(archive);
   if (!vect_insert(archive->entries, &e, archive->entries->iter, 1)) {
-    QUELT_FAIL(""); QUELT_EXIT(); return 0;
+    return QUELT_FAILED("");
   }
   archive->modified = 1;
   return 1;
@@ -260,7 +260,7 @@ int32_t arch_post(arch_archive* archive, const char* name) {
 int32_t arch_touch(arch_archive* archive, const char* name) {
   if (!name) return 0;
   if (arch_first(archive, name)) return 1;
-  if (!arch_post(archive, name)) { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
+  if (!arch_post(archive, name)) return QUELT_FAILED("");
   return 1;
 }
 
@@ -282,7 +282,7 @@ int32_t arch_crap(arch_archive* archive) {
     } while (sum > 0 && vect_next(v, nullptr, reinterpret_cast<void**>(&e)));
   }
   // A block that cannot shrink stays: the run's payloads are gone, so the run goes too.
-  if (!vect_remove(v, start, count)) { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
+  if (!vect_remove(v, start, count)) return QUELT_FAILED("");
   archive->modified = 1;
   return 1;
 }
@@ -325,7 +325,7 @@ int32_t arch_data(arch_archive* archive, const void* source, int32_t length) {
     if (!block) {
       std::free(e->payload);
       e->payload = nullptr;
-      QUELT_FAIL("malloc"); QUELT_EXIT(); return 0;
+      return QUELT_FAILED("malloc");
     }
     if (source)
       std::memcpy(block, source, bytes);
@@ -363,7 +363,7 @@ int32_t arch_lock(arch_archive* archive, uint8_t** payload, int32_t* size) {
   arch_entry* e = record(archive);
   if (!e) return 0;
   const bool resident = e->offset == 0 && e->size != 0 && e->payload;
-  if (!resident && !arch_fetch(archive, e)) { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
+  if (!resident && !arch_fetch(archive, e)) return QUELT_FAILED("");
   if (payload) *payload = e->payload;
   if (size) *size = e->size;
   return 1;

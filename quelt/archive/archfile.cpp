@@ -39,6 +39,8 @@
 #include <quelt/archive/arch.h>
 
 #include <quelt/archive/arch_p.h>
+#include <quelt/base/bytes_p.h>
+#include <quelt/base/file_p.h>
 #include <quelt/base/trace.h>
 #include <quelt/containers/sz8_p.h>
 
@@ -56,15 +58,7 @@ constexpr size_t kPath = sizeof(arch_archive{}.path) - 1;
 constexpr int32_t kMaxTag = 55;  // the longest tag a reader accepts
 constexpr size_t kTagBlocks = 64;  // more bytes of blocks than a readable tag takes
 
-struct Closer {
-  void operator()(FILE* f) const { std::fclose(f); }
-};
-using File = std::unique_ptr<FILE, Closer>;
-
-uint32_t read_le32(const uint8_t* b) {
-  return static_cast<uint32_t>(b[0]) | static_cast<uint32_t>(b[1]) << 8 |
-         static_cast<uint32_t>(b[2]) << 16 | static_cast<uint32_t>(b[3]) << 24;
-}
+using File = file_ptr;
 
 // The directory is read through a window of the file: the records between payloads come from
 // one buffer, a payload that ends inside it is passed without a system call, a short one beyond
@@ -190,11 +184,6 @@ const char* source_of(const arch_archive* a) {
   return o ? o->path : a->path;
 }
 
-void trace_as(const char* func, int line, const char* what) {
-  trace_fail(__FILE_NAME__, line, func, what);
-  trace_exit(__FILE_NAME__, line, func);
-}
-
 // The work of arch_fetch on an open stream (opened here on first use, so that arch_store reads
 // all payloads through one stream). Traces as arch_fetch. The file's length is checked before
 // the block is allocated; a block already there is refreshed in place, so its address stays
@@ -202,19 +191,19 @@ void trace_as(const char* func, int line, const char* what) {
 int32_t fetch(arch_archive* a, arch_entry* e, File* stream, long* file_length) {
   if (!*stream) {
     stream->reset(std::fopen(source_of(a), "rb"));
-    if (!*stream) return trace_as("arch_fetch", __LINE__, "fopen"), 0;
-    *file_length = std::fseek(stream->get(), 0, SEEK_END) == 0 ? std::ftell(stream->get()) : -1;
+    if (!*stream) return QUELT_FAILED_AS("arch_fetch", "fopen");
+    *file_length = static_cast<long>(file_size(stream->get()));
   }
   const auto n = static_cast<size_t>(e->size);
   if (e->offset < 0 || std::fseek(stream->get(), e->offset, SEEK_SET) != 0)
-    return trace_as("arch_fetch", __LINE__, ""), 0;
+    return QUELT_FAILED_AS("arch_fetch", "");
   if (*file_length < 0 || static_cast<int64_t>(e->offset) + e->size > *file_length)
-    return trace_as("arch_fetch", __LINE__, ""), 0;  // what fread would deliver short
+    return QUELT_FAILED_AS("arch_fetch", "");  // what fread would deliver short
   auto* block = static_cast<uint8_t*>(std::malloc(n));
-  if (!block) return trace_as("arch_fetch", __LINE__, "malloc"), 0;
+  if (!block) return QUELT_FAILED_AS("arch_fetch", "malloc");
   if (std::fread(block, 1, n, stream->get()) != n) {
     std::free(block);
-    return trace_as("arch_fetch", __LINE__, ""), 0;
+    return QUELT_FAILED_AS("arch_fetch", "");
   }
   if (e->payload) {
     std::memcpy(e->payload, block, n);
@@ -242,7 +231,7 @@ int32_t arch_load(arch_archive* archive, const char* path) {
   // Entries whose payloads lie in another file would be fetched from this one.
   if (path && std::strcmp(path, source_of(archive)) != 0 && any_fetchable(v)) return 0;
   File f(!path || strnlen(path, kPath + 1) > kPath ? nullptr : std::fopen(path, "rb"));
-  if (!f) { QUELT_FAIL("fopen"); QUELT_EXIT(); return 0; }
+  if (!f) return QUELT_FAILED("fopen");
   std::strncpy(archive->path, path, kPath);
   arch_forget_origin(archive);  // every fetchable entry is in `path` now
 
@@ -256,25 +245,25 @@ int32_t arch_load(arch_archive* archive, const char* path) {
     const int32_t n = tag_at(window.front(), window.fill(kTagBlocks), &blocks);
     if (n == 0) return 1;  // the end of the directory
     const auto* tag = reinterpret_cast<const char*>(window.front());
-    if (n < 3 || tag[0] != '[' || tag[n - 1] != ']') { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
+    if (n < 3 || tag[0] != '[' || tag[n - 1] != ']') return QUELT_FAILED("");
     arch_entry e{};
     e.kind = tag[n - 2] == ':' ? kHead : tag[n - 2] == '.' ? kEnd : kLeaf;
     std::memcpy(e.name, tag + 1, static_cast<size_t>(n - (e.kind == kLeaf ? 2 : 3)));
     window.take(blocks);
     if (e.kind != kEnd) {
-      if (window.fill(4) < 4) { QUELT_FAIL("fread"); QUELT_EXIT(); return 0; }
-      const uint32_t size = read_le32(window.front());
+      if (window.fill(4) < 4) return QUELT_FAILED("fread");
+      const uint32_t size = le32(window.front());
       window.take(4);
       // A negative size would seek backwards, maybe into a loop; a position past 2^31 - 1 has
       // no `offset`. Both make the file unreadable.
       if (size > static_cast<uint32_t>(kMaxPosition) || window.position() > kMaxPosition) {
-        QUELT_FAIL(""); QUELT_EXIT(); return 0;
+        return QUELT_FAILED("");
       }
       e.size = static_cast<int32_t>(size);
       e.offset = static_cast<int32_t>(window.position());
       window.skip(size);
     }
-    if (!vect_append(v, &e)) { QUELT_FAIL(""); QUELT_EXIT(); return 0; }
+    if (!vect_append(v, &e)) return QUELT_FAILED("");
   }
 }
 
@@ -306,7 +295,7 @@ int32_t arch_store(arch_archive* archive, const char* path) {
     for (e = first_entry(v); e; e = next_entry(v)) {
       if (e->kind == kEnd || e->size <= 0 || e->payload) continue;
       if (!fetchable(e) || !fetch(archive, e, &source, &source_length)) {
-        QUELT_FAIL(""); QUELT_EXIT(); return 0;
+        return QUELT_FAILED("");
       }
     }
   }
@@ -322,7 +311,7 @@ int32_t arch_store(arch_archive* archive, const char* path) {
   std::unique_ptr<Origin, decltype(&std::free)> unused(fresh ? origin : nullptr, &std::free);
 
   FILE* f = std::fopen(target, "wb");
-  if (!f) { QUELT_FAIL("fopen"); QUELT_EXIT(); return 0; }
+  if (!f) return QUELT_FAILED("fopen");
   // A larger buffer gives fewer, larger writes; without one the stream's own does.
   constexpr size_t kBuffer = 1 << 16;
   std::unique_ptr<char, decltype(&std::free)> buffer(static_cast<char*>(std::malloc(kBuffer)), &std::free);
@@ -342,7 +331,7 @@ int32_t arch_store(arch_archive* archive, const char* path) {
     if (!sz8_write_appending(f, tag)) {
       std::fclose(f);
       make_resident(v);
-      QUELT_FAIL(""); QUELT_EXIT(); return 0;
+      return QUELT_FAILED("");
     }
     position += stored_length(e);
     if (e->kind == kEnd) continue;
@@ -352,13 +341,13 @@ int32_t arch_store(arch_archive* archive, const char* path) {
     if (std::fwrite(field, 1, 4, f) != 4 || (size > 0 && std::fwrite(e->payload, 1, size, f) != size)) {
       std::fclose(f);
       make_resident(v);
-      QUELT_FAIL("fwrite"); QUELT_EXIT(); return 0;
+      return QUELT_FAILED("fwrite");
     }
     e->offset = static_cast<int32_t>(position - size);
   }
   if (std::fclose(f) != 0) {
     make_resident(v);
-    QUELT_FAIL("fclose"); QUELT_EXIT(); return 0;
+    return QUELT_FAILED("fclose");
   }
   if (!origin) {
     arch_forget_origin(archive);

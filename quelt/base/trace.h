@@ -43,5 +43,16 @@ inline void trace_exit(const char* file, int line, const char* func) {
    @param what the call that failed, or "". */
 /** @def QUELT_EXIT
    Traces the way out of the function whose body it is in, after a failure. */
+/** @def QUELT_FAILED
+   A failure in one expression, as in `return QUELT_FAILED("malloc");`: traces `what` and the
+   way out of the function whose body it is in, and gives 0, the failure result of most
+   operations. Resources are released by their owners' destructors on the way out. */
+/** @def QUELT_FAILED_AS
+   QUELT_FAILED for a helper that fails on behalf of the exported function named `func`, whose
+   name the trace carries. */
 #define QUELT_FAIL(what) ::quelt::trace_fail(__FILE_NAME__, __LINE__, __func__, (what))
 #define QUELT_EXIT() ::quelt::trace_exit(__FILE_NAME__, __LINE__, __func__)
+#define QUELT_FAILED(what) QUELT_FAILED_AS(__func__, what)
+#define QUELT_FAILED_AS(func, what)                                                               \
+  (::quelt::trace_fail(__FILE_NAME__, __LINE__, (func), (what)),                                 \
+   ::quelt::trace_exit(__FILE_NAME__, __LINE__, (func)), 0)

@@ -46,9 +46,7 @@ int32_t sz8_read_checked(FILE* stream, char* destination, bool* failed) {
   if (!text) {
     std::fseek(stream, start, SEEK_SET);
     *failed = true;
-    trace_fail(__FILE_NAME__, __LINE__, "sz8_read", "malloc");
-    trace_exit(__FILE_NAME__, __LINE__, "sz8_read");
-    return 0;
+    return QUELT_FAILED_AS("sz8_read", "malloc");
   }
   std::memcpy(text, blocks, static_cast<size_t>(length));
   // The last byte of the last block is zero, so the text is terminated inside the buffer.
@@ -67,9 +65,7 @@ int32_t sz8_write_appending(FILE* stream, const char* text) {
   static const char zeros[kBlock] = {};
   const size_t n = std::strlen(text);
   if (std::fwrite(text, 1, n, stream) != n || std::fwrite(zeros, 1, 8 - n % 8, stream) != 8 - n % 8) {
-    trace_fail(__FILE_NAME__, __LINE__, "sz8_write", "fwrite");
-    trace_exit(__FILE_NAME__, __LINE__, "sz8_write");
-    return 0;
+    return QUELT_FAILED_AS("sz8_write", "fwrite");
   }
   return 1;
 }
@@ -86,18 +82,10 @@ int32_t sz8_read(FILE* stream, char* destination) {
 int32_t sz8_write(FILE* stream, const char* text) {
   if (!stream || !text) return 0;
   const size_t n = std::strlen(text);
-  if (std::fwrite(text, 1, n, stream) != n) {
-    QUELT_FAIL("fwrite");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (std::fwrite(text, 1, n, stream) != n) return QUELT_FAILED("fwrite");
   // Skip the padding; the final zero byte extends the file over it.
   std::fseek(stream, static_cast<long>(7 - n % 8), SEEK_CUR);
-  if (std::fputc(0, stream) == EOF) {
-    QUELT_FAIL("fputc");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (std::fputc(0, stream) == EOF) return QUELT_FAILED("fputc");
   return 1;
 }
 

@@ -70,9 +70,7 @@ int32_t resize(vect_vector* v, int64_t n, int64_t gap_at = 0, int64_t gap = 0) {
 // 64-bit size. A failed allocation is traced as vect_size's, as when it is called directly.
 int32_t size_to(vect_vector* v, int64_t n, int64_t gap_at = 0, int64_t gap = 0) {
   if (resize(v, n, gap_at, gap)) return 1;
-  quelt::trace_fail(__FILE_NAME__, __LINE__, "vect_size", "malloc");
-  quelt::trace_exit(__FILE_NAME__, __LINE__, "vect_size");
-  return 0;
+  return QUELT_FAILED_AS("vect_size", "malloc");
 }
 
 // A run of count elements at index that lies inside the vector.
@@ -89,11 +87,7 @@ int32_t vect_create(vect_vector** vector, int32_t unit) {
   auto* v = static_cast<vect_vector*>(std::malloc(sizeof(vect_vector)));
   if (v) std::memset(v, 0, sizeof *v);
   *vector = v;
-  if (!v) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!v) return QUELT_FAILED("");
   v->unit = unit;
   v->step = 32;
   return 1;
@@ -110,21 +104,13 @@ int32_t vect_size(vect_vector* vector, int32_t size) { return size_to(vector, si
 
 int32_t vect_alloc(vect_vector* vector, int32_t count) {
   if (count < 1) return 0;
-  if (!size_to(vector, static_cast<int64_t>(vector->size) + count)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!size_to(vector, static_cast<int64_t>(vector->size) + count)) return QUELT_FAILED("");
   return 1;
 }
 
 int32_t vect_free(vect_vector* vector, int32_t count) {
   if (count < 1) return 0;
-  if (!size_to(vector, static_cast<int64_t>(vector->size) - count)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!size_to(vector, static_cast<int64_t>(vector->size) - count)) return QUELT_FAILED("");
   return 1;
 }
 
@@ -171,11 +157,7 @@ int32_t vect_push(vect_vector* vector, const void* element) {
   bool inside = begin && e >= begin && e < end;
   size_t offset = inside ? static_cast<size_t>(e - begin) : 0;
   int32_t old = vector->size;
-  if (!vect_alloc(vector, 1)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!vect_alloc(vector, 1)) return QUELT_FAILED("");
   const uint8_t* from = inside ? vector->data + offset : e;
   std::memmove(slot(vector, old), from, static_cast<size_t>(vector->unit));
   return 1;
@@ -184,21 +166,13 @@ int32_t vect_push(vect_vector* vector, const void* element) {
 int32_t vect_pop(vect_vector* vector, void* value) {
   if (vector->size < 1) return 0;
   if (value) std::memcpy(value, slot(vector, vector->size - 1), static_cast<size_t>(vector->unit));
-  if (!vect_free(vector, 1)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!vect_free(vector, 1)) return QUELT_FAILED("");
   return 1;
 }
 
 int32_t vect_insert(vect_vector* vector, const void* source, int32_t index, int32_t count) {
   int32_t old = vector->size;
-  if (!vect_alloc(vector, count)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!vect_alloc(vector, count)) return QUELT_FAILED("");
   int64_t last = static_cast<int64_t>(index) + count - 1;
   if (index < 0 || index >= vector->size || last < 0 || last >= vector->size) return 0;
   // Move the tail up by count, last element first: one memmove does the same safely.
@@ -217,11 +191,8 @@ int32_t vect_erase(vect_vector* vector, void* destination, int32_t index, int32_
   // Closing the gap and shrinking are one step, so that a failed shrink duplicates nothing;
   // it fails as vect_free would.
   if (!size_to(vector, static_cast<int64_t>(vector->size) - count, index, count)) {
-    quelt::trace_fail(__FILE_NAME__, __LINE__, "vect_free", "");
-    quelt::trace_exit(__FILE_NAME__, __LINE__, "vect_free");
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
+    QUELT_FAILED_AS("vect_free", "");
+    return QUELT_FAILED("");
   }
   return 1;
 }
@@ -232,11 +203,7 @@ int32_t vect_swap(vect_vector* vector, int32_t a, int32_t b, int32_t count) {
     return 0;
   size_t bytes = static_cast<size_t>(count) * static_cast<size_t>(vector->unit);
   auto* temp = static_cast<uint8_t*>(std::malloc(bytes));
-  if (!temp) {
-    QUELT_FAIL("malloc");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!temp) return QUELT_FAILED("malloc");
   // Three ascending copies; overlapping blocks give what such copies give.
   auto forward = [](uint8_t* to, const uint8_t* from, size_t n) {
     for (size_t i = 0; i < n; ++i) to[i] = from[i];

@@ -1,5 +1,6 @@
 #include <quelt/drawing/frame.h>
 
+#include <quelt/base/bytes_p.h>
 #include <quelt/processing/strip_p.h>
 #include <quelt/surface/blend.h>
 
@@ -11,7 +12,7 @@ namespace {
 // Rectangle edges are worked out in 64 bits and brought back into the 32-bit range. Clamping
 // keeps the order of two edges or makes them equal, so a rectangle never grows by it, and the
 // part that meets a surface is unchanged.
-int32_t clamp32(int64_t v) { return static_cast<int32_t>(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX)); }
+using quelt::clamp32;
 
 void fill(sf_surface* s, int64_t l, int64_t t, int64_t r, int64_t b) {
   const sf_rect rect{clamp32(l), clamp32(t), clamp32(r), clamp32(b)};

@@ -118,11 +118,7 @@ int32_t sf_render_ring(sf_surface* surface, float radius, float thickness) {
   // refuses like any buffer it cannot make.
   const double s = std::trunc(2.0 * static_cast<double>(radius) + 2.0);
   const int32_t size = s >= 0.0 && s <= 2147483647.0 ? static_cast<int32_t>(s) : -1;
-  if (!sf_create(surface, size, size, 1)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!sf_create(surface, size, size, 1)) return QUELT_FAILED("");
   // A thickness of 0 or less puts the hole below every distance: a disc.
   const float inner = thickness > 0.0f ? static_cast<float>(static_cast<double>(radius) - thickness) : -2.0f;
   const double r = radius, in = inner;

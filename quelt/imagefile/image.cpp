@@ -25,19 +25,11 @@ extern "C" {
 
 int32_t sf_image_determinate_format(const char* path, int32_t* format) {
   FILE* file = path ? std::fopen(path, "rb") : nullptr;
-  if (!file) {
-    QUELT_FAIL("fopen");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!file) return QUELT_FAILED("fopen");
   unsigned char head[4];
   const size_t got = std::fread(head, 1, sizeof head, file);
   std::fclose(file);
-  if (got < sizeof head) {
-    QUELT_FAIL("fread");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (got < sizeof head) return QUELT_FAILED("fread");
   // Only the first four bytes count; the rest of the PNG signature is the reader's business.
   int32_t found = SF_IMAGE_UNKNOWN;
   if (head[0] == 'B')
@@ -50,11 +42,7 @@ int32_t sf_image_determinate_format(const char* path, int32_t* format) {
 
 int32_t sf_image_determinate_format_by_extension(const char* path, int32_t* format) {
   const size_t length = path ? std::strlen(path) : 0;
-  if (length <= 3) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (length <= 3) return QUELT_FAILED("");
   // The last four characters, wherever the last dot is: "x.bmp" and "xbmp.png" alike.
   const char* extension = path + length - 4;
   int32_t found = SF_IMAGE_UNKNOWN;
@@ -68,30 +56,18 @@ int32_t sf_image_determinate_format_by_extension(const char* path, int32_t* form
 
 int32_t sf_image_load(sf_surface* surface, const char* path) {
   int32_t format = SF_IMAGE_UNKNOWN;
-  if (!sf_image_determinate_format(path, &format)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!sf_image_determinate_format(path, &format)) return QUELT_FAILED("");
   if (format == SF_IMAGE_BMP) return sf_image_bmp_load(surface, path);
   if (format == SF_IMAGE_PNG) return sf_image_png_read(surface, path);
-  QUELT_FAIL("unknown file format");
-  QUELT_EXIT();
-  return 0;
+  return QUELT_FAILED("unknown file format");
 }
 
 int32_t sf_image_store(sf_surface* surface, const char* path) {
   int32_t format = SF_IMAGE_UNKNOWN;
-  if (!sf_image_determinate_format_by_extension(path, &format)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!sf_image_determinate_format_by_extension(path, &format)) return QUELT_FAILED("");
   if (format == SF_IMAGE_BMP) return sf_image_bmp_store(surface, path);
   if (format == SF_IMAGE_PNG) return sf_image_png_store(surface, path);
-  QUELT_FAIL("unknown file format");
-  QUELT_EXIT();
-  return 0;
+  return QUELT_FAILED("unknown file format");
 }
 
 }  // extern "C"

@@ -5,6 +5,7 @@
 
 #include "image_p.h"
 
+#include <quelt/base/file_p.h>
 #include <quelt/base/trace.h>
 
 #include <png.h>
@@ -29,21 +30,15 @@ constexpr png_alloc_size_t kMaxChunkBytes = 8u << 20;
 // would need more than that from the whole file can't be in it.
 constexpr uint64_t kDeflateBestRatio = 1032;
 
-// Size of an open file in bytes, or -1 when the stream can't tell; the position goes back to
-// the start.
-int64_t file_size(FILE* file) {
-  if (std::fseek(file, 0, SEEK_END) != 0) return -1;
-  const long size = std::ftell(file);
-  std::rewind(file);
-  return size < 0 ? -1 : size;
-}
-
 // The bytes of image data (IDAT chunks) in a file of `size` bytes, from a walk over the chunk
 // headers after the signature; the position goes back to the start. A chunk that runs past the
 // end counts as far as the file goes, and the walk ends there, at IEND, or at a header that
 // can't be read: libpng can never decode more data than this. -1 when the stream can't seek.
 [[gnu::noinline]] int64_t image_data_bytes(FILE* file, int64_t size) {
-  if (size < 0) return -1;
+  if (size < 0) {
+    std::rewind(file);
+    return -1;
+  }
   int64_t at = 8, total = 0;
   unsigned char head[8];
   while (at + 8 <= size && std::fseek(file, static_cast<long>(at), SEEK_SET) == 0 &&
@@ -58,19 +53,26 @@ int64_t file_size(FILE* file) {
   return total;
 }
 
-// Ends a read that failed: the row table, the surface when it was made, both libpng
-// structures and the file.
-void abandon_read(png_structp png, png_infop info, FILE* file, png_bytep* rows, sf_surface* made) {
-  std::free(rows);
-  if (made) sf_release(made);
-  png_destroy_read_struct(&png, info ? &info : nullptr, nullptr);
-  std::fclose(file);
-}
+// What a read or a write holds, released on every way out, the jump from libpng's errors
+// included. The jump target reads these fields, so they are volatile.
+struct png_job {
+  FILE* volatile file = nullptr;
+  png_structp volatile png = nullptr;
+  png_infop volatile info = nullptr;
+  png_bytep* volatile rows = nullptr;
+  sf_surface* volatile made = nullptr;  // the surface that a read made, until the read succeeds
+  bool writing = false;
 
-void abandon_write(png_structp png, png_infop info, png_bytep* rows) {
-  std::free(rows);
-  png_destroy_write_struct(&png, info ? &info : nullptr);
-}
+  ~png_job() {
+    std::free(rows);
+    if (made) sf_release(made);
+    png_structp p = png;
+    png_infop i = info;
+    if (p && writing) png_destroy_write_struct(&p, i ? &i : nullptr);
+    if (p && !writing) png_destroy_read_struct(&p, i ? &i : nullptr, nullptr);
+    if (file) std::fclose(file);
+  }
+};
 
 // A surface whose buffer holds width × height × bytes_per_pixel bytes, at least one of them.
 bool has_pixels(const sf_surface* surface) {
@@ -81,40 +83,26 @@ bool has_pixels(const sf_surface* surface) {
 
 extern "C" {
 
+// GCC takes `path` for a value that libpng's jump might clobber; it is not read after the jump
+// target is set.
+#if defined(__GNUC__) && !defined(__clang__)
+#  pragma GCC diagnostic push
+#  pragma GCC diagnostic ignored "-Wclobbered"
+#endif
 int32_t sf_image_png_read(sf_surface* surface, const char* path) {
-  FILE* volatile const file = path ? std::fopen(path, "rb") : nullptr;
-  if (!file) {
-    QUELT_FAIL("fopen");
-    QUELT_EXIT();
-    return 0;
-  }
-  const int64_t image_data = image_data_bytes(file, file_size(file));
-  png_structp volatile const png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  if (!png) {
-    QUELT_FAIL("png_create_read_struct");
-    std::fclose(file);
-    QUELT_EXIT();
-    return 0;
-  }
-  png_infop volatile const info = png_create_info_struct(png);
-  if (!info) {
-    QUELT_FAIL("png_create_info_struct");
-    abandon_read(png, nullptr, file, nullptr, nullptr);
-    QUELT_EXIT();
-    return 0;
-  }
-
-  // The one jump target of the read. Everything that its failure path reads is volatile: png,
-  // info and file, which don't change from here on, the row table and whether the surface was
-  // made, which do.
-  png_bytep* volatile rows = nullptr;
-  volatile bool made = false;
-  if (setjmp(png_jmpbuf(png))) {
-    QUELT_FAIL("png_jmpbuf");
-    abandon_read(png, info, file, rows, made ? surface : nullptr);
-    QUELT_EXIT();
-    return 0;
-  }
+  png_job job;
+  FILE* const file = path ? std::fopen(path, "rb") : nullptr;
+  job.file = file;
+  if (!file) return QUELT_FAILED("fopen");
+  const int64_t image_data = image_data_bytes(file, quelt::file_size(file));
+  png_structp const png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  job.png = png;
+  if (!png) return QUELT_FAILED("png_create_read_struct");
+  png_infop const info = png_create_info_struct(png);
+  job.info = info;
+  if (!info) return QUELT_FAILED("png_create_info_struct");
+  // The one jump target of the read.
+  if (setjmp(png_jmpbuf(png))) return QUELT_FAILED("png_jmpbuf");
   png_set_user_limits(png, kMaxSide, kMaxSide);
   png_set_chunk_cache_max(png, kMaxChunks);
   png_set_chunk_malloc_max(png, kMaxChunkBytes);
@@ -125,20 +113,11 @@ int32_t sf_image_png_read(sf_surface* surface, const char* path) {
   png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
   png_init_io(png, file);
   png_read_info(png, info);
-  if (png_get_bit_depth(png, info) != 8) {
-    QUELT_FAIL("invalid bit depth");
-    abandon_read(png, info, file, nullptr, nullptr);
-    QUELT_EXIT();
-    return 0;
-  }
+  if (png_get_bit_depth(png, info) != 8) return QUELT_FAILED("invalid bit depth");
   const int type = png_get_color_type(png, info);
   if (type != PNG_COLOR_TYPE_GRAY && type != PNG_COLOR_TYPE_PALETTE && type != PNG_COLOR_TYPE_GRAY_ALPHA &&
-      type != PNG_COLOR_TYPE_RGB && type != PNG_COLOR_TYPE_RGB_ALPHA) {
-    QUELT_FAIL("invalid color type");
-    abandon_read(png, info, file, nullptr, nullptr);
-    QUELT_EXIT();
-    return 0;
-  }
+      type != PNG_COLOR_TYPE_RGB && type != PNG_COLOR_TYPE_RGB_ALPHA)
+    return QUELT_FAILED("invalid color type");
   const png_uint_32 width = png_get_image_width(png, info);
   const png_uint_32 height = png_get_image_height(png, info);
   const int32_t bytes_per_pixel = type == PNG_COLOR_TYPE_RGB || type == PNG_COLOR_TYPE_RGB_ALPHA ? 4 : 1;
@@ -161,32 +140,23 @@ int32_t sf_image_png_read(sf_surface* surface, const char* path) {
   const size_t pixel_bytes = type == PNG_COLOR_TYPE_RGB ? 3 : static_cast<size_t>(bytes_per_pixel);
   if (row_bytes != size_t{width} * pixel_bytes) png_error(png, "unexpected row size");
 
-  if (!sf_create(surface, static_cast<int32_t>(width), static_cast<int32_t>(height), bytes_per_pixel)) {
-    QUELT_FAIL("");
-    abandon_read(png, info, file, nullptr, nullptr);
-    QUELT_EXIT();
-    return 0;
-  }
-  made = true;
-  rows = static_cast<png_bytep*>(std::malloc(size_t{height} * sizeof(png_bytep)));
-  if (!rows) {
-    QUELT_FAIL("malloc");
-    abandon_read(png, info, file, nullptr, surface);
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!sf_create(surface, static_cast<int32_t>(width), static_cast<int32_t>(height), bytes_per_pixel))
+    return QUELT_FAILED("");
+  job.made = surface;
+  png_bytep* const rows = static_cast<png_bytep*>(std::malloc(size_t{height} * sizeof(png_bytep)));
+  job.rows = rows;
+  if (!rows) return QUELT_FAILED("malloc");
   for (size_t y = 0; y < height; ++y) rows[y] = surface->pixels + y * row_bytes;
   png_read_image(png, rows);
-  std::free(rows);
-  rows = nullptr;
   png_read_end(png, info);
-  png_structp done = png;
-  png_infop done_info = info;
-  png_destroy_read_struct(&done, &done_info, nullptr);
-  std::fclose(file);
+  job.made = nullptr;  // the surface is the caller's now
   if (type == PNG_COLOR_TYPE_RGB) sf_image_png_expand_2432(surface, 255);
   return 1;
 }
+
+#if defined(__GNUC__) && !defined(__clang__)
+#  pragma GCC diagnostic pop
+#endif
 
 int32_t sf_image_png_load(sf_surface* surface, const char* path) { return sf_image_png_read(surface, path); }
 
@@ -195,35 +165,18 @@ int32_t sf_image_png_store_stream(sf_surface* surface, FILE* stream) {
     QUELT_EXIT();
     return 0;
   }
-  png_structp volatile const png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  if (!png) {
-    QUELT_FAIL("png_create_write_struct");
-    QUELT_EXIT();
-    return 0;
-  }
-  png_infop volatile const info = png_create_info_struct(png);
-  if (!info) {
-    QUELT_FAIL("png_create_info_struct");
-    abandon_write(png, nullptr, nullptr);
-    QUELT_EXIT();
-    return 0;
-  }
-  // Everything that the failure paths read is volatile: the two structures and the row table.
-  png_bytep* volatile rows = nullptr;
-  if (setjmp(png_jmpbuf(png))) {
-    QUELT_FAIL("");
-    abandon_write(png, info, rows);
-    QUELT_EXIT();
-    return 0;
-  }
+  png_job job;
+  job.writing = true;
+  png_structp const png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  job.png = png;
+  if (!png) return QUELT_FAILED("png_create_write_struct");
+  png_infop const info = png_create_info_struct(png);
+  job.info = info;
+  if (!info) return QUELT_FAILED("png_create_info_struct");
+  if (setjmp(png_jmpbuf(png))) return QUELT_FAILED("");
   png_init_io(png, stream);
 
-  if (setjmp(png_jmpbuf(png))) {
-    QUELT_FAIL("setjmp");
-    abandon_write(png, info, rows);
-    QUELT_EXIT();
-    return 0;
-  }
+  if (setjmp(png_jmpbuf(png))) return QUELT_FAILED("setjmp");
   const int type = surface->bytes_per_pixel == 4   ? PNG_COLOR_TYPE_RGB_ALPHA
                    : surface->bytes_per_pixel == 3 ? PNG_COLOR_TYPE_RGB
                                                    : PNG_COLOR_TYPE_GRAY;
@@ -231,45 +184,22 @@ int32_t sf_image_png_store_stream(sf_surface* surface, FILE* stream) {
                type, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_write_info(png, info);
 
-  if (setjmp(png_jmpbuf(png))) {
-    QUELT_FAIL("setjmp");
-    abandon_write(png, info, rows);
-    QUELT_EXIT();
-    return 0;
-  }
+  if (setjmp(png_jmpbuf(png))) return QUELT_FAILED("setjmp");
   // Surface pixels are B, G, R (, A) in memory; for grey files the call changes nothing.
   png_set_bgr(png);
-  rows = static_cast<png_bytep*>(std::malloc(static_cast<size_t>(surface->height) * sizeof(png_bytep)));
-  if (!rows) {
-    QUELT_FAIL("malloc");
-    abandon_write(png, info, nullptr);
-    QUELT_EXIT();
-    return 0;
-  }
+  png_bytep* const rows = static_cast<png_bytep*>(std::malloc(static_cast<size_t>(surface->height) * sizeof(png_bytep)));
+  job.rows = rows;
+  if (!rows) return QUELT_FAILED("malloc");
   // Rows of a grey file from a surface of another pixel size are its first width × height
   // bytes: never more than the buffer holds.
   const size_t row_bytes = png_get_rowbytes(png, info);
   for (size_t y = 0; y < static_cast<size_t>(surface->height); ++y) rows[y] = surface->pixels + y * row_bytes;
   png_write_image(png, rows);
-  std::free(rows);
-  rows = nullptr;
 
-  if (setjmp(png_jmpbuf(png))) {
-    QUELT_FAIL("setjmp");
-    abandon_write(png, info, nullptr);
-    QUELT_EXIT();
-    return 0;
-  }
+  if (setjmp(png_jmpbuf(png))) return QUELT_FAILED("setjmp");
   png_write_end(png, nullptr);
-  png_structp done = png;
-  png_infop done_info = info;
-  png_destroy_write_struct(&done, &done_info);
   // What stdio still holds must reach the file: a full disk shows only here for a small image.
-  if (std::fflush(stream) != 0) {
-    QUELT_FAIL("fflush");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (std::fflush(stream) != 0) return QUELT_FAILED("fflush");
   return 1;
 }
 
@@ -280,18 +210,10 @@ int32_t sf_image_png_store(sf_surface* surface, const char* path) {
     return 0;
   }
   FILE* file = path ? std::fopen(path, "wb") : nullptr;
-  if (!file) {
-    QUELT_FAIL("fopen");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!file) return QUELT_FAILED("fopen");
   // A failure of the stream writer has been traced there; what was written stays in the file.
   const int32_t stored = sf_image_png_store_stream(surface, file);
-  if (std::fclose(file) != 0 && stored) {
-    QUELT_FAIL("fclose");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (std::fclose(file) != 0 && stored) return QUELT_FAILED("fclose");
   return stored;
 }
 

@@ -26,11 +26,7 @@ int32_t sf_kernel_gaussian(sf_surface* kernel, int32_t size) {
   const int32_t n = n64 > std::numeric_limits<int32_t>::max() ? std::numeric_limits<int32_t>::max()
                                                               : static_cast<int32_t>(n64);
   sf_surface k;
-  if (!sf_create(&k, n, square ? n : 1, 4)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!sf_create(&k, n, square ? n : 1, 4)) return QUELT_FAILED("");
   *kernel = k;
   // √n and the argument of exp are doubles; the rest is wide, rounded to float where stored.
   const double root = std::sqrt(static_cast<double>(n));
@@ -65,11 +61,7 @@ int32_t sf_kernel(sf_surface* surface, const float* weights, int32_t width, int3
       (surface->width > 0 && surface->height > 0 && surface->bytes_per_pixel > 0 && !surface->pixels))
     return 0;
   sf_surface copy;
-  if (!sf_duplicate(&copy, surface)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!sf_duplicate(&copy, surface)) return QUELT_FAILED("");
   if (copy.pixels) {
     quelt::kernel::job j{copy.pixels, surface->pixels, copy.width, copy.height, copy.bytes_per_pixel, weights,
           has_weights ? width : 0, has_weights ? height : 0, -(width / 2), -(height / 2), 0.0};

@@ -83,11 +83,7 @@ int32_t sf_grayscale(sf_surface* surface, int32_t mode) {
   // The record is replaced whole: a pushed clip would lose its stack.
   if (surface->clip_stack) return 0;
   sf_surface grey;
-  if (!sf_create(&grey, surface->width, surface->height, 1)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!sf_create(&grey, surface->width, surface->height, 1)) return QUELT_FAILED("");
   for (size_t i = 0; i < n; ++i, p += 4) grey.pixels[i] = static_cast<uint8_t>((p[0] + p[1] + p[2]) / 3);
   sf_release(surface);
   *surface = grey;

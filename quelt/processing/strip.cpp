@@ -16,11 +16,7 @@ int32_t sf_strip(sf_surface* surface) {
   if (!surface->strip) {
     // One byte more than needed, so that an empty surface still gets a block.
     surface->strip = static_cast<uint8_t*>(std::malloc(count + 1));
-    if (!surface->strip) {
-      QUELT_FAIL("malloc");
-      QUELT_EXIT();
-      return 0;
-    }
+    if (!surface->strip) return QUELT_FAILED("malloc");
   }
   if (count == 0) return 1;
   quelt::level_active().strip(surface);

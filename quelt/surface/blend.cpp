@@ -1,5 +1,6 @@
 #include <quelt/surface/blend.h>
 
+#include <quelt/base/bytes_p.h>
 #include <quelt/surface/blend_p.h>
 
 #include <algorithm>
@@ -38,10 +39,7 @@ const blend_ops& kernels_for(const sf_surface* dst, const sf_rect& dr, size_t ds
   return quelt::level_active().blend;
 }
 
-// A position brought into the 32-bit range.
-int32_t to_position(int64_t v) {
-  return static_cast<int32_t>(std::clamp<int64_t>(v, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
-}
+using quelt::clamp32;
 
 // The colour kernels read and write pixels of the sizes in their names: a surface of another
 // size is left alone rather than read or written past its rows.
@@ -89,7 +87,7 @@ int32_t sf_blend(sf_surface* dst, sf_surface* src, const sf_rect* src_rect, int3
   // The anchors shift by a share of the rectangle as passed, then are spent.
   const quelt::blend::anchor_shift a = quelt::blend::take_anchors(
       dst, static_cast<double>(rect->right) - rect->left, static_cast<double>(rect->bottom) - rect->top);
-  const int32_t xa = to_position(int64_t{x} - a.x), ya = to_position(int64_t{y} - a.y);
+  const int32_t xa = clamp32(int64_t{x} - a.x), ya = clamp32(int64_t{y} - a.y);
 
   sf_clip_result result;
   if (!sf_clip(&result, &full_dst, clip, &full_src, rect, xa, ya)) return 0;

@@ -26,9 +26,7 @@ int32_t make(sf_surface* surface, int32_t width, int32_t height, int32_t bytes_p
     // about to be overwritten needs no clearing at all.
     void* pixels = refused ? nullptr : cleared ? std::calloc(bytes, 1) : std::malloc(bytes);
     if (!pixels) {
-      quelt::trace_fail(__FILE_NAME__, __LINE__, "sf_create", "malloc");
-      quelt::trace_exit(__FILE_NAME__, __LINE__, "sf_create");
-      return 0;
+      return QUELT_FAILED_AS("sf_create", "malloc");
     }
     surface->pixels = static_cast<uint8_t*>(pixels);
   }

@@ -93,11 +93,7 @@ int32_t sf_duplicate(sf_surface* dst, const sf_surface* src) {
     std::memset(dst, 0, sizeof *dst);
     return 0;
   }
-  if (!sf_create(dst, from.width, from.height, from.bytes_per_pixel)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!sf_create(dst, from.width, from.height, from.bytes_per_pixel)) return QUELT_FAILED("");
   // sf_create made a buffer only for three positive sides whose product fits 31 bits.
   if (dst->pixels)
     std::memcpy(dst->pixels, from.pixels,
@@ -112,9 +108,7 @@ int32_t sf_enlarge(sf_surface* surface, int32_t left, int32_t top, int32_t right
   sf_surface grown;
   if (!sf_create(&grown, side(int64_t{surface->width} + left + right), side(int64_t{surface->height} + top + bottom),
                  surface->bytes_per_pixel)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
+    return QUELT_FAILED("");
   }
   // The old surface lands at (left, top) as a copy through its skip table; clipping against the
   // new bounds does the cropping.
@@ -156,11 +150,7 @@ int32_t sf_convert(sf_surface* dst, const sf_surface* src, int32_t bytes_per_pix
     std::memset(dst, 0, sizeof *dst);
     return 0;
   }
-  if (!sf_create(dst, from.width, from.height, bytes_per_pixel)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!sf_create(dst, from.width, from.height, bytes_per_pixel)) return QUELT_FAILED("");
   if (!convert || !dst->pixels || !from.pixels || from.bytes_per_pixel <= 0) return 1;
   const size_t dbpp = static_cast<size_t>(bytes_per_pixel), sbpp = static_cast<size_t>(from.bytes_per_pixel);
   const size_t count = static_cast<size_t>(from.width) * static_cast<size_t>(from.height);

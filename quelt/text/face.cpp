@@ -10,6 +10,7 @@
 //   that is not a number counts as 0.
 #include <quelt/text/face.h>
 
+#include <quelt/base/bytes_p.h>
 #include <quelt/base/trace.h>
 #include <quelt/platform/resolution_p.h>
 #include <quelt/processing/strip.h>
@@ -27,6 +28,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <limits>
 
 extern "C" {
@@ -43,18 +45,15 @@ constexpr uint16_t question_mark = 0x3F;
 constexpr int fallback_dpi = 96;
 
 // Running sums (widths, pens) are kept in 64 bits and held inside ±2^62, so that no sum of
-// 32-bit steps can overflow; results leave through saturate().
+// 32-bit steps can overflow; results leave through clamp32().
 constexpr int64_t sum_limit = int64_t{1} << 62;
 
 inline int64_t bounded(int64_t v) { return std::clamp(v, -sum_limit, sum_limit); }
 
-inline int32_t saturate(int64_t v) {
-  return static_cast<int32_t>(
-      std::clamp<int64_t>(v, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
-}
+using quelt::clamp32;
 
 // FreeType's 26.6 values become whole pixels by a division that truncates towards zero.
-inline int32_t pixels_of(FT_Pos v) { return saturate(static_cast<int64_t>(v / 64)); }
+inline int32_t pixels_of(FT_Pos v) { return clamp32(static_cast<int64_t>(v / 64)); }
 
 // Units up to the zero unit, at most INT32_MAX of them.
 int32_t units(const uint16_t* text) {
@@ -262,7 +261,7 @@ int32_t measure(sf_face* face, const uint16_t* text, int32_t length, walk_record
     }
     if (record && hits) record->count = std::min(length, walk_record::capacity);
   }
-  return saturate(total - spacing);
+  return clamp32(total - spacing);
 }
 
 // The target of a string's glyphs, settled once per string: where glyphs may land (its clip
@@ -373,23 +372,16 @@ FT_Error open_face(const char* path, FT_Face* ft) {
 extern "C" {
 
 int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
-  *face = static_cast<sf_face*>(std::malloc(sizeof(face_block)));
-  if (!*face) {
-    QUELT_FAIL("malloc");
-    QUELT_EXIT();
-    return 0;
-  }
-  std::memset(*face, 0, sizeof(face_block));
+  *face = nullptr;
+  // The block and the FreeType face are the caller's only when everything has worked.
+  std::unique_ptr<sf_face, decltype(&std::free)> block(static_cast<sf_face*>(std::malloc(sizeof(face_block))),
+                                                       &std::free);
+  if (!block) return QUELT_FAILED("malloc");
+  std::memset(block.get(), 0, sizeof(face_block));
 
   if (!freetype_initialized) {
     FT_Library library = nullptr;
-    if (FT_Init_FreeType(&library) != 0) {
-      QUELT_FAIL("FT_Init_FreeType");
-      std::free(*face);
-      *face = nullptr;
-      QUELT_EXIT();
-      return 0;
-    }
+    if (FT_Init_FreeType(&library) != 0) return QUELT_FAILED("FT_Init_FreeType");
     // Sub-pixel glyphs are filtered by the library itself: FreeType is to deliver the raw
     // coverage, three bytes per pixel and no margin.
     FT_Library_SetLcdFilter(library, FT_LCD_FILTER_NONE);
@@ -397,14 +389,10 @@ int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
     freetype_initialized = 1;
   }
 
-  FT_Face ft = nullptr;
-  if (open_face(path, &ft) != 0) {
-    QUELT_FAIL("FT_New_Face");
-    std::free(*face);
-    *face = nullptr;
-    QUELT_EXIT();
-    return 0;
-  }
+  FT_Face opened = nullptr;
+  if (open_face(path, &opened) != 0) return QUELT_FAILED("FT_New_Face");
+  std::unique_ptr<FT_FaceRec, decltype(&FT_Done_Face)> owned(opened, &FT_Done_Face);
+  const FT_Face ft = opened;
 
   // A font of strikes only: list them, and use the strike of the size asked for, else the
   // first one. The strike is chosen by its listed size rather than through the display's
@@ -427,14 +415,7 @@ int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
     }
     std::printf(".\n");
     std::fflush(stdout);
-    if (FT_Select_Size(ft, strike < 0 ? 0 : strike) != 0) {
-      QUELT_FAIL("FT_Select_Size");
-      FT_Done_Face(ft);
-      std::free(*face);
-      *face = nullptr;
-      QUELT_EXIT();
-      return 0;
-    }
+    if (FT_Select_Size(ft, strike < 0 ? 0 : strike) != 0) return QUELT_FAILED("FT_Select_Size");
   } else {
     const quelt::platform::Resolution resolution = quelt::platform::display_resolution();
     int dpi_x = resolution.x;
@@ -443,21 +424,16 @@ int32_t sf_face_create(sf_face** face, const char* path, int32_t size) {
     if (dpi_y <= 0) dpi_y = fallback_dpi;
 
     const FT_F26Dot6 char_size = static_cast<FT_F26Dot6>(size) * 64;
-    if (FT_Set_Char_Size(ft, char_size, char_size, static_cast<FT_UInt>(dpi_x), static_cast<FT_UInt>(dpi_y)) != 0) {
-      QUELT_FAIL("FT_Set_Char_Size");
-      FT_Done_Face(ft);
-      std::free(*face);
-      *face = nullptr;
-      QUELT_EXIT();
-      return 0;
-    }
+    if (FT_Set_Char_Size(ft, char_size, char_size, static_cast<FT_UInt>(dpi_x), static_cast<FT_UInt>(dpi_y)) != 0)
+      return QUELT_FAILED("FT_Set_Char_Size");
   }
 
   FT_Matrix identity{0x10000, 0, 0, 0x10000};
   FT_Vector origin{0, 0};
   FT_Set_Transform(ft, &identity, &origin);
 
-  (*face)->ft_face = ft;
+  block->ft_face = owned.release();
+  *face = block.release();
   return 1;
 }
 
@@ -486,11 +462,7 @@ int32_t sf_face_check(sf_face* face, uint32_t code) {
 
   sf_glyph* g = static_cast<sf_glyph*>(std::malloc(sizeof(sf_glyph)));
   face->glyphs[code] = g;
-  if (!g) {
-    QUELT_FAIL("malloc");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!g) return QUELT_FAILED("malloc");
   std::memset(g, 0, sizeof *g);
 
   // The glyph is loaded, then rendered: on the way FreeType works out the size of the bitmap,
@@ -508,10 +480,8 @@ int32_t sf_face_check(sf_face* face, uint32_t code) {
     loaded = FT_Render_Glyph(slot, static_cast<FT_Render_Mode>(FT_LOAD_TARGET_MODE(flags))) == 0;
   }
   if (!loaded) {
-    QUELT_FAIL("FT_Load_Char");
     drop(face, code);
-    QUELT_EXIT();
-    return 0;
+    return QUELT_FAILED("FT_Load_Char");
   }
   if (too_large(ft, bitmap)) {
     drop(face, code);
@@ -519,24 +489,20 @@ int32_t sf_face_check(sf_face* face, uint32_t code) {
   }
   const int bpp = bytes_per_pixel(bitmap.pixel_mode);
   if (bpp == 0 || !bitmap_usable(bitmap)) {
-    QUELT_FAIL("unsupported pixel mode");
     drop(face, code);
-    QUELT_EXIT();
-    return 0;
+    return QUELT_FAILED("unsupported pixel mode");
   }
 
   const int32_t width = static_cast<int32_t>(bitmap.width) / bpp + (bitmap.pixel_mode == FT_PIXEL_MODE_LCD ? 1 : 0);
   if (!sf_create(&g->surface, width, static_cast<int32_t>(bitmap.rows), bpp)) {
-    QUELT_FAIL("");
     drop(face, code);
-    QUELT_EXIT();
-    return 0;
+    return QUELT_FAILED("");
   }
 
   // The baseline lies (height + descender) / 64 rows below the top of the line.
   const FT_Size_Metrics& metrics = ft->size->metrics;
   g->offset_x = slot->bitmap_left;
-  g->offset_y = saturate(static_cast<int64_t>((metrics.height + metrics.descender) / 64) - slot->bitmap_top);
+  g->offset_y = clamp32(static_cast<int64_t>((metrics.height + metrics.descender) / 64) - slot->bitmap_top);
   g->advance_x = pixels_of(slot->advance.x);
   g->advance_y = pixels_of(slot->advance.y);
 
@@ -591,7 +557,7 @@ void sf_face_string(sf_face* face, sf_surface* surface, const uint16_t* text, in
     }
     if (g) {
       pen_x += k;
-      target.draw(g, saturate(pen_x + g->offset_x), saturate(pen_y + g->offset_y));
+      target.draw(g, clamp32(pen_x + g->offset_x), clamp32(pen_y + g->offset_y));
       pen_x = bounded(pen_x + g->advance_x + spacing);
       if (pen_x >= surface->width) break;
       pen_y = bounded(pen_y - g->advance_y);
@@ -612,8 +578,8 @@ int32_t sf_face_glyph(sf_face* face, sf_surface* surface, uint32_t code, int32_t
   const sf_glyph* g = face->glyphs[resolved];
   const int32_t width = sf_face_width_glyph(face, resolved);
   const quelt::blend::anchor_shift a = quelt::blend::take_anchors(surface, width, sf_face_height(face));
-  return sf_blend(surface, const_cast<sf_surface*>(&g->surface), nullptr, saturate(x - a.x + g->offset_x),
-                  saturate(y - a.y + g->offset_y), nullptr);
+  return sf_blend(surface, const_cast<sf_surface*>(&g->surface), nullptr, clamp32(x - a.x + g->offset_x),
+                  clamp32(y - a.y + g->offset_y), nullptr);
 }
 
 }  // extern "C"

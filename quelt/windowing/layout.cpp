@@ -9,17 +9,9 @@ extern "C" {
 
 int32_t ctl_layout_create(ctl_layout_rec** layout) {
   *layout = static_cast<ctl_layout_rec*>(std::malloc(sizeof(ctl_layout_rec)));
-  if (!*layout) {
-    QUELT_FAIL("malloc");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!*layout) return QUELT_FAILED("malloc");
   std::memset(*layout, 0, sizeof **layout);
-  if (!arch_create(&(*layout)->archive)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!arch_create(&(*layout)->archive)) return QUELT_FAILED("");
   return 1;
 }
 

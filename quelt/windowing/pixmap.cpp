@@ -10,11 +10,7 @@ extern "C" {
 int32_t ctl_pixmap_create(ctl_pixmap_rec* pixmap, int32_t width, int32_t height) {
   std::memset(pixmap, 0, sizeof *pixmap);
   pixmap->dc = CreateCompatibleDC(nullptr);
-  if (!pixmap->dc) {
-    QUELT_FAIL("CreateCompatibleDC");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!pixmap->dc) return QUELT_FAILED("CreateCompatibleDC");
   // A top-down 32-bit bitmap: row 0 on top and rows of width × 4 bytes, as a surface has them.
   BITMAPINFO info;
   std::memset(&info, 0, sizeof info);
@@ -32,10 +28,8 @@ int32_t ctl_pixmap_create(ctl_pixmap_rec* pixmap, int32_t width, int32_t height)
   HBITMAP bitmap = CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
   pixmap->surface.pixels = static_cast<uint8_t*>(bits);
   if (!bitmap) {
-    QUELT_FAIL("CreateDIBSection");
     DeleteDC(pixmap->dc);
-    QUELT_EXIT();
-    return 0;
+    return QUELT_FAILED("CreateDIBSection");
   }
   SelectObject(pixmap->dc, bitmap);
   return 1;

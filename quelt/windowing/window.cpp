@@ -37,12 +37,17 @@ const uint16_t ctl_window_class[17] = {'c', 't', 'l', '_', 'w', 'i', 'n', 'd', '
 int32_t ctl_window_create(ctl_window_rec** window) {
   auto* record = static_cast<ctl_window_rec*>(std::malloc(sizeof(ctl_window_rec)));
   *window = record;
-  if (!record) {
-    QUELT_FAIL("mallco");
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!record) return QUELT_FAILED("mallco");
   std::memset(record, 0, sizeof *record);
+  // Until the window works, every way out frees the record and leaves *window null.
+  struct Undo {
+    ctl_window_rec** window;
+    ~Undo() {
+      if (!window) return;
+      std::free(*window);
+      *window = nullptr;
+    }
+  } undo{window};
   if (already == 0) {
     WNDCLASSW wc;
     std::memset(&wc, 0, sizeof wc);
@@ -55,45 +60,28 @@ int32_t ctl_window_create(ctl_window_rec** window) {
     wc.lpszClassName = wide(ctl_window_class);
     already = RegisterClassW(&wc);
     if (already == 0) {
-      QUELT_FAIL("RegisterClass");
       if (wc.hbrBackground) DeleteObject(wc.hbrBackground);
-      std::free(record);
-      *window = nullptr;
-      QUELT_EXIT();
-      return 0;
+      return QUELT_FAILED("RegisterClass");
     }
   }
   record->hwnd = CreateWindowExW(0, wide(ctl_window_class), nullptr, WS_OVERLAPPEDWINDOW, 0, 0, 0,
                                  0, nullptr, nullptr, nullptr, nullptr);
-  if (!record->hwnd) {
-    QUELT_FAIL("CreateWindowEx");
-    std::free(record);
-    *window = nullptr;
-    QUELT_EXIT();
-    return 0;
-  }
+  if (!record->hwnd) return QUELT_FAILED("CreateWindowEx");
   SetWindowLongPtrW(record->hwnd, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(record));
   if (!ctl_layout_create(&record->layout)) {
-    QUELT_FAIL("");
     DestroyWindow(record->hwnd);
     // A layout block whose archive failed is released too, so nothing is left behind.
     if (record->layout) ctl_layout_release(&record->layout);
-    std::free(record);
-    *window = nullptr;
-    QUELT_EXIT();
-    return 0;
+    return QUELT_FAILED("");
   }
+  undo.window = nullptr;
   return 1;
 }
 
 sf_surface* ctl_window(ctl_window_rec** window, const uint16_t* caption, int32_t width,
                        int32_t height) {
   ctl_window_rec* record = nullptr;
-  if (!ctl_window_create(&record)) {
-    QUELT_FAIL("");
-    QUELT_EXIT();
-    return nullptr;
-  }
+  if (!ctl_window_create(&record)) return QUELT_FAILED(""), nullptr;
   *window = record;
   ctl_window_caption(record, caption);
   ctl_window_move(record, width, height);  // its size messages make the pixmap
