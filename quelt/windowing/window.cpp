@@ -220,44 +220,37 @@ LRESULT QUELT_WNDPROC_CALL ctl_window_proc(HWND hwnd, UINT message, WPARAM wpara
   if (ctl_message_proc onmessage = record->onmessage) onmessage(record, message, wparam, lparam);
 
   if (ctl_mouse_proc onmouse = record->onmouse) {
-    auto mouse_down = [&] {
-      record->press_x = x;
-      record->press_y = y;
-      SetCapture(hwnd);
+    // The three buttons' messages come in threes (down, up, double click) from WM_LBUTTONDOWN:
+    // left, right, middle.
+    struct Button {
+      int32_t code;
+      int8_t ctl_window_rec::*held;
     };
-    auto mouse_up = [] { ReleaseCapture(); };
+    static constexpr Button buttons[] = {{CTL_LEFT, &ctl_window_rec::left_down},
+                                         {CTL_RIGHT, &ctl_window_rec::right_down},
+                                         {CTL_MIDDLE, &ctl_window_rec::middle_down}};
     switch (message) {
       case WM_MOUSEMOVE: onmouse(record, CTL_MOVE, 0, x, y); break;
       case WM_LBUTTONDOWN:
-        mouse_down();
-        record->left_down = 1;
-        onmouse(record, CTL_DOWN, CTL_LEFT, x, y);
-        break;
-      case WM_LBUTTONUP:
-        mouse_up();
-        record->left_down = 0;
-        onmouse(record, CTL_UP, CTL_LEFT, x, y);
-        break;
       case WM_RBUTTONDOWN:
-        mouse_down();
-        record->right_down = 1;
-        onmouse(record, CTL_DOWN, CTL_RIGHT, x, y);
+      case WM_MBUTTONDOWN: {
+        const Button& b = buttons[(message - WM_LBUTTONDOWN) / 3];
+        record->press_x = x;
+        record->press_y = y;
+        SetCapture(hwnd);
+        record->*b.held = 1;
+        onmouse(record, CTL_DOWN, b.code, x, y);
         break;
+      }
+      case WM_LBUTTONUP:
       case WM_RBUTTONUP:
-        mouse_up();
-        record->right_down = 0;
-        onmouse(record, CTL_UP, CTL_RIGHT, x, y);
+      case WM_MBUTTONUP: {
+        const Button& b = buttons[(message - WM_LBUTTONUP) / 3];
+        ReleaseCapture();
+        record->*b.held = 0;
+        onmouse(record, CTL_UP, b.code, x, y);
         break;
-      case WM_MBUTTONDOWN:
-        mouse_down();
-        record->middle_down = 1;
-        onmouse(record, CTL_DOWN, CTL_MIDDLE, x, y);
-        break;
-      case WM_MBUTTONUP:
-        mouse_up();
-        record->middle_down = 0;
-        onmouse(record, CTL_UP, CTL_MIDDLE, x, y);
-        break;
+      }
       case WM_MOUSEWHEEL:
         record->wheel = static_cast<int32_t>(static_cast<uint32_t>(wparam)) >> 16;
         onmouse(record, CTL_WHEEL, 0, x, y);
