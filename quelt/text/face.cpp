@@ -11,6 +11,7 @@
 #include <quelt/text/face.h>
 
 #include <quelt/base/bytes_p.h>
+#include <quelt/base/cpu_p.h>
 #include <quelt/base/trace.h>
 #include <quelt/platform/resolution_p.h>
 #include <quelt/processing/strip.h>
@@ -273,22 +274,32 @@ struct glyph_target {
   sf_surface* surface;
   sf_rect box{0, 0, 0, 0};
   bool drawable;
+  uintptr_t begin = 0, end = 0;  // the target's pixel buffer
+  const quelt::blend_ops& kernels = quelt::level_active().blend;
 
   explicit glyph_target(sf_surface* s) : surface(s) {
     const sf_rect full{0, 0, s->width, s->height};
     box = s->clip ? *s->clip : full;
     drawable = s->pixels && s->bytes_per_pixel == 4 && sf_rect_clip(&full, &box);
+    if (drawable) {
+      begin = reinterpret_cast<uintptr_t>(s->pixels);
+      end = begin + static_cast<size_t>(s->width) * static_cast<size_t>(s->height) * 4;
+    }
   }
 
+  // A glyph wholly inside the clip, whose pixels are not the target's own, goes straight to the
+  // best level's kernel: nothing is left for sf_blend to clip or to check.
   void draw(const sf_glyph* g, int32_t x, int32_t y) const {
     if (!drawable) return;
     sf_surface* src = const_cast<sf_surface*>(&g->surface);
     const int32_t w = src->width, h = src->height;
-    const sf_blend_kernel kernel =
-        src->bytes_per_pixel == 1 ? sf_blend_4b1b : src->bytes_per_pixel == 3 ? sf_blend_4b3b : nullptr;
-    if (kernel && src->pixels && w > 0 && h > 0 && x >= box.left && y >= box.top &&
-        int64_t{x} + w <= box.right && int64_t{y} + h <= box.bottom) {
-      kernel(surface, sf_rect{x, y, x + w, y + h}, src, sf_rect{0, 0, w, h});
+    const int32_t bpp = src->bytes_per_pixel;
+    const uintptr_t s = reinterpret_cast<uintptr_t>(src->pixels);
+    const size_t bytes = static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(bpp);
+    if ((bpp == 1 || bpp == 3) && s && w > 0 && h > 0 && (s + bytes <= begin || end <= s) && x >= box.left &&
+        y >= box.top && int64_t{x} + w <= box.right && int64_t{y} + h <= box.bottom) {
+      (bpp == 1 ? kernels.blend_4b1b : kernels.blend_4b3b)(surface, sf_rect{x, y, x + w, y + h}, src,
+                                                            sf_rect{0, 0, w, h});
       return;
     }
     sf_blend(surface, src, nullptr, x, y, nullptr);
