@@ -1,6 +1,5 @@
 # The platform layer is internal to the library: this suite builds its sources in, to call
 # the Win32 subset directly.
-# X11 only: on Windows the suite builds as a placeholder that skips.
 if(NOT WIN32)
   file(GLOB QUELT_PLATFORM_TEST_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/quelt/platform/x11/*.cpp)
   target_sources(platform_test PRIVATE ${QUELT_PLATFORM_TEST_SOURCES})

@@ -3,12 +3,6 @@
 // to the mouse, the keyboard and the close button.
 #include <gtest/gtest.h>
 
-#if !defined(QUELT_SHOWCASE)
-TEST(Showcase, NotBuilt) {
-  GTEST_SKIP() << "on X11 with QUELT_EXAMPLES; the Windows build is run under Wine by the X11 suite";
-}
-#else
-
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
@@ -619,5 +613,3 @@ TEST_F(ShowcaseOnWindows, SameLayeredWindow) {
 }
 
 }  // namespace
-
-#endif

@@ -12,6 +12,7 @@
 #include <windows.h>
 #else
 #include <dlfcn.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -561,10 +562,9 @@ TEST(Display, ScreenResolutionScalesThePointSize) {
 // The resolution of a display that sets Xft.dpi, read without leaving a connection open.
 TEST(Display, XftDpiScalesThePointSize) {
   if (access("/usr/bin/Xvfb", X_OK) != 0 || access("/usr/bin/xrdb", X_OK) != 0) GTEST_SKIP() << "no Xvfb or xrdb";
-  int n = 150;
-  auto exists = [](const std::string& p) { return access(p.c_str(), F_OK) == 0; };
-  while (n < 200 && (exists("/tmp/.X11-unix/X" + std::to_string(n)) || exists("/tmp/.X" + std::to_string(n) + "-lock"))) ++n;
-  const std::string display = ":" + std::to_string(n);
+  // The server picks a free display number itself and writes it to the pipe once it listens.
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
   struct Server {
     pid_t pid;
     ~Server() {
@@ -574,10 +574,18 @@ TEST(Display, XftDpiScalesThePointSize) {
   } server{fork()};
   if (server.pid == 0) {
     freopen("/dev/null", "w", stderr);
-    execl("/usr/bin/Xvfb", "Xvfb", display.c_str(), "-noreset", "-nolisten", "tcp", static_cast<char*>(nullptr));
+    close(ready[0]);
+    const std::string fd = std::to_string(ready[1]);
+    execl("/usr/bin/Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-noreset", "-nolisten", "tcp", static_cast<char*>(nullptr));
     _exit(127);
   }
-  for (int i = 0; i < 200 && !exists("/tmp/.X11-unix/X" + std::to_string(n)); ++i) usleep(25000);
+  close(ready[1]);
+  std::string number;
+  pollfd p{ready[0], POLLIN, 0};
+  for (char c = 0; c != '\n' && poll(&p, 1, 10000) == 1 && read(ready[0], &c, 1) == 1;) number += c;
+  close(ready[0]);
+  ASSERT_TRUE(number.size() > 1 && number.back() == '\n') << "Xvfb did not start";
+  const std::string display = ":" + number.substr(0, number.size() - 1);
   FILE* xrdb = popen(("xrdb -display " + display + " -merge").c_str(), "w");
   ASSERT_NE(xrdb, nullptr);
   std::fputs("Xft.dpi: 144\n", xrdb);

@@ -1,6 +1,5 @@
 # The window tests talk to the X server themselves: Xlib to find and read back windows, XTest
 # to type and click.
-# X11 only: on Windows the suite builds as a placeholder that skips.
 if(NOT WIN32)
   pkg_check_modules(QUELT_TEST_X11 REQUIRED IMPORTED_TARGET x11 xtst)
   target_link_libraries(window_test PRIVATE PkgConfig::QUELT_TEST_X11)
