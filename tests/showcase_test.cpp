@@ -182,7 +182,7 @@ TEST_F(Showcase, ScreenshotShowsEveryRegion) {
   ASSERT_EQ(shot.s.height, SHOWCASE_HEIGHT);
   ASSERT_EQ(shot.s.bytes_per_pixel, 4);
   showcase_layout l;
-  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT);
+  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT, 96);
 
   std::vector<uint32_t> all(reinterpret_cast<uint32_t*>(shot.s.pixels),
                             reinterpret_cast<uint32_t*>(shot.s.pixels) + SHOWCASE_WIDTH * SHOWCASE_HEIGHT);
@@ -249,6 +249,38 @@ TEST_F(Showcase, LayeredWindowIsTranslucent) {
 
 // Every size draws without a fault, from one pixel up; the sanitizer builds watch the layout's
 // arithmetic at sizes where its panels overlap or turn inside out.
+// From the smallest size laid out to full screen, at 96 and 192 dpi: the panels lie inside the
+// window and apart, and everything drawn in a panel lies inside it, apart from its neighbours.
+TEST(ShowcaseLayout, EverySizeAndResolutionKeepsThingsApart) {
+  auto within = [](sf_rect in, sf_rect r) {
+    return r.left >= in.left && r.top >= in.top && r.right <= in.right && r.bottom <= in.bottom;
+  };
+  auto apart = [](sf_rect a, sf_rect b) {
+    return a.right <= b.left || b.right <= a.left || a.bottom <= b.top || b.bottom <= a.top;
+  };
+  for (int dpi : {96, 192})
+    for (auto [w, h] : {std::pair{640, 480}, {700, 500}, {1000, 640}, {1920, 1080}}) {
+      SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h) + " at " + std::to_string(dpi));
+      showcase_layout l;
+      showcase_layout_for(&l, w * dpi / 96, h * dpi / 96, dpi);
+      const sf_rect window{0, 0, w * dpi / 96, h * dpi / 96};
+      const sf_rect panels[] = {l.header, l.footer, l.cube, l.settings, l.text, l.image};
+      for (size_t i = 0; i < 6; ++i) {
+        EXPECT_TRUE(within(window, panels[i])) << i;
+        for (size_t j = i + 1; j < 6; ++j) EXPECT_TRUE(apart(panels[i], panels[j])) << i << " " << j;
+      }
+      for (int i = 0; i < SHOWCASE_THUMBS; ++i) {
+        EXPECT_TRUE(within(l.image, l.thumbs[i]) && within(l.image, l.labels[i])) << i;
+        EXPECT_GE(l.thumbs[i].right - l.thumbs[i].left, SHOWCASE_PICTURE_W / 2 * dpi / 96) << i;  // half size at least
+        if (i) EXPECT_TRUE(apart(l.thumbs[i - 1], l.thumbs[i]) && apart(l.labels[i - 1], l.labels[i])) << i;
+      }
+      for (const sf_rect& r : l.samples) EXPECT_TRUE(within(l.text, r) && apart(r, l.anchors) && apart(r, l.inset));
+      EXPECT_TRUE(within(l.text, l.anchors) && within(l.text, l.inset) && apart(l.anchors, l.inset));
+      EXPECT_TRUE(within(l.settings, l.values));
+      for (const sf_rect& b : l.buttons) EXPECT_TRUE(within(l.settings, b) && apart(b, l.values));
+    }
+}
+
 TEST_F(Showcase, EverySizeDraws) {
   struct Size { int width, height; } sizes[] = {{1, 1}, {57, 33}, {333, 222}, {1400, 900}};
   for (Size size : sizes)
@@ -298,7 +330,7 @@ TEST_F(Showcase, SettingsCarryOverBetweenRuns) {
   Picture shot(dir.path("3.png"));
   ASSERT_EQ(shot.s.width, SHOWCASE_WIDTH) << "a screenshot has the first size, whatever was saved";
   showcase_layout l;
-  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT);
+  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT, 96);
   EXPECT_EQ(shot.at(SHOWCASE_WIDTH / 2, l.header.bottom - 1), kAccents[2]);
 }
 
@@ -324,7 +356,7 @@ TEST_F(Showcase, ConfigDirectoryAndItsLongPath) {
   Picture long_path(dir.path("long.png")), short_path(dir.path("short.png"));
   ASSERT_EQ(long_path.s.width, SHOWCASE_WIDTH);
   showcase_layout l;
-  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT);
+  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT, 96);
   int differ = 0, ink = 0;
   for (int py = l.settings.top + 44; py < l.settings.top + 60; ++py) {
     for (int px = l.settings.right - 14; px < l.image.left; ++px)
@@ -415,7 +447,7 @@ TEST_F(ShowcaseInput, DragWheelKeysAndEscape) {
   if (!w) kill(pid, SIGKILL);
   ASSERT_NE(w, 0u);
   showcase_layout l;
-  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT);
+  showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT, 96);
   int cx = (l.cube.left + l.cube.right) / 2, cy = (l.cube.top + l.cube.bottom) / 2;
   point(w, cx, cy);
   click(1, true);
@@ -547,7 +579,7 @@ TEST_F(ShowcaseOnWindows, SameScreenshot) {
   ASSERT_EQ(a.s.width, 1000);
   ASSERT_EQ(a.s.height, 640);
   showcase_layout l;
-  showcase_layout_for(&l, 1000, 640);
+  showcase_layout_for(&l, 1000, 640, 96);
   sf_rect view{l.cube.left + 8, l.cube.top + 42, l.cube.right - 8, l.cube.bottom - 8};
 
   struct Region {

@@ -30,6 +30,9 @@
 #include "host.h"
 #include "layout.h"
 
+#include <ft2build.h>
+#include FT_FREETYPE_H
+
 /* ---- Colours (0xAARRGGBB) -------------------------------------------------------------------- */
 
 #define BG_TOP 0xFF232A3Bu
@@ -74,6 +77,7 @@ typedef struct showcase {
   sf_surface back;  /* everything that does not move, at the window's size */
   sf_surface stage; /* the cube's area, composed here so that lines stay inside it */
   showcase_layout lay;
+  int32_t dpi;                /* the resolution of the library's faces: 96 is the layout's own */
   sf_rect cube_area, live; /* the cube's area; the region redrawn on every frame */
 
   int dragging, pressed;
@@ -85,6 +89,9 @@ typedef struct showcase {
 } showcase;
 
 static showcase app;
+
+/* A length of the 96-dpi design at the faces' resolution. */
+static int32_t S(int32_t v) { return showcase_scaled(v, app.dpi); }
 
 /* ---- Small helpers --------------------------------------------------------------------------- */
 
@@ -296,19 +303,25 @@ static int open_faces(const char* forced) {
   if (!forced)
     for (int i = 0; i < 3 && !has_bold; ++i) has_bold = host_find_font(bold[i], bold_path, sizeof bold_path);
   if (!has_bold) snprintf(bold_path, sizeof bold_path, "%s", path);
-  return open_face(&app.title, bold_path, 21, 0, 0) && open_face(&app.heading, bold_path, 11, 0, 0) &&
-         open_face(&app.body, path, 11, 0, 0) && open_face(&app.lcd, path, 11, 1, 0) &&
-         open_face(&app.mono, path, 11, 0, 1) && open_face(&app.small, path, 9, 0, 0);
+  if (!open_face(&app.title, bold_path, 21, 0, 0) || !open_face(&app.heading, bold_path, 11, 0, 0) ||
+      !open_face(&app.body, path, 11, 0, 0) || !open_face(&app.lcd, path, 11, 1, 0) ||
+      !open_face(&app.mono, path, 11, 0, 1) || !open_face(&app.small, path, 9, 0, 0))
+    return 0;
+  /* 21 points are y_ppem pixels at the resolution the library took from the display. */
+  app.dpi = ((int32_t)app.title->ft_face->size->metrics.y_ppem * 72 + 10) / 21;
+  if (app.dpi < 48 || app.dpi > 480) app.dpi = 96;
+  return 1;
 }
 
 /* Rounded panels are stretched from a disc (the body) and a ring (the edge); the shadow is a
    larger disc spread by a Gaussian kernel. */
 static int make_masks(void) {
-  if (!sf_render_ring(&app.disc, 12.0f, 0.0f) || !sf_render_ring(&app.ring, 12.0f, 1.4f) ||
-      !sf_render_ring(&app.dot, 3.0f, 0.0f) || !sf_render_ring(&app.shadow, 14.0f, 0.0f))
+  const float scale = (float)app.dpi / 96.0f;
+  if (!sf_render_ring(&app.disc, 12.0f * scale, 0.0f) || !sf_render_ring(&app.ring, 12.0f * scale, 1.4f * scale) ||
+      !sf_render_ring(&app.dot, 3.0f * scale, 0.0f) || !sf_render_ring(&app.shadow, 14.0f * scale, 0.0f))
     return 0;
   sf_surface k;
-  if (!sf_enlarge(&app.shadow, 8, 8, 8, 8) || !sf_kernel_gaussian(&k, 15)) return 0;
+  if (!sf_enlarge(&app.shadow, S(8), S(8), S(8), S(8)) || !sf_kernel_gaussian(&k, S(15) | 1)) return 0;
   sf_kernel(&app.shadow, (const float*)k.pixels, k.width, 1);
   sf_kernel(&app.shadow, (const float*)k.pixels, 1, k.width);
   sf_release(&k);
@@ -380,12 +393,34 @@ static int load_picture(void) {
   return 1;
 }
 
-/* The four versions of the picture: as loaded, through a Gaussian kernel (rows, then
-   columns), smoothed six times, and grey. */
+/* The picture at the size of the layout's pictures: each pixel the average of the source
+   pixels it covers (the nearest one when it covers less than one). */
+static int resample(sf_surface* to, const sf_surface* from, int32_t w, int32_t h) {
+  if (!sf_create(to, w, h, 4)) return 0;
+  for (int32_t y = 0; y < h; ++y)
+    for (int32_t x = 0; x < w; ++x) {
+      int32_t x0 = x * from->width / w, x1 = (x + 1) * from->width / w;
+      int32_t y0 = y * from->height / h, y1 = (y + 1) * from->height / h;
+      if (x1 <= x0) x1 = x0 + 1;
+      if (y1 <= y0) y1 = y0 + 1;
+      uint32_t sum[4] = {0, 0, 0, 0}, n = 0;
+      for (int32_t v = y0; v < y1; ++v)
+        for (int32_t u = x0; u < x1; ++u, ++n)
+          for (int c = 0; c < 4; ++c) sum[c] += from->pixels[((size_t)v * (size_t)from->width + (size_t)u) * 4 + (size_t)c];
+      for (int c = 0; c < 4; ++c) to->pixels[((size_t)y * (size_t)w + (size_t)x) * 4 + (size_t)c] = (uint8_t)(sum[c] / n);
+    }
+  return 1;
+}
+
+/* The four versions of the picture at the layout's size: as loaded, through a Gaussian kernel
+   (rows, then columns), smoothed six times, and grey. */
 static int filter_picture(void) {
+  const sf_rect r = app.lay.thumbs[0];
+  const int32_t w = r.right > r.left ? r.right - r.left : SHOWCASE_PICTURE_W;
+  const int32_t h = r.bottom > r.top ? r.bottom - r.top : SHOWCASE_PICTURE_H;
   for (int i = 0; i < SHOWCASE_THUMBS; ++i) {
     if (app.thumbs[i].pixels) sf_release(&app.thumbs[i]);
-    if (!sf_duplicate(&app.thumbs[i], &app.picture)) return 0;
+    if (!(i ? sf_duplicate(&app.thumbs[i], &app.thumbs[0]) : resample(&app.thumbs[0], &app.picture, w, h))) return 0;
   }
   sf_surface k;
   int32_t n = BLUR_SIZES[app.set.blur];
@@ -402,7 +437,7 @@ static int filter_picture(void) {
 
 static void panel(sf_surface* s, sf_rect r, const char* title, const char* note) {
   int32_t spread = (app.shadow.width - app.disc.width) / 2;
-  sf_rect shade = showcase_rect(r.left - spread, r.top - spread + 4, r.right + spread, r.bottom + spread + 6);
+  sf_rect shade = showcase_rect(r.left - spread, r.top - spread + S(4), r.right + spread, r.bottom + spread + S(6));
   s->color = 0x78000000u;
   sf_shape(s, &app.shadow, &shade);
   s->color = app.layered ? with_alpha(PANEL, 0xE0) : PANEL;
@@ -410,29 +445,34 @@ static void panel(sf_surface* s, sf_rect r, const char* title, const char* note)
   s->color = with_alpha(PANEL_EDGE, 0xFF);
   sf_shape(s, &app.ring, &r);
   if (!title) return;
-  stamp(s, &app.dot, (float)r.left + 20, (float)r.top + 21, accent());
-  text(app.heading, s, r.left + 31, r.top + 21, INK, 0, 0.5f, title);
-  if (note) text(app.small, s, r.right - 18, r.top + 21, DIM, 1, 0.5f, note);
-  fill(s, showcase_rect(r.left + 14, r.top + 38, r.right - 14, r.top + 39), with_alpha(PANEL_EDGE, 0xC0));
+  stamp(s, &app.dot, (float)(r.left + S(20)), (float)(r.top + S(21)), accent());
+  const int32_t used = S(31) + text(app.heading, s, r.left + S(31), r.top + S(21), INK, 0, 0.5f, title);
+  /* The note only where it fits beside the title. */
+  if (note && used + S(24) + measure(app.small, note) + S(18) <= r.right - r.left)
+    text(app.small, s, r.right - S(18), r.top + S(21), DIM, 1, 0.5f, note);
+  fill(s, showcase_rect(r.left + S(14), r.top + S(38), r.right - S(14), r.top + S(38) + 1), with_alpha(PANEL_EDGE, 0xC0));
 }
 
 /* A bevelled key cap with its label centred; `down` sinks it. */
 static void key(sf_surface* s, sf_rect r, const char* label, int down, sf_face* face) {
   fill(s, r, down ? mix(KEY_FACE, accent(), 70) : KEY_FACE);
   sf_frame(s, &r, down ? KEY_DARK : KEY_LIGHT, down ? KEY_LIGHT : KEY_DARK, 1);
-  text(face, s, (r.left + r.right) / 2, (r.top + r.bottom) / 2 + (down ? 1 : 0), INK, 0.5f, 0.5f, label);
+  text(face, s, (r.left + r.right) / 2, (r.top + r.bottom) / 2 + (down ? S(1) : 0), INK, 0.5f, 0.5f, label);
 }
 
 static void draw_header(sf_surface* s) {
   sf_rect h = app.lay.header;
   fill(s, h, HEADER);
-  fill(s, showcase_rect(h.left, h.bottom - 2, h.right, h.bottom), accent());
-  int32_t w = text(app.title, s, 24, h.bottom / 2, INK, 0, 0.5f, "quelt");
-  text(app.heading, s, 24 + w + 12, h.bottom / 2 + 3, DIM, 0, 0.5f, "showcase");
-  text(app.small, s, h.right - 24, h.bottom / 2 - 9, DIM, 1, 0.5f,
-       "surfaces · blending · filters · lines · text · images · archives · math · windows");
-  text(app.small, s, h.right - 24, h.bottom / 2 + 9, DIM, 1, 0.5f,
-       "software drawing and windows behind one flat C interface");
+  fill(s, showcase_rect(h.left, h.bottom - S(2), h.right, h.bottom), accent());
+  int32_t w = text(app.title, s, S(24), h.bottom / 2, INK, 0, 0.5f, "quelt");
+  w += S(24 + 12) + text(app.heading, s, S(24) + w + S(12), h.bottom / 2 + S(3), DIM, 0, 0.5f, "showcase");
+  /* The two lines on the right, each only where it clears the title. */
+  static const char* const lines[] = {
+      "surfaces · blending · filters · lines · text · images · archives · math · windows",
+      "software drawing and windows behind one flat C interface"};
+  for (int i = 0; i < 2; ++i)
+    if (w + S(32) + measure(app.small, lines[i]) + S(24) <= h.right)
+      text(app.small, s, h.right - S(24), h.bottom / 2 + (i ? S(9) : -S(9)), DIM, 1, 0.5f, lines[i]);
 }
 
 static void draw_footer(sf_surface* s) {
@@ -440,18 +480,22 @@ static void draw_footer(sf_surface* s) {
                                         {"B", "blur"},      {"C", "colour"},   {"R", "reset"},
                                         {"Esc", "quit"}};
   enum { KEYS = 7 };
-  int32_t total = 0, widths[KEYS];
-  for (int i = 0; i < KEYS; ++i) {
-    widths[i] = measure(app.small, keys[i][0]) + 16;
-    if (widths[i] < 26) widths[i] = 26;
-    total += widths[i] + 6 + measure(app.small, keys[i][1]) + (i < KEYS - 1 ? 22 : 0);
-  }
   sf_rect f = app.lay.footer;
-  int32_t x = (f.left + f.right - total) / 2, mid = (f.top + f.bottom) / 2;
+  /* As many keys as fit, from the first. */
+  int32_t total = 0, widths[KEYS], shown = 0;
   for (int i = 0; i < KEYS; ++i) {
-    key(s, showcase_rect(x, mid - 11, x + widths[i], mid + 11), keys[i][0], 0, app.small);
-    x += widths[i] + 6;
-    x += text(app.small, s, x, mid, DIM, 0, 0.5f, keys[i][1]) + 22;
+    widths[i] = measure(app.small, keys[i][0]) + S(16);
+    if (widths[i] < S(26)) widths[i] = S(26);
+    const int32_t more = (i ? S(22) : 0) + widths[i] + S(6) + measure(app.small, keys[i][1]);
+    if (total + more > f.right - f.left - S(32)) break;
+    total += more;
+    shown = i + 1;
+  }
+  int32_t x = (f.left + f.right - total) / 2, mid = (f.top + f.bottom) / 2;
+  for (int i = 0; i < shown; ++i) {
+    key(s, showcase_rect(x, mid - S(11), x + widths[i], mid + S(11)), keys[i][0], 0, app.small);
+    x += widths[i] + S(6);
+    x += text(app.small, s, x, mid, DIM, 0, 0.5f, keys[i][1]) + S(22);
   }
 }
 
@@ -464,34 +508,38 @@ static void draw_text_panel(sf_surface* s) {
   for (int i = 0; i < SHOWCASE_SAMPLES; ++i) {
     sf_rect r = l->samples[i];
     int32_t mid = r.top + sf_face_height(faces[i]) / 2;
-    text(app.small, s, r.left - 14, mid, DIM, 1, 0.5f, labels[i]);
+    text(app.small, s, r.left - S(14), mid, DIM, 1, 0.5f, labels[i]);
     if (sf_push(s, &r)) {
       text(faces[i], s, r.left, r.top, INK, 0, 0, sample);
       sf_pop(s);
     }
   }
 
-  /* One guide line, three strings hung on it by anchor_x 0, 0.5 and 1. */
+  /* One guide line, three strings hung on it by anchor_x 0, 0.5 and 1, where there is room. */
   sf_rect a = l->anchors;
-  int32_t guide = a.left + 150;
-  fill(s, showcase_rect(guide, a.top, guide + 1, a.bottom), accent());
-  static const char* const hung[] = {"anchor_x = 0", "anchor_x = 0.5", "anchor_x = 1"};
-  for (int i = 0; i < 3; ++i)
-    text(app.body, s, guide, a.top + 11 + i * 22, INK, 0.5f * (float)i, 0.5f, hung[i]);
+  if (a.right > a.left) {
+    int32_t guide = a.left + S(150);
+    fill(s, showcase_rect(guide, a.top, guide + 1, a.bottom), accent());
+    static const char* const hung[] = {"anchor_x = 0", "anchor_x = 0.5", "anchor_x = 1"};
+    for (int i = 0; i < 3; ++i)
+      text(app.body, s, guide, a.top + S(11) + i * S(22), INK, 0.5f * (float)i, 0.5f, hung[i]);
+  }
 
-  /* The sub-pixel line four times larger: each pixel becomes a 4 × 4 fill. */
+  /* The sub-pixel line four times larger: each pixel becomes a 4 × 4 fill (at 96 dpi). */
   sf_rect in = l->inset;
-  int32_t sx = l->samples[1].left, sy = l->samples[1].top + 1;
-  for (int32_t y = 0; y < (in.bottom - in.top) / 4; ++y)
-    for (int32_t x = 0; x < (in.right - in.left) / 4; ++x) {
+  if (in.right <= in.left) return;
+  const int32_t z = S(4);
+  int32_t sx = l->samples[1].left, sy = l->samples[1].top + S(1);
+  for (int32_t y = 0; y < (in.bottom - in.top) / z; ++y)
+    for (int32_t x = 0; x < (in.right - in.left) / z; ++x) {
       if (sx + x >= s->width || sy + y >= s->height) continue;
       uint32_t p;
       memcpy(&p, s->pixels + ((size_t)(sy + y) * (size_t)s->width + (size_t)(sx + x)) * 4, 4);
-      fill(s, showcase_rect(in.left + x * 4, in.top + y * 4, in.left + x * 4 + 4, in.top + y * 4 + 4), p | 0xFF000000u);
+      fill(s, showcase_rect(in.left + x * z, in.top + y * z, in.left + x * z + z, in.top + y * z + z), p | 0xFF000000u);
     }
   sf_rect edge = inset(in, -1, -1, -1, -1);
   sf_frame(s, &edge, KEY_DARK, KEY_LIGHT, 1);
-  text(app.small, s, in.right, in.bottom + 5, DIM, 1, 0, "sub-pixel glyphs, 4× : one coverage per colour");
+  text(app.small, s, in.right, in.bottom + S(5), DIM, 1, 0, "sub-pixel glyphs, 4× : one coverage per colour");
 }
 
 static void draw_image_panel(sf_surface* s) {
@@ -499,6 +547,9 @@ static void draw_image_panel(sf_surface* s) {
   char name[64];
   panel(s, l->image, "Image files & filters", "PNG written by quelt and read back");
   snprintf(name, sizeof name, "Gaussian, %d taps", (int)BLUR_SIZES[app.set.blur]);
+  const sf_rect column = l->labels[1];
+  if (measure(app.small, name) > column.right - column.left) /* a narrow column: the short name */
+    snprintf(name, sizeof name, "Gaussian %d", (int)BLUR_SIZES[app.set.blur]);
   const char* labels[SHOWCASE_THUMBS] = {"picture.png", name, "smoothing", "grey"};
   static const char* const calls[SHOWCASE_THUMBS] = {"sf_image_load", "sf_kernel",
                                                      "sf_smooth × 6", "sf_grayscale"};
@@ -510,8 +561,12 @@ static void draw_image_panel(sf_surface* s) {
       copy_rect(s, &app.thumbs[i], showcase_rect(0, 0, r.right - r.left, r.bottom - r.top), r.left, r.top);
       sf_pop(s);
     }
-    text(app.small, s, (r.left + r.right) / 2, r.bottom + 9, INK, 0.5f, 0, labels[i]);
-    text(app.small, s, (r.left + r.right) / 2, r.bottom + 27, DIM, 0.5f, 0, calls[i]);
+    sf_rect column = l->labels[i];
+    if (sf_push(s, &column)) {
+      text(app.small, s, (r.left + r.right) / 2, r.bottom + S(9), INK, 0.5f, 0, labels[i]);
+      text(app.small, s, (r.left + r.right) / 2, r.bottom + S(27), DIM, 0.5f, 0, calls[i]);
+      sf_pop(s);
+    }
   }
 }
 
@@ -539,28 +594,30 @@ static void build_back(void) {
 
   if (app.layered) {
     /* Transparent around one translucent panel; every blend leaves premultiplied pixels. */
-    sf_rect r = showcase_rect(16, 16, w - 16, h - 16);
+    sf_rect r = showcase_rect(S(16), S(16), w - S(16), h - S(16));
     panel(s, r, NULL, NULL);
-    fill(s, showcase_rect(r.left + 14, r.top + 1, r.right - 14, r.top + 3), with_alpha(accent(), 0xE0));
-    int32_t tw = text(app.title, s, r.left + 22, r.top + 32, INK, 0, 0.5f, "quelt");
-    text(app.heading, s, r.left + 22 + tw + 10, r.top + 35, DIM, 0, 0.5f, "layered window");
-    text(app.small, s, w / 2, r.bottom - 20, DIM, 0.5f, 0.5f, "drag: rotate  ·  wheel: zoom  ·  Esc: quit");
-    app.cube_area = showcase_rect(r.left + 10, r.top + 58, r.right - 10, r.bottom - 36);
+    fill(s, showcase_rect(r.left + S(14), r.top + S(1), r.right - S(14), r.top + S(3)), with_alpha(accent(), 0xE0));
+    int32_t tw = text(app.title, s, r.left + S(22), r.top + S(32), INK, 0, 0.5f, "quelt");
+    text(app.heading, s, r.left + S(22) + tw + S(10), r.top + S(35), DIM, 0, 0.5f, "layered window");
+    text(app.small, s, w / 2, r.bottom - S(20), DIM, 0.5f, 0.5f, "drag: rotate  ·  wheel: zoom  ·  Esc: quit");
+    app.cube_area = showcase_rect(r.left + S(10), r.top + S(58), r.right - S(10), r.bottom - S(36));
     app.live = app.cube_area;
   } else {
-    showcase_layout_for(&app.lay, w, h);
+    const int32_t thumb_w = app.lay.thumbs[0].right - app.lay.thumbs[0].left;
+    showcase_layout_for(&app.lay, w, h, app.dpi);
     const showcase_layout* l = &app.lay;
+    if (app.lay.thumbs[0].right - app.lay.thumbs[0].left != thumb_w) filter_picture();
     for (int32_t y = 0; y < h; ++y) fill(s, showcase_rect(0, y, w, y + 1), mix(BG_TOP, BG_BOTTOM, y * 255 / h));
     draw_header(s);
     draw_footer(s);
     panel(s, l->cube, "Lines & matrices", "drag to turn");
     panel(s, l->settings, "Settings", "the window's layout archive");
-    shown_path(s, showcase_rect(l->settings.left + 20, l->settings.top + 44, l->settings.right - 14,
-                                l->settings.top + 60));
+    shown_path(s, showcase_rect(l->settings.left + S(20), l->settings.top + S(44), l->settings.right - S(14),
+                                l->settings.top + S(60)));
     draw_text_panel(s);
     draw_image_panel(s);
-    app.cube_area = inset(l->cube, 8, 42, 8, 8);
-    app.live = showcase_rect(l->cube.left, l->cube.top + 40, l->cube.right, l->settings.bottom);
+    app.cube_area = inset(l->cube, S(8), S(42), S(8), S(8));
+    app.live = showcase_rect(l->cube.left, l->cube.top + S(40), l->cube.right, l->settings.bottom);
   }
 
   /* The orbit behind the cube: a ring mask sized to the area. */
@@ -568,7 +625,7 @@ static void build_back(void) {
   memset(&app.orbit, 0, sizeof app.orbit);
   int32_t aw = app.cube_area.right - app.cube_area.left, ah = app.cube_area.bottom - app.cube_area.top;
   float radius = 0.40f * (float)(aw < ah ? aw : ah);
-  if (radius > 4) sf_render_ring(&app.orbit, radius, 1.3f);
+  if (radius > 4) sf_render_ring(&app.orbit, radius, 1.3f * (float)app.dpi / 96.0f);
   if (app.stage.pixels) sf_release(&app.stage);
   memset(&app.stage, 0, sizeof app.stage);
   if (aw > 0 && ah > 0) sf_create(&app.stage, aw, ah, 4);
@@ -577,8 +634,8 @@ static void build_back(void) {
 /* ---- The parts that move --------------------------------------------------------------------- */
 
 static void draw_cube(sf_surface* s) {
-  int32_t w = s->width, h = s->height - 22;
-  float cx = (float)w / 2.0f, cy = (float)h / 2.0f + 4.0f;
+  int32_t w = s->width, h = s->height - S(22);
+  float cx = (float)w / 2.0f, cy = (float)h / 2.0f + (float)S(4);
   float focal = (float)(w < h ? w : h) * 1.25f * app.set.zoom;
   if (app.orbit.pixels) stamp(s, &app.orbit, cx, cy, with_alpha(accent(), 0x58));
 
@@ -634,14 +691,21 @@ static void draw_cube(sf_surface* s) {
     if (seen) stamp(s, &app.dot, sx[i], sy[i], mix(accent(), INK, 120));
   }
 
-  char status[128];
-  snprintf(status, sizeof status, "yaw %.0f°   pitch %.0f°   zoom %.2f×", (double)app.set.yaw * 57.29578,
-           (double)app.set.pitch * 57.29578, (double)app.set.zoom);
-  text(app.small, s, 8, s->height - 10, DIM, 0, 0.5f, status);
-  if (app.fps > 0) {
-    snprintf(status, sizeof status, "%.0f frames/s", (double)app.fps);
-    text(app.small, s, s->width - 8, s->height - 10, DIM, 1, 0.5f, status);
-  }
+  /* Angles are shown as a turn from 0 to 359 degrees, however far the cube has turned. */
+  char status[128], rate[32] = "";
+  double yaw = fmod((double)app.set.yaw * 57.29578, 360.0), pitch = fmod((double)app.set.pitch * 57.29578, 360.0);
+  if (yaw < -0.5) yaw += 360.0;
+  if (pitch < -0.5) pitch += 360.0;
+  snprintf(status, sizeof status, "yaw %.0f°   pitch %.0f°   zoom %.2f×", yaw < 359.5 ? yaw : 0.0,
+           pitch < 359.5 ? pitch : 0.0, (double)app.set.zoom);
+  if (measure(app.small, status) + S(16) > s->width) /* a narrow cube: the numbers alone */
+    snprintf(status, sizeof status, "%.0f°  %.0f°  %.2f×", yaw < 359.5 ? yaw : 0.0, pitch < 359.5 ? pitch : 0.0,
+             (double)app.set.zoom);
+  const int32_t used = text(app.small, s, S(8), s->height - S(10), DIM, 0, 0.5f, status);
+  if (app.fps > 0) snprintf(rate, sizeof rate, "%.0f frames/s", (double)app.fps);
+  /* The frame rate on the same line where it clears the angles, else on the line above. */
+  const int32_t line = used + S(24) + measure(app.small, rate) + S(8) <= s->width ? 10 : 28;
+  if (rate[0]) text(app.small, s, s->width - S(8), s->height - S(line), DIM, 1, 0.5f, rate);
 }
 
 static void draw_settings(sf_surface* s) {
@@ -664,15 +728,26 @@ static void draw_settings(sf_surface* s) {
         if (size == 4) describe_setting(name, payload, value, sizeof value);
         arch_unlock(a);
       }
-      int32_t x = p.left + 20 + (row % 2) * half, y = p.top + 78 + (row / 2) * 19;
-      text(app.small, s, x, y, DIM, 0, 0.5f, name);
-      text(app.body, s, x + 56, y, INK, 0, 0.5f, value);
+      /* Two columns of lines, as many as fit above the buttons, each clipped to its column. */
+      const sf_rect v = app.lay.values;
+      int32_t x = v.left + S(6) + (row % 2) * half, y = v.top + S(12) + (row / 2) * S(19);
+      sf_rect column = showcase_rect(x, y - S(10), x + half - S(8) < v.right ? x + half - S(8) : v.right, y + S(10));
+      if (column.bottom > v.bottom) continue;
+      if (sf_push(s, &column)) {
+        text(app.small, s, x, y, DIM, 0, 0.5f, name);
+        text(app.body, s, x + S(46), y, INK, 0, 0.5f, value);
+        sf_pop(s);
+      }
     }
     arch_leave(a);
   }
   static const char* const labels[SHOWCASE_BUTTONS] = {"Spin", "Blur", "Colour", "Reset"};
+  /* The bold labels where every one fits its key, else the small face for all. */
+  sf_face* face = app.heading;
   for (int i = 0; i < SHOWCASE_BUTTONS; ++i)
-    key(s, app.lay.buttons[i], labels[i], app.pressed == i + 1 || (i == 0 && app.set.spin), app.heading);
+    if (measure(app.heading, labels[i]) + S(10) > app.lay.buttons[i].right - app.lay.buttons[i].left) face = app.small;
+  for (int i = 0; i < SHOWCASE_BUTTONS; ++i)
+    key(s, app.lay.buttons[i], labels[i], app.pressed == i + 1 || (i == 0 && app.set.spin), face);
 }
 
 /* One frame: the still parts where things move, then the moving parts. `all` copies the whole
@@ -934,8 +1009,8 @@ int main(int argc, char** argv) {
   int ok = prepare_paths(config) && open_faces(font) && make_masks();
   if (ok) {
     static const uint16_t caption[] = {'q', 'u', 'e', 'l', 't', ' ', 's', 'h', 'o', 'w', 'c', 'a', 's', 'e', 0};
-    w = size_w ? size_w : app.layered ? 460 : SHOWCASE_WIDTH;
-    h = size_h ? size_h : app.layered ? 460 : SHOWCASE_HEIGHT;
+    w = size_w ? size_w : S(app.layered ? 460 : SHOWCASE_WIDTH);
+    h = size_h ? size_h : S(app.layered ? 460 : SHOWCASE_HEIGHT);
     app.surface = ctl_window(&app.window, caption, w, h);
     if (!app.surface) {
       fprintf(stderr, "showcase: cannot open a window (is there an X display? DISPLAY is %s)\n",
@@ -946,8 +1021,8 @@ int main(int argc, char** argv) {
   if (ok) {
     load_settings();
     if (app.set.width < 320 || app.set.height < 240) {
-      app.set.width = SHOWCASE_WIDTH;
-      app.set.height = SHOWCASE_HEIGHT;
+      app.set.width = S(SHOWCASE_WIDTH);
+      app.set.height = S(SHOWCASE_HEIGHT);
     }
     ok = load_picture() && filter_picture();
   }
