@@ -966,7 +966,8 @@ static void usage(FILE* to) {
           "                      [--config DIR]\n"
           "  --layered          a translucent window without a frame\n"
           "  --screenshot FILE  draw one frame, read the window back from the screen, write it as PNG\n"
-          "  --size WxH         the window's size (a screenshot is 1000x640 unless this is given)\n"
+          "  --size WxH         the window's size (a screenshot is 1000x640 at 96 dpi, in proportion at\n"
+          "                     other resolutions, unless this is given; the layout needs 640x480)\n"
           "  --font FILE        the TrueType font to use instead of DejaVu Sans\n"
           "  --config DIR       keep the settings and the picture in DIR instead of the usual place\n");
 }
