@@ -150,10 +150,10 @@ TEST_F(Windows, LayeredUpdateModes) {
   ASSERT_NE(w, nullptr);
   MSG m;
   for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
-       !w->mapped && std::chrono::steady_clock::now() < end;)
+       !native(w)->mapped && std::chrono::steady_clock::now() < end;)
     PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE);
-  ASSERT_TRUE(w->mapped);
-  if (w->depth != 32) GTEST_SKIP() << "no 32-bit visual";
+  ASSERT_TRUE(native(w)->mapped);
+  if (native(w)->depth != 32) GTEST_SKIP() << "no 32-bit visual";
   // A memory DC with a 2 × 1 bitmap: opaque (200, 100, 50), then transparent.
   HDC source = CreateCompatibleDC(nullptr);
   void* p = nullptr;
@@ -167,7 +167,7 @@ TEST_F(Windows, LayeredUpdateModes) {
   EXPECT_FALSE(UpdateLayeredWindow(plain, nullptr, &at, &size, source, &at, 0, &blend, ULW_ALPHA));
   seen.clear();
   ASSERT_TRUE(UpdateLayeredWindow(hwnd, nullptr, &at, &size, source, &at, 0, &blend, ULW_ALPHA));
-  XImage* image = XGetImage(conn.display, w->xwin, 0, 0, 2, 1, AllPlanes, ZPixmap);
+  XImage* image = XGetImage(conn.display, native(w)->xwin, 0, 0, 2, 1, AllPlanes, ZPixmap);
   ASSERT_NE(image, nullptr);
   EXPECT_EQ(std::pair(XGetPixel(image, 0, 0), XGetPixel(image, 1, 0)), std::pair(0xFFC86432ul, 0x00102030ul));
   XDestroyImage(image);

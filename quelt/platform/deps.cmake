@@ -1,5 +1,6 @@
-# The platform layer: on Windows the real Win32 interface, elsewhere quelt's X11 layer over
-# Xlib, with MIT-SHM (libXext) for presenting pixels. The display's resolution for text is asked
+# The platform layer: on Windows the real Win32 interface, elsewhere quelt's Win32 core
+# (platform/core) over the X11 backend (platform/x11: Xlib, with MIT-SHM from libXext for
+# presenting pixels). The display's resolution for text is asked
 # through one small file on both.
 target_sources(quelt PRIVATE ${CMAKE_CURRENT_LIST_DIR}/resolution.cpp)
 if(WIN32)

@@ -164,35 +164,34 @@ bool window_manager_running() {
 }
 
 void ensure_ic(Wnd* w) {
-  if (w->ic || !conn.display) return;
+  if (!w->native || native(w)->ic || !conn.display) return;
   if (!conn.im_tried) {
     conn.im_tried = true;
     conn.im = open_input_method(conn.display);
   }
   if (!conn.im) return;
-  w->ic = XCreateIC(conn.im, XNInputStyle, XIMPreeditNothing | XIMStatusNothing, XNClientWindow,
-                    w->xwin, XNFocusWindow, w->xwin, nullptr);
-  if (!w->ic) return;
+  native(w)->ic = XCreateIC(conn.im, XNInputStyle, XIMPreeditNothing | XIMStatusNothing, XNClientWindow,
+                    native(w)->xwin, XNFocusWindow, native(w)->xwin, nullptr);
+  if (!native(w)->ic) return;
   // The input method may need events of its own on the window.
   long filter = 0;
-  if (!XGetICValues(w->ic, XNFilterEvents, &filter, nullptr) && filter) {
+  if (!XGetICValues(native(w)->ic, XNFilterEvents, &filter, nullptr) && filter) {
     XWindowAttributes attributes{};
-    if (XGetWindowAttributes(conn.display, w->xwin, &attributes))
-      XSelectInput(conn.display, w->xwin, attributes.your_event_mask | filter);
+    if (XGetWindowAttributes(conn.display, native(w)->xwin, &attributes))
+      XSelectInput(conn.display, native(w)->xwin, attributes.your_event_mask | filter);
   }
-  if (w->has_focus) XSetICFocus(w->ic);
+  if (w->has_focus) XSetICFocus(native(w)->ic);
+}
+
+// The screen's size in pixels; connects only for the query when no window is open.
+void screen_size(int* width, int* height) {
+  *width = *height = 0;
+  Display* display = conn.display ? conn.display : XOpenDisplay(nullptr);
+  if (!display) return;
+  int screen = DefaultScreen(display);
+  *width = DisplayWidth(display, screen);
+  *height = DisplayHeight(display, screen);
+  if (display != conn.display) XCloseDisplay(display);
 }
 
 }  // namespace quelt::x11
-
-using namespace quelt::x11;
-
-int GetSystemMetrics(int index) {
-  if (index != SM_CXSCREEN && index != SM_CYSCREEN) return 0;
-  Display* display = conn.display ? conn.display : XOpenDisplay(nullptr);
-  if (!display) return 0;
-  int screen = DefaultScreen(display);
-  int value = index == SM_CXSCREEN ? DisplayWidth(display, screen) : DisplayHeight(display, screen);
-  if (display != conn.display) XCloseDisplay(display);
-  return value;
-}

@@ -22,14 +22,14 @@ bool read_cardinals(Window xwin, Atom property, long* out, int count) {
 }
 
 void on_configure(Wnd* w, const XConfigureEvent& e) {
-  if (static_cast<long>(e.serial - w->configure_serial) < 0) return;  // superseded
+  if (static_cast<long>(e.serial - native(w)->configure_serial) < 0) return;  // superseded
   int cw = e.width, ch = e.height;
   if (w->cw == 0 && cw == 1) cw = 0;  // an empty client area is a 1 × 1 X window
   if (w->ch == 0 && ch == 1) ch = 0;
   int x = w->x, y = w->y;
   // Positions are on the screen in the window manager's synthetic events and while the window
   // is a child of the root; inside a frame they are relative to the frame.
-  if (e.send_event || !w->reparented) {
+  if (e.send_event || !native(w)->reparented) {
     x = e.x - w->frame_left;
     y = e.y - w->frame_top;
   }
@@ -47,7 +47,7 @@ void on_configure(Wnd* w, const XConfigureEvent& e) {
 void on_property(Wnd* w, const XPropertyEvent& e) {
   if (e.atom == conn.atom[kNetFrameExtents]) {
     long extents[4] = {};
-    if (e.state == PropertyNewValue && !read_cardinals(w->xwin, e.atom, extents, 4)) return;
+    if (e.state == PropertyNewValue && !read_cardinals(native(w)->xwin, e.atom, extents, 4)) return;
     // The client area stays where it is; the outer rectangle grows or shrinks around it.
     w->x += w->frame_left - static_cast<int>(extents[0]);
     w->y += w->frame_top - static_cast<int>(extents[2]);
@@ -57,7 +57,7 @@ void on_property(Wnd* w, const XPropertyEvent& e) {
     w->frame_bottom = static_cast<int>(extents[3]);
   } else if (e.atom == conn.atom[kWmState] && e.state == PropertyNewValue) {
     long state[1] = {};
-    if (!read_cardinals(w->xwin, e.atom, state, 1)) return;
+    if (!read_cardinals(native(w)->xwin, e.atom, state, 1)) return;
     constexpr long kNormal = 1, kIconic = 3;
     if (state[0] == kIconic && !w->minimized) {
       w->minimized = true;
@@ -83,25 +83,25 @@ void window_event(Wnd* w, XEvent& ev) {
     }
     case ConfigureNotify: on_configure(w, ev.xconfigure); break;
     case MapNotify:
-      w->mapped = true;
-      if (w->focus_on_map) {
-        w->focus_on_map = false;
+      native(w)->mapped = true;
+      if (native(w)->focus_on_map) {
+        native(w)->focus_on_map = false;
         // Showing a window activates it; without a window manager nobody else gives it focus.
         if (!window_manager_running()) {
-          XSetInputFocus(conn.display, w->xwin, RevertToPointerRoot, CurrentTime);
+          XSetInputFocus(conn.display, native(w)->xwin, RevertToPointerRoot, CurrentTime);
           XFlush(conn.display);
         }
       }
       break;
-    case UnmapNotify: w->mapped = false; break;
-    case ReparentNotify: w->reparented = ev.xreparent.parent != conn.root; break;
+    case UnmapNotify: native(w)->mapped = false; break;
+    case ReparentNotify: native(w)->reparented = ev.xreparent.parent != conn.root; break;
     case PropertyNotify: on_property(w, ev.xproperty); break;
     case FocusIn:
       if (ev.xfocus.detail == NotifyPointer || ev.xfocus.detail == NotifyInferior) break;
       if (!w->has_focus) {
         w->has_focus = true;
         ensure_ic(w);
-        if (w->ic) XSetICFocus(w->ic);
+        if (native(w)->ic) XSetICFocus(native(w)->ic);
         SendMessageW(hwnd, WM_SETFOCUS, 0, 0);
       }
       break;
@@ -109,7 +109,7 @@ void window_event(Wnd* w, XEvent& ev) {
       if (ev.xfocus.detail == NotifyPointer || ev.xfocus.detail == NotifyInferior) break;
       if (w->has_focus) {
         w->has_focus = false;
-        if (w->ic) XUnsetICFocus(w->ic);
+        if (native(w)->ic) XUnsetICFocus(native(w)->ic);
         forget_keys();
         SendMessageW(hwnd, WM_KILLFOCUS, 0, 0);
       }
@@ -120,7 +120,7 @@ void window_event(Wnd* w, XEvent& ev) {
         // The close button: Win32 has the system menu command, whose default is WM_CLOSE.
         MSG msg{hwnd, WM_SYSCOMMAND, SC_CLOSE, 0, static_cast<DWORD>(ev.xclient.data.l[1]),
                 last_pointer(), 0};
-        queue_input(msg, nullptr, 0);
+        queue_input(msg);
       } else if (static_cast<Atom>(ev.xclient.data.l[0]) == conn.atom[kNetWmPing]) {
         XEvent reply = ev;
         reply.xclient.window = conn.root;

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace quelt::x11 {
 namespace {
@@ -28,7 +29,7 @@ void set_cardinals(Window xwin, Atom property, const long* values, int count) {
 }  // namespace
 
 void apply_title(Wnd* w) {
-  if (!conn.display || !w->xwin) return;
+  if (!conn.display || !xwin_of(w)) return;
   char* utf8 = utf16_to_utf8(w->text);
   char* title = utf8 ? utf8 : const_cast<char*>("");
   auto length = static_cast<int>(std::strlen(title));
@@ -37,13 +38,13 @@ void apply_title(Wnd* w) {
   // _NET_WM_NAME in UTF-8 for window managers that read it.
   XTextProperty name{};
   if (Xutf8TextListToTextProperty(conn.display, &title, 1, XStdICCTextStyle, &name) >= Success) {
-    XSetWMName(conn.display, w->xwin, &name);
+    XSetWMName(conn.display, native(w)->xwin, &name);
     XFree(name.value);
   } else {
-    XChangeProperty(conn.display, w->xwin, XA_WM_NAME, conn.atom[kUtf8String], 8,
+    XChangeProperty(conn.display, native(w)->xwin, XA_WM_NAME, conn.atom[kUtf8String], 8,
                     PropModeReplace, bytes, length);
   }
-  XChangeProperty(conn.display, w->xwin, conn.atom[kNetWmName], conn.atom[kUtf8String], 8,
+  XChangeProperty(conn.display, native(w)->xwin, conn.atom[kNetWmName], conn.atom[kUtf8String], 8,
                   PropModeReplace, bytes, length);
   std::free(utf8);
 }
@@ -51,7 +52,7 @@ void apply_title(Wnd* w) {
 // What the style asks of the window manager: which decorations and functions the frame has
 // (_MOTIF_WM_HINTS), and a fixed size for a window without WS_THICKFRAME.
 void apply_style(Wnd* w) {
-  if (!conn.display || !w->xwin) return;
+  if (!conn.display || !xwin_of(w)) return;
   XSizeHints hints{};
   hints.flags = PPosition | USPosition | PWinGravity;
   hints.x = w->x;
@@ -62,7 +63,7 @@ void apply_style(Wnd* w) {
     hints.min_width = hints.max_width = std::max(1, w->cw);
     hints.min_height = hints.max_height = std::max(1, w->ch);
   }
-  XSetWMNormalHints(conn.display, w->xwin, &hints);
+  XSetWMNormalHints(conn.display, native(w)->xwin, &hints);
   constexpr long kFunctions = 1, kDecorations = 2;
   constexpr long kDecorBorder = 2, kDecorResize = 4, kDecorTitle = 8, kDecorMenu = 16,
                  kDecorMinimize = 32, kDecorMaximize = 64;
@@ -87,7 +88,7 @@ void apply_style(Wnd* w) {
     functions |= kFuncMaximize;
   }
   long motif[5] = {kFunctions | kDecorations, functions, decorations, 0, 0};
-  XChangeProperty(conn.display, w->xwin, conn.atom[kMotifWmHints], conn.atom[kMotifWmHints], 32,
+  XChangeProperty(conn.display, native(w)->xwin, conn.atom[kMotifWmHints], conn.atom[kMotifWmHints], 32,
                   PropModeReplace, reinterpret_cast<unsigned char*>(motif), 5);
 }
 
@@ -97,16 +98,16 @@ void set_properties(Wnd* w) {
   XClassHint class_hint{};
   class_hint.res_name = program_invocation_short_name;
   class_hint.res_class = class_name ? class_name : program_invocation_short_name;
-  XSetClassHint(d, w->xwin, &class_hint);
+  XSetClassHint(d, native(w)->xwin, &class_hint);
   std::free(class_name);
   Atom protocols[2] = {conn.atom[kWmDeleteWindow], conn.atom[kNetWmPing]};
-  XSetWMProtocols(d, w->xwin, protocols, 2);
+  XSetWMProtocols(d, native(w)->xwin, protocols, 2);
   long pid = static_cast<long>(getpid());
-  set_cardinals(w->xwin, conn.atom[kNetWmPid], &pid, 1);
+  set_cardinals(native(w)->xwin, conn.atom[kNetWmPid], &pid, 1);
   // The handle of the window, so that a program can find the X window of its HWND.
   auto value = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(w->handle));
   long handle[2] = {static_cast<long>(value & 0xFFFFFFFFu), static_cast<long>(value >> 32)};
-  set_cardinals(w->xwin, conn.atom[kQueltHwnd], handle, 2);
+  set_cardinals(native(w)->xwin, conn.atom[kQueltHwnd], handle, 2);
   apply_title(w);
   apply_style(w);
 }
@@ -134,68 +135,69 @@ bool make_xwindow(Wnd* w) {
                               static_cast<unsigned>(std::max(1, w->ch)), 0, depth, InputOutput,
                               visual, mask, &a);
   GC gc = xwin ? XCreateGC(d, xwin, 0, nullptr) : nullptr;
-  if (!xwin || !gc || errors_sync() != 0) {
+  void* memory = std::malloc(sizeof(Native));
+  if (!xwin || !gc || errors_sync() != 0 || !memory) {
+    std::free(memory);
     if (gc) XFreeGC(d, gc);
     if (xwin) XDestroyWindow(d, xwin);
     if (colormap) XFreeColormap(d, colormap);
     return false;
   }
-  w->xwin = xwin;
-  w->gc = gc;
-  w->visual = visual;
-  w->depth = depth;
-  w->colormap = colormap;
-  w->direct = direct_visual(visual, depth);
-  w->mapped = false;
-  w->reparented = false;
+  w->native = new (memory) Native{};
+  native(w)->xwin = xwin;
+  native(w)->gc = gc;
+  native(w)->visual = visual;
+  native(w)->depth = depth;
+  native(w)->colormap = colormap;
+  native(w)->direct = direct_visual(visual, depth);
   set_properties(w);
   return true;
 }
 
 void destroy_xwindow(Wnd* w) {
   Display* d = conn.display;
-  if (!d || !w->xwin) return;
-  if (w->ic) XDestroyIC(w->ic);
-  if (w->gc) XFreeGC(d, w->gc);
-  XDestroyWindow(d, w->xwin);
-  if (w->colormap) XFreeColormap(d, w->colormap);
-  w->ic = nullptr;
-  w->gc = nullptr;
-  w->xwin = 0;
-  w->colormap = 0;
-  w->mapped = false;
+  if (!w->native) return;
+  if (d) {
+    if (native(w)->ic) XDestroyIC(native(w)->ic);
+    if (native(w)->gc) XFreeGC(d, native(w)->gc);
+    XDestroyWindow(d, native(w)->xwin);
+    if (native(w)->colormap) XFreeColormap(d, native(w)->colormap);
+  }
+  native(w)->~Native();
+  std::free(w->native);
+  w->native = nullptr;
   w->has_focus = false;
 }
 
 void x_configure(Wnd* w) {
-  if (!conn.display || !w->xwin) return;
+  if (!conn.display || !xwin_of(w)) return;
   if (!(w->style & WS_THICKFRAME)) apply_style(w);  // the fixed size moves with the window
   // Configure events from before this request describe a state this request replaces.
-  w->configure_serial = NextRequest(conn.display);
-  XMoveResizeWindow(conn.display, w->xwin, w->x, w->y, static_cast<unsigned>(std::max(1, w->cw)),
+  native(w)->configure_serial = NextRequest(conn.display);
+  XMoveResizeWindow(conn.display, native(w)->xwin, w->x, w->y, static_cast<unsigned>(std::max(1, w->cw)),
                     static_cast<unsigned>(std::max(1, w->ch)));
   XFlush(conn.display);
 }
 
 void x_map(Wnd* w, bool activate) {
-  if (!conn.display || !w->xwin) return;
-  w->focus_on_map = activate;
+  if (!conn.display || !xwin_of(w)) return;
+  native(w)->focus_on_map = activate;
   if (activate)
-    XMapRaised(conn.display, w->xwin);
+    XMapRaised(conn.display, native(w)->xwin);
   else
-    XMapWindow(conn.display, w->xwin);
+    XMapWindow(conn.display, native(w)->xwin);
   XFlush(conn.display);
 }
 
 void x_unmap(Wnd* w) {
-  if (!conn.display || !w->xwin) return;
-  XWithdrawWindow(conn.display, w->xwin, conn.screen);
+  if (!conn.display || !xwin_of(w)) return;
+  XWithdrawWindow(conn.display, native(w)->xwin, conn.screen);
   XFlush(conn.display);
 }
 
 void grab_pointer(Wnd* w) {
-  if (!conn.display || !w->xwin) return;
-  XGrabPointer(conn.display, w->xwin, False,
+  if (!conn.display || !xwin_of(w)) return;
+  XGrabPointer(conn.display, native(w)->xwin, False,
                ButtonPressMask | ButtonReleaseMask | PointerMotionMask, GrabModeAsync,
                GrabModeAsync, None, None, CurrentTime);
   XFlush(conn.display);

@@ -1,27 +1,27 @@
 // The default window procedure, and mouse capture.
-#include "x11_p.h"
+#include "core_p.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
-namespace quelt::x11 {
+namespace quelt::platform {
 namespace {
 
 HWND capture = nullptr;
 
 }  // namespace
 
-}  // namespace quelt::x11
+}  // namespace quelt::platform
 
-using namespace quelt::x11;
+using namespace quelt::platform;
 
 HWND SetCapture(HWND hwnd) {
   Wnd* w = wnd_get(hwnd);
   if (!w) return nullptr;
   HWND previous = IsWindow(capture) ? capture : nullptr;
   capture = hwnd;
-  grab_pointer(w);
+  system_backend().grab_pointer(w);
   if (previous && previous != hwnd)
     SendMessageW(previous, WM_CAPTURECHANGED, 0, reinterpret_cast<LPARAM>(hwnd));
   return previous;
@@ -31,10 +31,7 @@ BOOL ReleaseCapture(void) {
   HWND previous = capture;
   if (!previous) return TRUE;
   capture = nullptr;
-  if (conn.display) {
-    XUngrabPointer(conn.display, CurrentTime);
-    XFlush(conn.display);
-  }
+  system_backend().ungrab_pointer();
   SendMessageW(previous, WM_CAPTURECHANGED, 0, 0);
   return TRUE;
 }
@@ -59,8 +56,8 @@ LRESULT DefWindowProcW(HWND hwnd, UINT message, WPARAM wparam, LPARAM lparam) {
       copy[length] = 0;
       std::free(w->text);
       w->text = copy;
-      apply_title(w);
-      if (conn.display) XFlush(conn.display);
+      system_backend().set_title(w);
+      system_backend().flush();
       return TRUE;
     }
     case WM_CLOSE: DestroyWindow(hwnd); return 0;

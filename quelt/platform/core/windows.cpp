@@ -1,13 +1,13 @@
 // Window classes and the life of windows: registration, creation with the messages Win32 sends
 // for it, destruction, SendMessageW, and the window longs and styles.
-#include "x11_p.h"
+#include "core_p.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
-namespace quelt::x11 {
+namespace quelt::platform {
 namespace {
 
 WindowClass* classes = nullptr;
@@ -36,17 +36,11 @@ WindowClass* find_class(LPCWSTR name) {
 
 Wnd* wnd_get(HWND hwnd) { return static_cast<Wnd*>(handle_object(hwnd, Kind::window)); }
 
-Wnd* wnd_by_xid(Window xwin) {
-  for (Wnd* w = windows; w; w = w->next)
-    if (w->xwin == xwin) return w;
-  return nullptr;
-}
-
 Wnd* wnd_first() { return windows; }
 
-}  // namespace quelt::x11
+}  // namespace quelt::platform
 
-using namespace quelt::x11;
+using namespace quelt::platform;
 
 ATOM RegisterClassW(const WNDCLASSW* wc) {
   if (!wc || !wc->lpfnWndProc || !wc->lpszClassName ||
@@ -97,10 +91,11 @@ HWND CreateWindowExW(DWORD ex_style, LPCWSTR class_name, LPCWSTR title, DWORD st
   w->y = y;
   w->cw = std::clamp(width, 0, kMaxSize);
   w->ch = std::clamp(height, 0, kMaxSize);
-  if (!connect() || !make_xwindow(w)) {
+  backend& system = system_backend();
+  if (!system.open() || !system.create(w)) {
     handle_drop(hwnd);
     std::free(w);
-    disconnect_if_idle();
+    system.close_if_idle();
     return nullptr;
   }
   w->next = windows;
@@ -141,14 +136,15 @@ BOOL DestroyWindow(HWND hwnd) {
       *p = w->next;
       break;
     }
-  destroy_xwindow(w);
-  if (conn.display) XFlush(conn.display);
+  backend& system = system_backend();
+  system.destroy(w);
+  system.flush();
   queue_purge(hwnd);
   handle_drop(hwnd);
   std::free(w->text);
   w->~Wnd();
   std::free(w);
-  disconnect_if_idle();
+  system.close_if_idle();
   return TRUE;
 }
 
@@ -193,22 +189,25 @@ LONG SetWindowLongW(HWND hwnd, int index, LONG value) {
   if (index == GWL_STYLE) {
     // The state bits follow ShowWindow, not the style word.
     w->style = change.styleNew & ~static_cast<DWORD>(WS_VISIBLE | WS_MINIMIZE | WS_MAXIMIZE);
-    apply_style(w);
+    system_backend().set_style(w);
   } else {
     DWORD before = w->exstyle;
     w->exstyle = change.styleNew;
-    // Layered or not decides the visual, and an X window keeps its visual for life: remake it.
-    if (((before ^ w->exstyle) & WS_EX_LAYERED) && conn.argb_visual && conn.display) {
+    // Layered or not decides what the native window is made on (per-pixel alpha or not), which
+    // a native window keeps for life: it is made anew.
+    if ((before ^ w->exstyle) & WS_EX_LAYERED) {
+      backend& system = system_backend();
       bool grabbed = GetCapture() == hwnd;
       bool focused = w->has_focus;
-      destroy_xwindow(w);
-      if (make_xwindow(w)) {
-        if (w->visible && !w->minimized) x_map(w, focused);
-        if (grabbed) grab_pointer(w);
+      system.destroy(w);
+      w->has_focus = false;
+      if (system.create(w)) {
+        if (w->visible && !w->minimized) system.show(w, focused);
+        if (grabbed) system.grab_pointer(w);
       }
     }
   }
-  if (conn.display) XFlush(conn.display);
+  system_backend().flush();
   SendMessageW(hwnd, WM_STYLECHANGED, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(&change));
   return old;
 }

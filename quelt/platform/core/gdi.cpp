@@ -1,16 +1,13 @@
-// Device contexts, DIB sections, brushes and BitBlt of the X11 layer, and the one way pixels
-// reach a window: present(), with MIT-SHM when it can and XPutImage otherwise.
-#include "x11_p.h"
-
-#include <sys/ipc.h>
-#include <sys/shm.h>
+// Device contexts, DIB sections, brushes and BitBlt of the Win32 core. Pixels reach a window
+// through the backend's present(), from memory the backend may have made for it.
+#include "core_p.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
-namespace quelt::x11 {
+namespace quelt::platform {
 namespace {
 
 template <typename T>
@@ -19,63 +16,11 @@ T* make_object() {
   return memory ? new (memory) T{} : nullptr;
 }
 
-// Attaches the bitmap's segment to the current connection, once per connection. A segment
-// that the server can't attach (a display on another machine) turns shared memory off for the
-// connection; the bitmap's memory then goes out through XPutImage.
-bool attach(Bitmap* b) {
-  if (!b->shared || !conn.display || !conn.shm || ImageByteOrder(conn.display) != LSBFirst)
-    return false;
-  if (b->attached_epoch == conn.epoch) return b->attached;
-  b->attached_epoch = conn.epoch;
-  b->attached = false;
-  b->segment.readOnly = True;
-  errors_reset();
-  if (!XShmAttach(conn.display, &b->segment)) return false;
-  if (errors_sync() != 0) return false;
-  b->attached = true;
-  return true;
-}
-
-void detach(Bitmap* b) {
-  if (b->attached && b->attached_epoch == conn.epoch && conn.display) {
-    XShmDetach(conn.display, &b->segment);
-    XSync(conn.display, False);
-  }
-  b->attached = false;
-}
-
-// Shared memory for a new bitmap, when a connection with MIT-SHM is open. The segment is
-// marked for removal once the server has it, so that nothing outlives the process.
-void try_shared(Bitmap* b, size_t bytes) {
-  int id = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
-  if (id < 0) return;
-  void* address = shmat(id, nullptr, 0);
-  if (address == reinterpret_cast<void*>(-1)) {
-    shmctl(id, IPC_RMID, nullptr);
-    return;
-  }
-  b->shared = true;
-  b->segment.shmid = id;
-  b->segment.shmaddr = static_cast<char*>(address);
-  b->bits = static_cast<uint8_t*>(address);
-  bool ok = attach(b);
-  shmctl(id, IPC_RMID, nullptr);
-  if (!ok) {
-    conn.shm = false;
-    shmdt(address);
-    b->shared = false;
-    b->segment = {};
-    b->bits = nullptr;
-  }
-}
-
 void free_bitmap(Bitmap* b) {
-  if (b->shared) {
-    detach(b);
-    shmdt(b->bits);
-  } else {
+  if (b->native)
+    system_backend().free_bits(b);
+  else
     std::free(b->bits);
-  }
   std::free(b);
 }
 
@@ -104,115 +49,15 @@ bool clip_blit(Blit& b, int sw, int sh, const RECT& dst) {
   return b.w > 0 && b.h > 0;
 }
 
-// A visual whose pixels are 32-bit words 0x??RRGGBB takes the bitmap's bytes as they are.
-int mask_shift(unsigned long mask) {
-  int shift = 0;
-  while (mask && !(mask & 1)) {
-    mask >>= 1;
-    ++shift;
-  }
-  return shift;
-}
-
-int mask_bits(unsigned long mask) {
-  int bits = 0;
-  for (; mask; mask >>= 1) bits += static_cast<int>(mask & 1);
-  return bits;
-}
-
-unsigned long channel(unsigned value, unsigned long mask) {
-  int bits = mask_bits(mask);
-  if (bits == 0) return 0;
-  unsigned long v = bits >= 8 ? static_cast<unsigned long>(value) << (bits - 8) : value >> (8 - bits);
-  return (v << mask_shift(mask)) & mask;
-}
-
-// The slow way for visuals of other layouts: pixel by pixel through Xlib's own conversion.
-void present_converted(Wnd* w, const uint8_t* bits, int stride_px, int sx, int sy, int dx, int dy,
-                       int width, int height) {
-  XImage* image = XCreateImage(conn.display, w->visual, static_cast<unsigned>(w->depth), ZPixmap,
-                               0, nullptr, static_cast<unsigned>(width),
-                               static_cast<unsigned>(height), 32, 0);
-  if (!image) return;
-  image->data = static_cast<char*>(
-      std::malloc(static_cast<size_t>(image->bytes_per_line) * static_cast<size_t>(height)));
-  if (!image->data) {
-    XDestroyImage(image);
-    return;
-  }
-  for (int y = 0; y < height; ++y) {
-    const uint8_t* p = bits + (static_cast<size_t>(sy + y) * stride_px + sx) * 4;
-    for (int x = 0; x < width; ++x, p += 4) {
-      unsigned long pixel = channel(p[2], w->visual->red_mask) |
-                            channel(p[1], w->visual->green_mask) |
-                            channel(p[0], w->visual->blue_mask);
-      XPutPixel(image, x, y, pixel);
-    }
-  }
-  XPutImage(conn.display, w->xwin, w->gc, image, 0, 0, dx, dy, static_cast<unsigned>(width),
-            static_cast<unsigned>(height));
-  XDestroyImage(image);
-}
-
 }  // namespace
-
-bool direct_visual(Visual* visual, int depth) {
-  if (!conn.display || !visual || visual->c_class != TrueColor || visual->red_mask != 0xFF0000 ||
-      visual->green_mask != 0xFF00 || visual->blue_mask != 0xFF)
-    return false;
-  int count = 0;
-  bool direct = false;
-  if (XPixmapFormatValues* formats = XListPixmapFormats(conn.display, &count)) {
-    for (int i = 0; i < count; ++i)
-      if (formats[i].depth == depth) direct = formats[i].bits_per_pixel == 32;
-    XFree(formats);
-  }
-  return direct;
-}
 
 Dc* dc_get(HDC dc) { return static_cast<Dc*>(handle_object(dc, Kind::dc)); }
 
 Bitmap* bitmap_get(HGDIOBJ bitmap) { return static_cast<Bitmap*>(handle_object(bitmap, Kind::bitmap)); }
 
-void present(Wnd* w, const uint8_t* bits, int stride_px, int rows, Bitmap* shared, int sx, int sy,
-             int dx, int dy, int width, int height) {
-  Display* display = conn.display;
-  if (!display || !w->xwin || width <= 0 || height <= 0) return;
-  if (w->direct) {
-    XImage image{};
-    image.width = stride_px;
-    image.height = rows;
-    image.format = ZPixmap;
-    image.data = reinterpret_cast<char*>(const_cast<uint8_t*>(bits));
-    image.byte_order = LSBFirst;
-    image.bitmap_unit = 32;
-    image.bitmap_bit_order = LSBFirst;
-    image.bitmap_pad = 32;
-    image.depth = w->depth;
-    image.bytes_per_line = stride_px * 4;
-    image.bits_per_pixel = 32;
-    image.red_mask = 0xFF0000;
-    image.green_mask = 0xFF00;
-    image.blue_mask = 0xFF;
-    XInitImage(&image);
-    if (shared && attach(shared)) {
-      image.obdata = reinterpret_cast<char*>(&shared->segment);
-      XShmPutImage(display, w->xwin, w->gc, &image, sx, sy, dx, dy, static_cast<unsigned>(width),
-                   static_cast<unsigned>(height), False);
-    } else {
-      XPutImage(display, w->xwin, w->gc, &image, sx, sy, dx, dy, static_cast<unsigned>(width),
-                static_cast<unsigned>(height));
-    }
-  } else {
-    present_converted(w, bits, stride_px, sx, sy, dx, dy, width, height);
-  }
-  // The copy is done when the call returns, as a GDI blit is: the caller may draw at once.
-  XSync(display, False);
-}
+}  // namespace quelt::platform
 
-}  // namespace quelt::x11
-
-using namespace quelt::x11;
+using namespace quelt::platform;
 
 HDC GetDC(HWND window) {
   Dc* dc = make_object<Dc>();
@@ -228,7 +73,7 @@ HDC GetDC(HWND window) {
     dc->clip = RECT{0, 0, w->minimized ? 0 : w->cw, w->minimized ? 0 : w->ch};
   } else {
     dc->type = DcType::screen;
-    dc->dpi = display_dpi();
+    dc->dpi = system_backend().resolution();
   }
   HDC handle = static_cast<HDC>(handle_new(Kind::dc, dc));
   if (!handle) std::free(dc);
@@ -243,13 +88,19 @@ int ReleaseDC(HWND window, HDC dc) {
   return 1;
 }
 
+int GetSystemMetrics(int index) {
+  int width = 0, height = 0;
+  if (index == SM_CXSCREEN || index == SM_CYSCREEN) system_backend().screen_size(&width, &height);
+  return index == SM_CXSCREEN ? width : index == SM_CYSCREEN ? height : 0;
+}
+
 int GetDeviceCaps(HDC dc, int index) {
   Dc* d = dc_get(dc);
   if (!d) return 0;
   switch (index) {
     case LOGPIXELSX:
     case LOGPIXELSY:
-      if (d->dpi == 0) d->dpi = display_dpi();
+      if (d->dpi == 0) d->dpi = system_backend().resolution();
       return d->dpi;
     case HORZRES: return GetSystemMetrics(SM_CXSCREEN);
     case VERTRES: return GetSystemMetrics(SM_CYSCREEN);
@@ -295,8 +146,7 @@ HBITMAP CreateDIBSection(HDC, const BITMAPINFO* info, UINT usage, void** bits, v
   if (!b) return nullptr;
   b->width = h.biWidth;
   b->height = static_cast<int>(height);
-  if (conn.display && conn.shm) try_shared(b, static_cast<size_t>(bytes));
-  if (!b->bits) {
+  if (!system_backend().new_bits(b, static_cast<size_t>(bytes))) {
     b->bits = static_cast<uint8_t*>(std::calloc(static_cast<size_t>(bytes), 1));
     if (!b->bits) {
       std::free(b);
@@ -385,8 +235,7 @@ BOOL BitBlt(HDC dst, int x, int y, int width, int height, HDC src, int src_x, in
   limit.right = std::min<LONG>(limit.right, w->minimized ? 0 : w->cw);
   limit.bottom = std::min<LONG>(limit.bottom, w->minimized ? 0 : w->ch);
   if (!clip_blit(b, from->width, from->height, limit)) return TRUE;
-  present(w, from->bits, from->width, from->height, from, static_cast<int>(b.sx),
-          static_cast<int>(b.sy), static_cast<int>(b.x), static_cast<int>(b.y),
-          static_cast<int>(b.w), static_cast<int>(b.h));
+  system_backend().present(w, from, static_cast<int>(b.sx), static_cast<int>(b.sy), static_cast<int>(b.x),
+                           static_cast<int>(b.y), static_cast<int>(b.w), static_cast<int>(b.h));
   return TRUE;
 }

@@ -1,11 +1,11 @@
 // Painting: the update region of a window (kept as its bounding box), WM_PAINT through
 // RedrawWindow, BeginPaint and EndPaint, and the pixels of a layered window.
-#include "x11_p.h"
+#include "core_p.h"
 
 #include <algorithm>
 #include <cstdint>
 
-namespace quelt::x11 {
+namespace quelt::platform {
 
 void invalidate(Wnd* w, const RECT* rect, bool erase) {
   if (!w->visible || w->minimized) return;  // only what can be seen is ever painted
@@ -29,9 +29,9 @@ void invalidate(Wnd* w, const RECT* rect, bool erase) {
   w->erase = w->erase || erase;
 }
 
-}  // namespace quelt::x11
+}  // namespace quelt::platform
 
-using namespace quelt::x11;
+using namespace quelt::platform;
 
 BOOL InvalidateRect(HWND hwnd, const RECT* rect, BOOL erase) {
   Wnd* w = wnd_get(hwnd);
@@ -77,7 +77,7 @@ HDC BeginPaint(HWND hwnd, PAINTSTRUCT* paint) {
 
 BOOL EndPaint(HWND hwnd, const PAINTSTRUCT* paint) {
   if (paint) ReleaseDC(hwnd, paint->hdc);
-  if (conn.display) XFlush(conn.display);
+  system_backend().flush();
   return TRUE;
 }
 
@@ -107,6 +107,6 @@ BOOL UpdateLayeredWindow(HWND hwnd, HDC, POINT* dst_point, SIZE* size, HDC src, 
   int sx = src_point ? src_point->x : 0;
   int sy = src_point ? src_point->y : 0;
   if (sx < 0 || sy < 0 || int64_t{sx} + cw > b->width || int64_t{sy} + ch > b->height) return FALSE;
-  present(w, b->bits, b->width, b->height, b, sx, sy, 0, 0, std::min(cw, w->cw), std::min(ch, w->ch));
+  system_backend().present(w, b, sx, sy, 0, 0, std::min(cw, w->cw), std::min(ch, w->ch));
   return TRUE;
 }

@@ -1,11 +1,11 @@
-// The handle table of the X11 layer. A handle is (generation << kIndexBits) | index; the slot
+// The handle table of the Win32 core. A handle is (generation << kIndexBits) | index; the slot
 // keeps the generation it was handed out with, and releasing a slot moves its generation on.
 // A stale handle thus finds a slot of another generation and is refused, as Win32 refuses a
 // handle whose object is gone. The table is a fixed array (no allocation, no failure for the
 // first 16,383 objects, about Win32's own limit of GDI objects per process).
-#include "x11_p.h"
+#include "core_p.h"
 
-namespace quelt::x11 {
+namespace quelt::platform {
 namespace {
 
 constexpr unsigned kIndexBits = 14;
@@ -104,4 +104,4 @@ HCURSOR stock_cursor() {
   return reinterpret_cast<HCURSOR>(make(kStockCursor));
 }
 
-}  // namespace quelt::x11
+}  // namespace quelt::platform

@@ -1,16 +1,18 @@
-// Keys and text: X keysyms to Win32 virtual-key codes, key codes to PC scan codes, keysyms to
-// characters when no input method answers, and the UTF-8 / UTF-16 conversions of the layer.
-#include "x11_p.h"
+// Keys and text for every backend: keysyms to Win32 virtual-key codes, key codes to PC scan
+// codes, keysyms to characters when no input method answers, and the UTF-8 / UTF-16
+// conversions. Keysyms are the X keysym values, which X11 and xkbcommon share; the header that
+// names them is macros only.
+#include "core_p.h"
 
 #include <X11/keysym.h>
 
 #include <cstdlib>
 
-namespace quelt::x11 {
+namespace quelt::platform {
 namespace {
 
 struct KeyName {
-  KeySym keysym;
+  uint32_t keysym;
   UINT vk;
 };
 
@@ -34,7 +36,9 @@ constexpr KeyName kNamed[] = {
     {XK_apostrophe, 0xDE}, {XK_less, 0xE2},
 };
 
-UINT vk_of_keysym(KeySym k) {
+}  // namespace
+
+UINT vk_of_keysym(uint32_t k) {
   if (k >= XK_a && k <= XK_z) return static_cast<UINT>(k - XK_a + 'A');
   if (k >= XK_A && k <= XK_Z) return static_cast<UINT>(k);
   if (k >= XK_0 && k <= XK_9) return static_cast<UINT>(k);
@@ -58,20 +62,6 @@ UINT vk_of_position(unsigned keycode) {
   return 0;
 }
 
-}  // namespace
-
-UINT virtual_key(XKeyEvent* ev, KeySym* keysym_out) {
-  KeySym keysym = XLookupKeysym(ev, 0);
-  // With Num Lock on, the keypad types digits: the second keysym of the key names it.
-  if (keysym >= XK_KP_Home && keysym <= XK_KP_Delete && (ev->state & Mod2Mask)) {
-    KeySym shifted = XLookupKeysym(ev, 1);
-    if (shifted != NoSymbol) keysym = shifted;
-  }
-  if (keysym_out) *keysym_out = keysym;
-  UINT vk = vk_of_keysym(keysym);
-  return vk ? vk : vk_of_position(ev->keycode);
-}
-
 DWORD key_lparam_bits(unsigned keycode) {
   // evdev key codes are Linux input codes + 8; below 89 those equal PC scan codes. The
   // navigation block and the right-hand modifiers are "extended" keys with their own codes.
@@ -89,7 +79,7 @@ DWORD key_lparam_bits(unsigned keycode) {
   return code < 89 ? code << 16 : 0;
 }
 
-uint32_t keysym_to_ucs(KeySym k) {
+uint32_t keysym_to_ucs(uint32_t k) {
   if ((k >= 0x20 && k <= 0x7E) || (k >= 0xA0 && k <= 0xFF)) return static_cast<uint32_t>(k);
   if (k >= 0x01000100 && k <= 0x0110FFFF) return static_cast<uint32_t>(k - 0x01000000);
   switch (k) {
@@ -186,4 +176,4 @@ char* utf16_to_utf8(const WCHAR* text) {
   return out;
 }
 
-}  // namespace quelt::x11
+}  // namespace quelt::platform

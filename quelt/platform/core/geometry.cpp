@@ -1,16 +1,16 @@
 // Placement and sizing of windows with the messages Win32 sends for them (WM_WINDOWPOSCHANGING,
 // WM_GETMINMAXINFO, WM_WINDOWPOSCHANGED), showing and hiding, and the caption.
-#include "x11_p.h"
+#include "core_p.h"
 
 #include <algorithm>
 #include <cstdint>
 
-namespace quelt::x11 {
+namespace quelt::platform {
 
 void default_minmax(const Wnd* w, MINMAXINFO* info) {
   *info = MINMAXINFO{};
-  int sw = conn.display ? DisplayWidth(conn.display, conn.screen) : 0;
-  int sh = conn.display ? DisplayHeight(conn.display, conn.screen) : 0;
+  int sw = 0, sh = 0;
+  system_backend().screen_size(&sw, &sh);
   info->ptMaxSize = POINT{sw + w->frame_left + w->frame_right, sh + w->frame_top + w->frame_bottom};
   info->ptMaxPosition = POINT{-w->frame_left, -w->frame_top};
   info->ptMinTrackSize = POINT{w->frame_left + w->frame_right, w->frame_top + w->frame_bottom};
@@ -44,15 +44,16 @@ BOOL apply_pos(HWND hwnd, WINDOWPOS pos) {
     w->cw = cw;
     w->ch = ch;
   }
-  if (moved || sized) x_configure(w);
-  if (pos.flags & SWP_FRAMECHANGED) apply_style(w);
+  backend& system = system_backend();
+  if (moved || sized) system.place(w);
+  if (pos.flags & SWP_FRAMECHANGED) system.set_style(w);
   if ((pos.flags & SWP_SHOWWINDOW) && !w->visible) {
     w->visible = true;
-    if (!w->minimized) x_map(w, !(pos.flags & SWP_NOACTIVATE));
+    if (!w->minimized) system.show(w, !(pos.flags & SWP_NOACTIVATE));
   } else if ((pos.flags & SWP_HIDEWINDOW) && w->visible) {
     w->visible = false;
     w->dirty = w->erase = false;
-    x_unmap(w);
+    system.hide(w);
   }
   if (!moved) pos.flags |= kNoClientMove;
   if (!sized) pos.flags |= kNoClientSize;
@@ -68,13 +69,13 @@ void restore(HWND hwnd) {
   Wnd* w = wnd_get(hwnd);
   if (!w || !w->minimized) return;
   w->minimized = false;
-  if (w->visible) x_map(w, true);
+  if (w->visible) system_backend().show(w, true);
   send_pos_changed(hwnd, SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOMOVE | kNoClientMove);
 }
 
-}  // namespace quelt::x11
+}  // namespace quelt::platform
 
-using namespace quelt::x11;
+using namespace quelt::platform;
 
 BOOL SetWindowPos(HWND hwnd, HWND after, int x, int y, int width, int height, UINT flags) {
   Wnd* w = wnd_get(hwnd);
