@@ -114,7 +114,7 @@ char* utf16_to_utf8(const WCHAR* text);  // malloc'd, or null
 size_t wide_length(const WCHAR* text);
 
 // ---- For backends: native events into the core ---------------------------------------------
-// Keys are named by X keysyms and evdev key codes (+ 8), which X11 and xkbcommon share.
+// Keys are named by keysyms and evdev key codes (+ 8), as xkbcommon names them.
 UINT vk_of_keysym(uint32_t keysym);    // 0 for a keysym that names no virtual key
 UINT vk_of_position(unsigned keycode); // letters and digits by their place on a PC keyboard
 uint32_t keysym_to_ucs(uint32_t keysym);  // 0 when the keysym types no character

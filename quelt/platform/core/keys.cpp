@@ -1,10 +1,9 @@
 // Keys and text for every backend: keysyms to Win32 virtual-key codes, key codes to PC scan
 // codes, keysyms to characters when no input method answers, and the UTF-8 / UTF-16
-// conversions. Keysyms are the X keysym values, which X11 and xkbcommon share; the header that
-// names them is macros only.
+// conversions. Keysyms are the values xkbcommon names, which every backend's keyboard shares.
 #include "core_p.h"
 
-#include <X11/keysym.h>
+#include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <cstdlib>
 
@@ -18,32 +17,37 @@ struct KeyName {
 
 // Keys that are not letters, digits or the punctuation of a US keyboard.
 constexpr KeyName kNamed[] = {
-    {XK_BackSpace, 0x08}, {XK_Tab, 0x09}, {XK_ISO_Left_Tab, 0x09}, {XK_Return, 0x0D},
-    {XK_KP_Enter, 0x0D}, {XK_Pause, 0x13}, {XK_Scroll_Lock, 0x91}, {XK_Sys_Req, 0x2C},
-    {XK_Escape, 0x1B}, {XK_Delete, 0x2E}, {XK_Home, 0x24}, {XK_Left, 0x25}, {XK_Up, 0x26},
-    {XK_Right, 0x27}, {XK_Down, 0x28}, {XK_Prior, 0x21}, {XK_Next, 0x22}, {XK_End, 0x23},
-    {XK_Print, 0x2C}, {XK_Insert, 0x2D}, {XK_Menu, 0x5D}, {XK_Num_Lock, 0x90},
-    {XK_KP_Home, 0x24}, {XK_KP_Left, 0x25}, {XK_KP_Up, 0x26}, {XK_KP_Right, 0x27},
-    {XK_KP_Down, 0x28}, {XK_KP_Prior, 0x21}, {XK_KP_Next, 0x22}, {XK_KP_End, 0x23},
-    {XK_KP_Begin, 0x0C}, {XK_KP_Insert, 0x2D}, {XK_KP_Delete, 0x2E}, {XK_KP_Multiply, 0x6A},
-    {XK_KP_Add, 0x6B}, {XK_KP_Separator, 0x6C}, {XK_KP_Subtract, 0x6D}, {XK_KP_Decimal, 0x6E},
-    {XK_KP_Divide, 0x6F}, {XK_Shift_L, 0x10}, {XK_Shift_R, 0x10}, {XK_Control_L, 0x11},
-    {XK_Control_R, 0x11}, {XK_Caps_Lock, 0x14}, {XK_Alt_L, 0x12}, {XK_Alt_R, 0x12},
-    {XK_ISO_Level3_Shift, 0x12}, {XK_Meta_L, 0x5B}, {XK_Meta_R, 0x5C}, {XK_Super_L, 0x5B},
-    {XK_Super_R, 0x5C}, {XK_space, 0x20}, {XK_semicolon, 0xBA}, {XK_equal, 0xBB},
-    {XK_comma, 0xBC}, {XK_minus, 0xBD}, {XK_period, 0xBE}, {XK_slash, 0xBF}, {XK_grave, 0xC0},
-    {XK_bracketleft, 0xDB}, {XK_backslash, 0xDC}, {XK_bracketright, 0xDD},
-    {XK_apostrophe, 0xDE}, {XK_less, 0xE2},
+    {XKB_KEY_BackSpace, 0x08}, {XKB_KEY_Tab, 0x09}, {XKB_KEY_ISO_Left_Tab, 0x09},
+    {XKB_KEY_Return, 0x0D}, {XKB_KEY_KP_Enter, 0x0D}, {XKB_KEY_Pause, 0x13},
+    {XKB_KEY_Scroll_Lock, 0x91}, {XKB_KEY_Sys_Req, 0x2C}, {XKB_KEY_Escape, 0x1B},
+    {XKB_KEY_Delete, 0x2E}, {XKB_KEY_Home, 0x24}, {XKB_KEY_Left, 0x25}, {XKB_KEY_Up, 0x26},
+    {XKB_KEY_Right, 0x27}, {XKB_KEY_Down, 0x28}, {XKB_KEY_Prior, 0x21}, {XKB_KEY_Next, 0x22},
+    {XKB_KEY_End, 0x23}, {XKB_KEY_Print, 0x2C}, {XKB_KEY_Insert, 0x2D}, {XKB_KEY_Menu, 0x5D},
+    {XKB_KEY_Num_Lock, 0x90}, {XKB_KEY_KP_Home, 0x24}, {XKB_KEY_KP_Left, 0x25},
+    {XKB_KEY_KP_Up, 0x26}, {XKB_KEY_KP_Right, 0x27}, {XKB_KEY_KP_Down, 0x28},
+    {XKB_KEY_KP_Prior, 0x21}, {XKB_KEY_KP_Next, 0x22}, {XKB_KEY_KP_End, 0x23},
+    {XKB_KEY_KP_Begin, 0x0C}, {XKB_KEY_KP_Insert, 0x2D}, {XKB_KEY_KP_Delete, 0x2E},
+    {XKB_KEY_KP_Multiply, 0x6A}, {XKB_KEY_KP_Add, 0x6B}, {XKB_KEY_KP_Separator, 0x6C},
+    {XKB_KEY_KP_Subtract, 0x6D}, {XKB_KEY_KP_Decimal, 0x6E}, {XKB_KEY_KP_Divide, 0x6F},
+    {XKB_KEY_Shift_L, 0x10}, {XKB_KEY_Shift_R, 0x10}, {XKB_KEY_Control_L, 0x11},
+    {XKB_KEY_Control_R, 0x11}, {XKB_KEY_Caps_Lock, 0x14}, {XKB_KEY_Alt_L, 0x12},
+    {XKB_KEY_Alt_R, 0x12}, {XKB_KEY_ISO_Level3_Shift, 0x12}, {XKB_KEY_Meta_L, 0x5B},
+    {XKB_KEY_Meta_R, 0x5C}, {XKB_KEY_Super_L, 0x5B}, {XKB_KEY_Super_R, 0x5C}, {XKB_KEY_space, 0x20},
+    {XKB_KEY_semicolon, 0xBA}, {XKB_KEY_equal, 0xBB}, {XKB_KEY_comma, 0xBC}, {XKB_KEY_minus, 0xBD},
+    {XKB_KEY_period, 0xBE}, {XKB_KEY_slash, 0xBF}, {XKB_KEY_grave, 0xC0},
+    {XKB_KEY_bracketleft, 0xDB}, {XKB_KEY_backslash, 0xDC}, {XKB_KEY_bracketright, 0xDD},
+    {XKB_KEY_apostrophe, 0xDE}, {XKB_KEY_less, 0xE2},
 };
 
 }  // namespace
 
 UINT vk_of_keysym(uint32_t k) {
-  if (k >= XK_a && k <= XK_z) return static_cast<UINT>(k - XK_a + 'A');
-  if (k >= XK_A && k <= XK_Z) return static_cast<UINT>(k);
-  if (k >= XK_0 && k <= XK_9) return static_cast<UINT>(k);
-  if (k >= XK_KP_0 && k <= XK_KP_9) return static_cast<UINT>(0x60 + (k - XK_KP_0));
-  if (k >= XK_F1 && k <= XK_F24) return static_cast<UINT>(0x70 + (k - XK_F1));
+  if (k >= XKB_KEY_a && k <= XKB_KEY_z) return static_cast<UINT>(k - XKB_KEY_a + 'A');
+  if (k >= XKB_KEY_A && k <= XKB_KEY_Z) return static_cast<UINT>(k);
+  if (k >= XKB_KEY_0 && k <= XKB_KEY_9) return static_cast<UINT>(k);
+  if (k >= XKB_KEY_KP_0 && k <= XKB_KEY_KP_9)
+    return static_cast<UINT>(0x60 + (k - XKB_KEY_KP_0));
+  if (k >= XKB_KEY_F1 && k <= XKB_KEY_F24) return static_cast<UINT>(0x70 + (k - XKB_KEY_F1));
   for (const KeyName& n : kNamed)
     if (n.keysym == k) return n.vk;
   return 0;
@@ -83,21 +87,22 @@ uint32_t keysym_to_ucs(uint32_t k) {
   if ((k >= 0x20 && k <= 0x7E) || (k >= 0xA0 && k <= 0xFF)) return static_cast<uint32_t>(k);
   if (k >= 0x01000100 && k <= 0x0110FFFF) return static_cast<uint32_t>(k - 0x01000000);
   switch (k) {
-    case XK_BackSpace: return 0x08;
-    case XK_Tab: return 0x09;
-    case XK_Return:
-    case XK_KP_Enter: return 0x0D;
-    case XK_Escape: return 0x1B;
-    case XK_EuroSign: return 0x20AC;
-    case XK_KP_Space: return 0x20;
-    case XK_KP_Multiply: return '*';
-    case XK_KP_Add: return '+';
-    case XK_KP_Subtract: return '-';
-    case XK_KP_Decimal: return '.';
-    case XK_KP_Divide: return '/';
+    case XKB_KEY_BackSpace: return 0x08;
+    case XKB_KEY_Tab: return 0x09;
+    case XKB_KEY_Return:
+    case XKB_KEY_KP_Enter: return 0x0D;
+    case XKB_KEY_Escape: return 0x1B;
+    case XKB_KEY_EuroSign: return 0x20AC;
+    case XKB_KEY_KP_Space: return 0x20;
+    case XKB_KEY_KP_Multiply: return '*';
+    case XKB_KEY_KP_Add: return '+';
+    case XKB_KEY_KP_Subtract: return '-';
+    case XKB_KEY_KP_Decimal: return '.';
+    case XKB_KEY_KP_Divide: return '/';
     default: break;
   }
-  if (k >= XK_KP_0 && k <= XK_KP_9) return static_cast<uint32_t>('0' + (k - XK_KP_0));
+  if (k >= XKB_KEY_KP_0 && k <= XKB_KEY_KP_9)
+    return static_cast<uint32_t>('0' + (k - XKB_KEY_KP_0));
   return 0;
 }
 
