@@ -709,12 +709,13 @@ static void draw_cube(sf_surface* s) {
 }
 
 static void draw_settings(sf_surface* s) {
-  const sf_rect p = app.lay.settings;
   arch_archive* a = archive();
   sync_settings();
   int row = 0;
   if (arch_first(a, "showcase") && arch_enter(a)) {
-    int32_t half = (p.right - p.left) / 2;
+    /* Two columns where each has room for a name and its value, else one. */
+    const int32_t columns = (app.lay.values.right - app.lay.values.left) / 2 >= S(130) ? 2 : 1;
+    const int32_t half = (app.lay.values.right - app.lay.values.left) / columns;
     for (int ok = arch_first(a, NULL); ok; ok = arch_next(a, NULL), ++row) {
       arch_entry* e = NULL;
       uint8_t* payload = NULL;
@@ -728,9 +729,9 @@ static void draw_settings(sf_surface* s) {
         if (size == 4) describe_setting(name, payload, value, sizeof value);
         arch_unlock(a);
       }
-      /* Two columns of lines, as many as fit above the buttons, each clipped to its column. */
+      /* The lines, as many as fit above the buttons, each clipped to its column. */
       const sf_rect v = app.lay.values;
-      int32_t x = v.left + S(6) + (row % 2) * half, y = v.top + S(12) + (row / 2) * S(19);
+      int32_t x = v.left + S(6) + (row % columns) * half, y = v.top + S(12) + (row / columns) * S(19);
       sf_rect column = showcase_rect(x, y - S(10), x + half - S(8) < v.right ? x + half - S(8) : v.right, y + S(10));
       if (column.bottom > v.bottom) continue;
       if (sf_push(s, &column)) {
