@@ -108,12 +108,13 @@ int host_find_font(const char* name, char* out, size_t size) {
 
 /* Other clients' windows may go away while the tree is walked (a program that has just ended):
    while the read-back's own connection is open, BadWindow on it means a window that isn't
-   there, and every other error goes where it went before. */
+   there, and BadMatch a window that does not lie wholly on the screen, which XGetImage cannot
+   read; every other error goes where it went before. */
 static Display* own_display;
 static XErrorHandler handler_before;
 
 static int ignore_vanished(Display* display, XErrorEvent* e) {
-  if (display == own_display && e->error_code == BadWindow) return 0;
+  if (display == own_display && (e->error_code == BadWindow || e->error_code == BadMatch)) return 0;
   return handler_before ? handler_before(display, e) : 0;
 }
 
@@ -196,7 +197,7 @@ int host_read_window(HWND hwnd, int32_t width, int32_t height, sf_surface* out) 
   else if (width < 1 || height < 1 || width > a.width || height > a.height)
     fprintf(stderr, "showcase: the window is %dx%d, not %dx%d\n", a.width, a.height, width, height);
   else if (!(image = XGetImage(display, w, 0, 0, (unsigned)width, (unsigned)height, AllPlanes, ZPixmap)))
-    fprintf(stderr, "showcase: XGetImage failed\n");
+    fprintf(stderr, "showcase: the window cannot be read back (is it wholly on the screen?)\n");
   else if (a.visual->class != TrueColor && a.visual->class != DirectColor)
     fprintf(stderr, "showcase: the window's visual is not true colour\n");
   else if (sf_create(out, width, height, 4)) {
