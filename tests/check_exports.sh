@@ -1,5 +1,6 @@
 #!/bin/sh
-# Compares the names that the library exports with the list of its interface: the dynamic
+# Compares the names that the library exports with the names its public headers declare with
+# QUELT_API (under the directory given as second argument): the dynamic
 # symbols that a shared object defines, or, when an objdump is given as third argument, the
 # export table of a DLL. AddressSanitizer adds an __odr_asan.<name> indicator beside each
 # exported datum: not interface.
@@ -20,9 +21,12 @@ else
   nm -D --defined-only "$lib" | awk '$2 ~ /^[TDBRVW]$/ {print $3}' |
     grep -v -x -E '__bss_start|_edata|_end|_init|_fini|__odr_asan\..*' | sort -u > "$have"
 fi
-cat "$dir"/*.txt | grep -v '^#' | grep -v '^$' | sort -u > "$want"
+# A declaration's name is the last word before its "(", "[" or ";" on the line of QUELT_API.
+find "$dir" -name '*.h' ! -name '*_p.h' -exec grep -h 'QUELT_API' {} + | grep -v '^[[:space:]]*#' |
+  sed -E 's/[(;[].*//' | awk '{print $NF}' | tr -d '*' | grep -x -E '[a-z][a-z0-9_]*' | sort -u > "$want"
+[ -s "$want" ] || { echo "no QUELT_API declarations under $dir"; exit 1; }
 if ! diff -u "$want" "$have"; then
-  echo "exported symbols differ from the interface list (- listed, + exported)"
+  echo "exported symbols differ from the headers' declarations (- declared, + exported)"
   exit 1
 fi
 echo "$(wc -l < "$have") symbols, as listed"
