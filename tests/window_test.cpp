@@ -33,6 +33,13 @@ constexpr uint32_t kWmSize = 5, kWmPaint = 15, kWmClose = 16, kWmEraseBkgnd = 20
                    kWmChar = 258, kWmMouseMove = 512, kWmLButtonDown = 513, kWmLButtonUp = 514,
                    kWmRButtonDown = 516, kWmRButtonUp = 517, kWmMouseWheel = 522;
 constexpr int32_t kStyle = -16, kExStyle = -20;
+#ifdef _WIN32  // Win32 adds bits of its own to the style words (clip siblings, window edge)
+constexpr uint32_t kStyleBits = 0x10CF0000;
+constexpr int32_t kExStyleBits = 0x80000;
+#else
+constexpr uint32_t kStyleBits = 0xFFFFFFFF;
+constexpr int32_t kExStyleBits = -1;
+#endif
 
 const uint16_t* text16(const char16_t* s) { return reinterpret_cast<const uint16_t*>(s); }
 quelt_lparam pack(int x, int y) {
@@ -210,9 +217,9 @@ TEST(Pixmap, CreateGivesZeroedTopDownSurfaceAndReleaseEmptiesIt) {
 TEST(Pixmap, FailuresTraceAndLeaveReleasableRecords) {
   struct { long fail_after; int32_t width, height; const char* what; bool dimensions_kept; } cases[] = {
       {-1, 0, 4, "CreateDIBSection", true},    // sizes no bitmap can have
-      {-1, 4, -1, "CreateDIBSection", true},
       {-1, 65536, 65536, "CreateDIBSection", true},
 #ifndef _WIN32
+      {-1, 4, -1, "CreateDIBSection", true},   // bottom-up: quelt's own DIB sections are top-down
       {0, 4, 4, "CreateCompatibleDC", false},  // the context
       {1, 4, 4, "CreateDIBSection", true},     // the bitmap's record
 #endif
@@ -256,7 +263,7 @@ TEST_F(Windows, SizesPlacesAndCaption) {
   // The size message comes inside the call, for a hidden window too, and remakes the surface.
   events.clear();
   ctl_window_movc(t.w, 300, 150, 40, 50);
-  EXPECT_EQ(events, std::vector<std::string>{"event 10"});
+  EXPECT_TRUE(seen("event 10"));
   EXPECT_EQ((std::vector{t.s->width, t.s->height, ctl_window_width(t.w), ctl_window_height(t.w)}),
             (std::vector{300, 150, 300, 150}));
   EXPECT_TRUE(host::pump_until([&] { return host::outer(t.w).left == 40 && host::outer(t.w).top == 50; }));
@@ -315,9 +322,13 @@ TEST_F(Windows, ResizesRemakeThePixmap) {
   TestWindow t(100, 80);
   ASSERT_NE(t.s, nullptr);
   sf_surface* s = t.s;
-  std::vector<std::pair<int, int>> sizes = {{300, 200}, {300, 200}, {64, 48}};
-#ifndef _WIN32
-  sizes.insert(sizes.begin() + 2, {{0, 0}, {120, 0}});  // Win32 gives a framed window a least size
+#ifdef _WIN32
+  // Win32 gives a framed window a least size, and sends a size message on every placement.
+  const bool always_sized = true;
+  const std::pair<int, int> sizes[] = {{300, 200}, {300, 200}, {240, 160}};
+#else
+  const bool always_sized = false;
+  const std::pair<int, int> sizes[] = {{300, 200}, {300, 200}, {0, 0}, {120, 0}, {64, 48}};
 #endif
   for (auto [width, height] : sizes) {
     SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
@@ -325,7 +336,7 @@ TEST_F(Windows, ResizesRemakeThePixmap) {
     events.clear();
     const bool changed = ctl_window_width(t.w) != width || ctl_window_height(t.w) != height;
     ctl_window_movc(t.w, width, height, 50, 60);
-    EXPECT_EQ(seen("event 10"), changed);  // the size message came inside the call
+    EXPECT_EQ(seen("event 10"), changed || always_sized);  // the size message came inside the call
     EXPECT_EQ(std::pair(ctl_window_width(t.w), ctl_window_height(t.w)), std::pair(width, height));
     EXPECT_EQ(t.s, s);  // the surface's address never changes
     if (!changed) continue;
@@ -340,8 +351,9 @@ TEST_F(Windows, ResizesRemakeThePixmap) {
   }
   // A size message with the unchanged size replaces the pixmap all the same.
   fill(s, 0xFF123456);
-  ctl_window_proc(t.w->hwnd, kWmSize, 0, pack(64, 48));
+  ctl_window_proc(t.w->hwnd, kWmSize, 0, pack(s->width, s->height));
   EXPECT_EQ(pixel(s, 3, 3), 0u);
+#ifndef _WIN32  // (a 64-bit Windows makes a section of 4 GiB)
   // A size whose bitmap can't be made leaves the size without pixels: nothing may draw on it,
   // and a paint or an update of the window must not read it.
   EXPECT_NE(trace_of([&] { ctl_window_proc(t.w->hwnd, kWmSize, 0, pack(32767, 32767)); }).find("CreateDIBSection"),
@@ -350,6 +362,7 @@ TEST_F(Windows, ResizesRemakeThePixmap) {
   qtest::expect_refused_without_pixels(s, "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf");
   ctl_window_update(t.w);
   ctl_do_events();
+#endif
 }
 
 TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
@@ -442,7 +455,7 @@ TEST_F(Input, CloseButtonAndEscapeFollowTheQuitRules) {
   for (Case c : {Case{false, false, true, true}, {true, false, false, true}, {false, true, true, false},
                  {true, true, false, false}}) {
     SCOPED_TRACE(std::to_string(c.with_onkey) + std::to_string(c.escape));
-    TestWindow t(80, 60);
+    TestWindow t(160, 90);
     ASSERT_TRUE(t.show());
     const quelt_hwnd hwnd = t.w->hwnd;
     if (!c.with_onkey) t.w->onkey = nullptr;
@@ -464,7 +477,7 @@ TEST_F(Input, CloseButtonAndEscapeFollowTheQuitRules) {
     EXPECT_EQ(quit_pending, c.quits);
     EXPECT_EQ(!host::exists(hwnd), c.destroyed);
     // The record and its surface stay until the release.
-    if (c.destroyed) EXPECT_EQ(std::pair(ctl_window_width(t.w), t.s->width), std::pair(0, 80));
+    if (c.destroyed) EXPECT_EQ(std::pair(ctl_window_width(t.w), t.s->width), std::pair(0, 160));
     if (quit_pending) ctl_main();  // takes the quit message at once
     EXPECT_EQ(ctl_do_events(), 0);
   }
@@ -474,8 +487,8 @@ TEST_F(Windows, StyleSwitchesChangeTheStyleWordAndTheFrame) {
   TestWindow t(90, 70);
   ASSERT_NE(t.s, nullptr);
   const uint32_t overlapped = 0xCF0000, caption = 0xC00000, sizing = 0x50000, visible = 0x10000000;
-  auto style = [&] { return static_cast<uint32_t>(ctl_window_style_get(t.w, kStyle)); };
-  EXPECT_EQ(std::pair(style(), ctl_window_style_get(t.w, kExStyle)), std::pair(overlapped, 0));
+  auto style = [&] { return static_cast<uint32_t>(ctl_window_style_get(t.w, kStyle)) & kStyleBits; };
+  EXPECT_EQ(std::pair(style(), ctl_window_style_get(t.w, kExStyle) & kExStyleBits), std::pair(overlapped, 0));
   messages.clear();
   ctl_window_sizeable(t.w, 0);
   EXPECT_EQ(style(), overlapped & ~sizing);
@@ -514,7 +527,7 @@ TEST_F(Windows, LayeredWindowTakesPremultipliedPixelsWithAlpha) {
   TestWindow t(64, 48);
   ASSERT_TRUE(t.show());
   ctl_window_layered(t.w, 1);
-  EXPECT_EQ(ctl_window_style_get(t.w, kExStyle), 0x80000);
+  EXPECT_EQ(ctl_window_style_get(t.w, kExStyle) & kExStyleBits, 0x80000);
   sf_rect box = {8, 8, 40, 30};
   fill(t.s, 0x80FF0000, &box);
   events.clear();
@@ -544,7 +557,7 @@ TEST_F(Windows, LayeredWindowTakesPremultipliedPixelsWithAlpha) {
   EXPECT_EQ(trace_of([&] { ctl_window_update(t.w); }), "fail to update layered window\n");
   t.w->pixmap.dc = kept;
   ctl_window_layered(t.w, 0);
-  EXPECT_EQ(ctl_window_style_get(t.w, kExStyle), 0);
+  EXPECT_EQ(ctl_window_style_get(t.w, kExStyle) & kExStyleBits, 0);
 }
 
 TEST_F(Windows, ProcedureStagesInOrder) {

@@ -266,7 +266,15 @@ inline void wheel(ctl_window_rec* w, bool up) { button(w, up ? 4 : 5, true), but
 constexpr bool real_pointer = true;
 #endif
 
-inline void tap(ctl_window_rec* w, uint32_t vk) { key(w, vk, true), key(w, vk, false); }
+// A key pressed and released. On Windows the loop turns the press into its character before the
+// release is posted, as typing does.
+inline void tap(ctl_window_rec* w, uint32_t vk) {
+  key(w, vk, true);
+#ifdef _WIN32
+  ctl_do_events();
+#endif
+  key(w, vk, false);
+}
 inline std::string shown_differs(ctl_window_rec* w, int width, int height, const Want& want, uint32_t mask = 0xFFFFFF) {
   return first_difference(pixels(w, width, height), width, want, mask);
 }
