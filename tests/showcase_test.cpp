@@ -22,6 +22,7 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <tuple>
 #include <iterator>
 #include <string>
@@ -32,7 +33,7 @@
 
 #include "layout.h"
 #include "support.h"
-#include "x11_walk.h"
+#include "window_host.h"
 
 extern char** environ;
 
@@ -40,36 +41,41 @@ namespace {
 
 // ---- Running the showcase ----------------------------------------------------------------------
 
-// Starts the showcase with its settings in `config`; the child inherits the test's display.
-pid_t start(const std::string& config, const std::vector<std::string>& args) {
+// Starts `args` (the showcase when the first is not a program) with XDG_CONFIG_HOME at `config`,
+// in the directory `cwd` and with both outputs in `log` when given (a program under Wine leaves
+// Wine's own processes behind, holding whatever outputs it had). The child inherits the display.
+pid_t start(const std::string& config, std::vector<std::string> args, const std::string& cwd = "",
+            const std::string& log = "") {
+  if (args.empty() || args[0][0] == '-') args.insert(args.begin(), QUELT_SHOWCASE);
   setenv("XDG_CONFIG_HOME", config.c_str(), 1);
-  std::vector<char*> argv{const_cast<char*>(QUELT_SHOWCASE)};
-  for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  std::vector<char*> argv;
+  for (auto& a : args) argv.push_back(a.data());
   argv.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  if (!cwd.empty()) posix_spawn_file_actions_addchdir_np(&actions, cwd.c_str());
+  if (!log.empty()) {
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_adddup2(&actions, 1, 2);
+  }
   pid_t pid = 0;
-  if (posix_spawn(&pid, QUELT_SHOWCASE, nullptr, nullptr, argv.data(), environ) != 0) return -1;
-  return pid;
+  const int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  return failed ? -1 : pid;
 }
 
 // The exit status, or -1 when the child has not ended within `seconds` (it is then killed).
 int finish(pid_t pid, int seconds = 60) {
-  auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   int status = 0;
-  while (waitpid(pid, &status, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > end) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      return -1;
-    }
+  while (pid > 0 && waitpid(pid, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > end) return kill(pid, SIGKILL), waitpid(pid, &status, 0), -1;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return pid > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
-
-int run(const std::string& config, const std::vector<std::string>& args) {
-  pid_t pid = start(config, args);
-  return pid < 0 ? -1 : finish(pid);
-}
+int run(const std::string& config, const std::vector<std::string>& args) { return finish(start(config, args)); }
 
 using qtest::walking;
 using qtest::x;
@@ -339,92 +345,74 @@ TEST_F(Showcase, ConfigDirectoryAndItsLongPath) {
 
 // The showcase's top-level window, found by the process id it carries, once it is on the screen.
 Window window_of(pid_t pid) {
-  Atom property = XInternAtom(x(), "_NET_WM_PID", False);
-  auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (std::chrono::steady_clock::now() < end) {
-    Window found = walking([&]() -> Window {
-      Window root = DefaultRootWindow(x()), parent = 0, *children = nullptr, found = 0;
+  Window found = 0;
+  host::pump_until([&] {
+    return (found = walking([&]() -> Window {
+      Window root = DefaultRootWindow(x()), parent = 0, *children = nullptr, hit = 0;
       unsigned count = 0;
       if (!XQueryTree(x(), root, &root, &parent, &children, &count)) return 0;
-      for (unsigned i = 0; i < count && !found; ++i) {
-        Atom type;
-        int format;
-        unsigned long items = 0, after = 0;
-        unsigned char* data = nullptr;
-        XWindowAttributes a{};
-        if (XGetWindowProperty(x(), children[i], property, 0, 1, False, XA_CARDINAL, &type, &format, &items,
-                               &after, &data) == Success && items == 1 &&
-            *reinterpret_cast<unsigned long*>(data) == static_cast<unsigned long>(pid) &&
+      XWindowAttributes a{};
+      for (unsigned i = 0; i < count && !hit; ++i)
+        if (host::property(children[i], "_NET_WM_PID", 1) == std::vector<unsigned long>{static_cast<unsigned long>(pid)} &&
             XGetWindowAttributes(x(), children[i], &a) && a.map_state == IsViewable)
-          found = children[i];
-        if (data) XFree(data);
-      }
+          hit = children[i];
       if (children) XFree(children);
-      return found;
-    });
-    if (found) return found;
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  return 0;
+      return hit;
+    })) != 0;
+  }, 20000);
+  return found;
 }
 
 class ShowcaseInput : public Showcase {
  protected:
   void SetUp() override {
     Showcase::SetUp();
-    int event = 0, error = 0, major = 0, minor = 0;
-    if (!IsSkipped() && !XTestQueryExtension(x(), &event, &error, &major, &minor))
-      GTEST_SKIP() << "no XTest extension";
-  }
-  // A still cube, seen head on, so that only the input moves it.
-  void still() {
-    Settings s;
-    s.runs = 1, s.zoom = 1.0f, s.blur = 1, s.width = SHOWCASE_WIDTH, s.height = SHOWCASE_HEIGHT;
+    if (IsSkipped()) return;
+    if (!host::has_xtest()) GTEST_SKIP() << "no XTest extension";
+    keep.emplace();
+    // A still cube, seen head on, so that only the input moves it.
     ASSERT_EQ(mkdir(dir.path("quelt-showcase").c_str(), 0755), 0);
-    ASSERT_TRUE(write_settings(settings(), s));
+    ASSERT_TRUE(write_settings(settings(), {1, 0, 0, 1.0f, 0, 1, 0, SHOWCASE_WIDTH, SHOWCASE_HEIGHT}));
+    pid = start(dir.dir(), {});
+    if (!(w = window_of(pid)) && pid > 0) kill(pid, SIGKILL);
+    ASSERT_NE(w, 0u);
   }
-  static void pause() {
-    XSync(x(), False);
-    std::this_thread::sleep_for(std::chrono::milliseconds(40));
+  void TearDown() override { keep.reset(); }
+  // Each input is read by the showcase before the next: it answers a ping sent after it.
+  void settle() {
+    const long stamp = host::send_ping(w);
+    host::pump_until([&] { return host::pong_seen(stamp); });
   }
-  static void point(Window w, int px, int py) {
+  void point(int px, int py) {
     Window child;
     int rx = 0, ry = 0;
     XTranslateCoordinates(x(), w, DefaultRootWindow(x()), px, py, &rx, &ry, &child);
-    XTestFakeMotionEvent(x(), -1, rx, ry, CurrentTime);
-    pause();
+    XTestFakeMotionEvent(x(), -1, rx, ry, CurrentTime), settle();
   }
-  static void click(unsigned button, bool down) {
-    XTestFakeButtonEvent(x(), button, down, CurrentTime);
-    pause();
-  }
-  static void tap(Window w, KeySym key) {
+  void click(unsigned button, bool down) { XTestFakeButtonEvent(x(), button, down, CurrentTime), settle(); }
+  void tap(KeySym key) {
     XSetInputFocus(x(), w, RevertToParent, CurrentTime);
-    KeyCode code = XKeysymToKeycode(x(), key);
-    XTestFakeKeyEvent(x(), code, True, CurrentTime);
-    XTestFakeKeyEvent(x(), code, False, CurrentTime);
-    pause();
+    const KeyCode code = XKeysymToKeycode(x(), key);
+    XTestFakeKeyEvent(x(), code, True, CurrentTime), XTestFakeKeyEvent(x(), code, False, CurrentTime), settle();
   }
+  std::optional<host::KeepServer> keep;
+  pid_t pid = -1;
+  Window w = 0;
 };
 
 TEST_F(ShowcaseInput, DragWheelKeysAndEscape) {
-  still();
-  const pid_t pid = start(dir.dir(), {});
-  const Window w = pid > 0 ? window_of(pid) : 0;
-  if (!w && pid > 0) kill(pid, SIGKILL);
-  ASSERT_NE(w, 0u);
   showcase_layout l;
   showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT, 96);
   int cx = (l.cube.left + l.cube.right) / 2, cy = (l.cube.top + l.cube.bottom) / 2;
-  point(w, cx, cy);
+  point(cx, cy);
   click(1, true);
-  for (int i = 1; i <= 10; ++i) point(w, cx + 10 * i, cy + 3 * i); // 100 across, 30 down
+  for (int i = 1; i <= 10; ++i) point(cx + 10 * i, cy + 3 * i); // 100 across, 30 down
   click(1, false);
   click(4, true), click(4, false); // one notch of the wheel
-  tap(w, XK_c);                    // the next accent colour
-  point(w, (l.buttons[1].left + l.buttons[1].right) / 2, (l.buttons[1].top + l.buttons[1].bottom) / 2);
+  tap(XK_c);                    // the next accent colour
+  point((l.buttons[1].left + l.buttons[1].right) / 2, (l.buttons[1].top + l.buttons[1].bottom) / 2);
   click(1, true), click(1, false); // the blur button
-  tap(w, XK_Escape);
+  tap(XK_Escape);
   ASSERT_EQ(finish(pid), 0);
   Settings s;
   ASSERT_TRUE(read_settings(settings(), &s));
@@ -434,11 +422,6 @@ TEST_F(ShowcaseInput, DragWheelKeysAndEscape) {
 }
 
 TEST_F(ShowcaseInput, CloseButtonQuitsCleanly) {
-  still();
-  const pid_t pid = start(dir.dir(), {});
-  const Window w = pid > 0 ? window_of(pid) : 0;
-  if (!w && pid > 0) kill(pid, SIGKILL);
-  ASSERT_NE(w, 0u);
   // What a window manager sends when its close button is pressed.
   XEvent e{};
   e.xclient = {ClientMessage, 0, False, x(), w, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
@@ -453,25 +436,6 @@ TEST_F(ShowcaseInput, CloseButtonQuitsCleanly) {
 
 
 // ---- The Windows build -------------------------------------------------------------------------
-
-// Runs `args` in the directory `cwd` with standard input empty and both outputs in `log` (a
-// program under Wine leaves Wine's own processes behind, holding whatever outputs it had).
-// The exit status, or -1.
-int run_in(const std::string& cwd, const std::vector<std::string>& args, const std::string& log, int seconds) {
-  std::vector<char*> argv;
-  for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addchdir_np(&actions, cwd.c_str());
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_adddup2(&actions, 1, 2);
-  pid_t pid = 0;
-  int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  return failed ? -1 : finish(pid, seconds);
-}
 
 std::string contents(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -509,9 +473,10 @@ class ShowcaseOnWindows : public Showcase {
     std::vector<std::string> on_linux{QUELT_SHOWCASE}, on_wine{QUELT_WINE_RUN, exe};
     on_linux.insert(on_linux.end(), args.begin(), args.end());
     on_wine.insert(on_wine.end(), args.begin(), args.end());
-    ASSERT_EQ(run_in(native, on_linux, dir.path("native.log"), 60), 0) << contents(dir.path("native.log"));
+    ASSERT_EQ(finish(start(dir.dir(), on_linux, native, dir.path("native.log"))), 0) << contents(dir.path("native.log"));
     // The first program of a new Wine prefix makes the prefix: allow for it.
-    ASSERT_EQ(run_in(windows, on_wine, dir.path("windows.log"), 240), 0) << contents(dir.path("windows.log"));
+    ASSERT_EQ(finish(start(dir.dir(), on_wine, windows, dir.path("windows.log")), 240), 0)
+        << contents(dir.path("windows.log"));
     linux_shot = std::make_unique<Picture>(native + "/shot.png");
     windows_shot = std::make_unique<Picture>(windows + "/shot.png");
     ASSERT_EQ(windows_shot->s.width, linux_shot->s.width);

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <functional>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,7 +21,6 @@
 #include "window_host.h"
 
 #ifndef _WIN32
-#include <X11/XKBlib.h>
 // Xlib keeps a few process-wide blocks (locale and input-method tables) for good.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"; }
 #endif
@@ -145,50 +145,15 @@ struct Windows : ::testing::Test {
 #ifdef _WIN32
 using Input = Windows;
 #else
-// Input tests change the server that every later test shares: each leaves it as it found it (no
-// button or key held, the keyboard mapping and auto-repeat as they were), also after a failed
-// assertion.
+// Input tests change the server that every later test shares: each leaves it as it found it.
 struct Input : Windows {
-  Display* d = nullptr;
-  int min_code = 0, max_code = 0, per = 0;
-  KeySym* mapping = nullptr;
-  unsigned delay = 0, interval = 0;
-  XKeyboardState keyboard{};
-
-  KeySym* current(int* per_code) {
-    return XGetKeyboardMapping(d, static_cast<KeyCode>(min_code), max_code - min_code + 1, per_code);
-  }
+  Display* d = host::x();
+  std::optional<host::KeepServer> keep;
   void SetUp() override {
-    int event = 0, error = 0, major = 0, minor = 0;
-    if (!(d = host::x()) || !XTestQueryExtension(d, &event, &error, &major, &minor)) GTEST_SKIP() << "no XTest";
-    XDisplayKeycodes(d, &min_code, &max_code);
-    mapping = current(&per);
-    XkbGetAutoRepeatRate(d, XkbUseCoreKbd, &delay, &interval);
-    XGetKeyboardControl(d, &keyboard);
+    if (!host::has_xtest()) GTEST_SKIP() << "no XTest";
+    keep.emplace();
   }
-  void TearDown() override {
-    if (!mapping) return;
-    Window root, child;
-    int rx, ry, wx, wy;
-    unsigned held = 0;
-    XQueryPointer(d, DefaultRootWindow(d), &root, &child, &rx, &ry, &wx, &wy, &held);
-    for (unsigned b = 1; b <= 5; ++b)
-      if (held & (Button1Mask << (b - 1))) XTestFakeButtonEvent(d, b, False, CurrentTime);
-    char keys[32];
-    XQueryKeymap(d, keys);
-    for (unsigned code = 8; code < 256; ++code)
-      if (keys[code / 8] & (1 << (code % 8))) XTestFakeKeyEvent(d, code, False, CurrentTime);
-    int now_per = 0;
-    KeySym* now = current(&now_per);
-    const size_t n = static_cast<size_t>(max_code - min_code + 1) * static_cast<size_t>(per);
-    if (!now || now_per != per || !std::equal(mapping, mapping + n, now))
-      XChangeKeyboardMapping(d, min_code, per, mapping, max_code - min_code + 1);
-    if (now) XFree(now);
-    XFree(mapping);
-    XkbSetAutoRepeatRate(d, XkbUseCoreKbd, delay, interval);
-    keyboard.global_auto_repeat == AutoRepeatModeOn ? XAutoRepeatOn(d) : XAutoRepeatOff(d);
-    XSync(d, False);
-  }
+  void TearDown() override { keep.reset(); }
 };
 #endif
 
@@ -380,14 +345,14 @@ TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
   EXPECT_EQ(t.typing([&] { host::key(t.w, 0x10, true), host::tap(t.w, 'B'), host::key(t.w, 0x10, false); }, 5),
             (std::vector<std::string>{"key 2 10", "key 2 42", "key 3 42", "key 1 42", "key 1 10"}));
   // Two keys typing characters outside ASCII: é, and one beyond the BMP (a surrogate pair).
-  auto* in = static_cast<Input*>(this);
   KeySym typed[2] = {0x0101F600, XK_eacute};
-  XChangeKeyboardMapping(in->d, in->max_code - 1, 1, typed, 2);
+  const int last = keep->max_code;
+  XChangeKeyboardMapping(d, last - 1, 1, typed, 2);
   host::settle(t.w);
   events.clear();
-  for (auto code : {in->max_code, in->max_code - 1})
-    for (bool down : {true, false}) XTestFakeKeyEvent(in->d, static_cast<unsigned>(code), down, CurrentTime);
-  XSync(in->d, False);
+  for (int code : {last, last - 1})
+    for (bool down : {true, false}) XTestFakeKeyEvent(d, static_cast<unsigned>(code), down, CurrentTime);
+  XSync(d, False);
   EXPECT_TRUE(arrives("key 3 de00"));
   std::vector<std::string> chars;
   std::copy_if(events.begin(), events.end(), std::back_inserter(chars), [](auto& e) { return e.starts_with("key 3 "); });

@@ -9,6 +9,7 @@
 #endif
 #include <quelt/quelt.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #ifndef _WIN32
+#include <X11/XKBlib.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
@@ -264,6 +266,50 @@ inline void button(ctl_window_rec*, int b, bool down) {
 }
 inline void wheel(ctl_window_rec* w, bool up) { button(w, up ? 4 : 5, true), button(w, up ? 4 : 5, false); }
 constexpr bool real_pointer = true;
+
+inline bool has_xtest() {
+  int event = 0, error = 0, major = 0, minor = 0;
+  return x() && XTestQueryExtension(x(), &event, &error, &major, &minor);
+}
+// Keeps the server as a test found it: on destruction (also after a failed assertion) no button or
+// key is held, and the keyboard mapping and auto-repeat are as they were.
+struct KeepServer {
+  Display* d = x();
+  int min_code = 0, max_code = 0, per = 0;
+  KeySym* mapping = nullptr;
+  unsigned delay = 0, interval = 0;
+  XKeyboardState keyboard{};
+
+  KeySym* current(int* per_code) { return XGetKeyboardMapping(d, KeyCode(min_code), max_code - min_code + 1, per_code); }
+  KeepServer() {
+    XDisplayKeycodes(d, &min_code, &max_code);
+    mapping = current(&per);
+    XkbGetAutoRepeatRate(d, XkbUseCoreKbd, &delay, &interval);
+    XGetKeyboardControl(d, &keyboard);
+  }
+  ~KeepServer() {
+    Window root, child;
+    int rx, ry, wx, wy;
+    unsigned held = 0;
+    XQueryPointer(d, DefaultRootWindow(d), &root, &child, &rx, &ry, &wx, &wy, &held);
+    for (unsigned b = 1; b <= 5; ++b)
+      if (held & (Button1Mask << (b - 1))) XTestFakeButtonEvent(d, b, False, CurrentTime);
+    char keys[32];
+    XQueryKeymap(d, keys);
+    for (unsigned code = 8; code < 256; ++code)
+      if (keys[code / 8] & (1 << (code % 8))) XTestFakeKeyEvent(d, code, False, CurrentTime);
+    int now_per = 0;
+    KeySym* now = current(&now_per);
+    const size_t n = size_t(max_code - min_code + 1) * size_t(per);
+    if (mapping && (!now || now_per != per || !std::equal(mapping, mapping + n, now)))
+      XChangeKeyboardMapping(d, min_code, per, mapping, max_code - min_code + 1);
+    if (now) XFree(now);
+    if (mapping) XFree(mapping);
+    XkbSetAutoRepeatRate(d, XkbUseCoreKbd, delay, interval);
+    keyboard.global_auto_repeat == AutoRepeatModeOn ? XAutoRepeatOn(d) : XAutoRepeatOff(d);
+    XSync(d, False);
+  }
+};
 #endif
 
 // A key pressed and released. On Windows the loop turns the press into its character before the
