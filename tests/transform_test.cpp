@@ -30,8 +30,7 @@ struct Surf : sf_surface {
     if (bpp) EXPECT_EQ(sf_create(this, w, h, bpp), 1);
     if (!px.empty()) std::memcpy(pixels, px.data(), px.size());
   }
-  ~Surf() { sf_release(this); }
-  Bytes bytes() const { return pixels ? Bytes(pixels, pixels + size_t(width) * height * bytes_per_pixel) : Bytes{}; }
+  ~Surf() { sf_release(this); }  Bytes bytes() const { return pixels ? Bytes(pixels, pixels + size_t(width) * height * bytes_per_pixel) : Bytes{}; }
   float weight(int i) const { return reinterpret_cast<const float*>(pixels)[i]; }
 };
 
@@ -153,11 +152,8 @@ TEST(Near, ListsNeighboursOnTheSurfaceInOrderAndMeasuresContrast) {
 }
 
 TEST(Gaussian, WeightsFollowFromTheSizeAlone) {
-  const std::pair<int32_t, std::vector<float>> rows[] = {
-      {1, {1.0736473f}},
-      {3, {0.19051267f, 0.60759628f, 0.19051267f}},
-      {4, {0.017204829f, 0.22208266f, 0.52095807f, 0.22208266f}},  // even: peak right of the middle
-  };
+  const std::pair<int32_t, std::vector<float>> rows[] = {{1, {1.0736473f}}, {3, {0.19051267f, 0.60759628f, 0.19051267f}},
+      {4, {0.017204829f, 0.22208266f, 0.52095807f, 0.22208266f}}};  // even: peak right of the middle
   for (const auto& [n, want] : rows) {
     Surf k;
     ASSERT_EQ(sf_kernel_gaussian(&k, n), 1);
@@ -214,10 +210,8 @@ TEST(Outline, EveryAlphaPairAgreesWithExactArithmetic) {
   std::mt19937 gen(7);
   for (uint32_t fa = 0; fa < 256; ++fa)
     for (uint32_t ba = 0; ba < 256; ++ba) {
-      const uint8_t f[4] = {uint8_t(gen()), uint8_t(gen()), uint8_t(gen()), uint8_t(fa)};
-      const uint8_t b[4] = {uint8_t(gen()), uint8_t(gen()), uint8_t(gen()), uint8_t(ba)};
-      const uint64_t a = fa + (255 - fa) * ba / 255, d = 255 * (a ? a : 1);
-      const uint64_t w = (fa * d + (255 - ba) * (255 - fa) * fa) / d;
+      const uint8_t f[4] = {uint8_t(gen()), uint8_t(gen()), uint8_t(gen()), uint8_t(fa)}, b[4] = {uint8_t(gen()), uint8_t(gen()), uint8_t(gen()), uint8_t(ba)};
+      const uint64_t a = fa + (255 - fa) * ba / 255, d = 255 * (a ? a : 1), w = (fa * d + (255 - ba) * (255 - fa) * fa) / d;
       uint32_t want = uint32_t(a) << 24;
       for (int i = 0; i < 3; ++i) want |= uint32_t((b[i] * (255 - w) + f[i] * w) / 255) << (8 * i);
       sf_pixel_alphablend_outline(&out, f, b);
