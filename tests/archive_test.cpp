@@ -370,6 +370,7 @@ TEST(Archive, FailedAllocations) {
       {0, arch_create, pair("arch.cpp", "arch_create", "malloc"), 0},
       {2, arch_create, pair("vector.cpp", "vect_create") + pair("arch.cpp", "arch_create"), 1},
       {0, [](arch_archive** a) { return arch_ff(a, "x"); }, pair("arch.cpp", "arch_create", "malloc") + pair("arch.cpp", "arch_ff"), 2},
+      {2, [](arch_archive** a) { return arch_ff(a, "x"); }, pair("vector.cpp", "vect_create") + pair("arch.cpp", "arch_create") + pair("arch.cpp", "arch_ff"), 2},
   };
   for (const auto& c : lives) {
     arch_archive* a = &untouched;

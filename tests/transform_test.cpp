@@ -74,7 +74,8 @@ TEST(Duplicate, CopiesAndConvertsPixelsOnly) {
     EXPECT_TRUE(calls[i].first == conv.pixels + i && calls[i].second == src.pixels + 4 * i && conv.pixels[i] == (src.pixels[4 * i] ^ src.pixels[4 * i + 3]));
   ASSERT_EQ(sf_convert(&zero, &src, 3, nullptr), 1);  // no callback: the zero surface
   EXPECT_EQ(zero.bytes(), Bytes(18, 0));
-  EXPECT_TRUE(sf_convert(&copy, &kDetached, 1, record) == 0 && copy.height == 0 && calls.size() == 6);
+  copy.width = 7;  // a source without pixels leaves a zero record
+  EXPECT_TRUE(sf_convert(&copy, &kDetached, 1, record) == 0 && copy.width == 0 && calls.size() == 6);
 }
 
 TEST(Enlarge, PlacesCropsAndCopiesThroughTheSkipTable) {
@@ -96,6 +97,10 @@ TEST(Enlarge, PlacesCropsAndCopiesThroughTheSkipTable) {
   ASSERT_EQ(sf_push(&t, &r), 1);
   EXPECT_EQ(sf_enlarge(&t, 1, 1, 1, 1), 0);
   sf_pop(&t);
+  t.clip = &r;  // a clip in force without a stack, and a surface without pixels
+  sf_surface detached = kDetached;
+  EXPECT_EQ(sf_enlarge(&t, 1, 1, 1, 1) + sf_enlarge(&detached, 1, 1, 1, 1), 0);
+  t.clip = nullptr;
   for (auto [l, rt] : {std::pair{-5, 0}, {INT32_MAX, 1}}) {
     qtest::Stdout out;
     EXPECT_EQ(sf_enlarge(&t, l, 0, rt, 0), 0);
