@@ -123,6 +123,9 @@ TEST(Archive, WorkedExampleByteForByte) {
   EXPECT_EQ(slurp(path), kExample);
   arch_release(&a);
   EXPECT_EQ(a, nullptr);
+  const std::string big(70000, 'b');  // a size field of three bytes
+  ASSERT_TRUE(arch_first(x.a, "a") && arch_data(x.a, big.data(), 70000) && arch_store(x.a, path.c_str()));
+  EXPECT_EQ(slurp(path).substr(8, 4), le32(70000));
 }
 
 TEST(Archive, LoadEndsOnAnyInput) {
@@ -279,9 +282,10 @@ TEST(Archive, StoreRefusesNamesThatWouldNotReadBack) {
 }
 
 // Plays calls on a tree, one word each, and gives their results as digits, what they printed,
-// the tags, the cursor and the base. Words: "p:n" post, "t:n" touch, "f" or "f:n" first, "n"
-// or "n:x" next, "e" enter, "l" leave, "h" home, "c" crap, "d:s" data (a string), "r" read
-// (the string read follows the digit), "k" lock, "u" unlock, "g" hang, "m" modified.
+// the tags, the cursor and the base, and those of the levels entered. Words: "p:n" post, "t:n"
+// touch, "f" or "f:n" first, "n" or "n:x" next, "e" enter, "l" leave, "h" home, "c" crap,
+// "d:s" data (a string), "r" read (the string read follows the digit), "k" lock, "u" unlock,
+// "g" hang, "m" modified.
 std::string play(const std::string& tree, const std::string& script) {
   Arch x;
   x.build(tree);
@@ -301,7 +305,10 @@ std::string play(const std::string& tree, const std::string& script) {
       digits += std::to_string(r) + text;
     }
   });
-  return digits + " " + printed + x.tags() + " @" + std::to_string(x.cursor()) + "/" + std::to_string(x.a->base);
+  std::string levels;  // the cursor and base of each level entered, read as a user reads the stacks
+  for (int i = 0; i < x.a->cursors->size; ++i)
+    levels += " " + std::to_string(reinterpret_cast<int32_t*>(x.a->cursors->data)[i]) + "/" + std::to_string(reinterpret_cast<int32_t*>(x.a->bases->data)[i]);
+  return digits + " " + printed + x.tags() + " @" + std::to_string(x.cursor()) + "/" + std::to_string(x.a->base) + levels;
 }
 
 TEST(Archive, CursorAndRecordScripts) {
@@ -312,14 +319,15 @@ TEST(Archive, CursorAndRecordScripts) {
       {t, "f:g n n:c n", "1100" + all + " @7/0"},
       {t, "f:g e f n n l n", "1111011" + all + " @6/0"},  // next stops at the group end
       {t, "f:g e n:h e h l l l", "11111110" + all + " @1/0"},
-      {"x{ y{ x } x } x", "f:x e n:x f:x n:x", "11110 [x:] [y:] [x] [y.] [x] [x.] [x] @5/1"},
+      {t, "f:g e n:h e", "1111" + all + " @4/4 1/0 3/2"},
+      {"x{ y{ x } x } x", "f:x e n:x f:x n:x", "11110 [x:] [y:] [x] [y.] [x] [x.] [x] @5/1 0/0"},
       {t, "f:a e p:x l p", "11110 [a:] [x] [a.] [g:] [b] [h:] [h.] [g.] [c] @0/0"},  // a leaf becomes a group
-      {t, "f:g e p:z t:b t:y m m", "1111110 [a] [g:] [b] [h:] [h.] [z] [y] [g.] [c] @6/2"},
-      {t, "f:g e n n c", "11100" + all + " @5/2"},  // a group end is not a record
+      {t, "f:g e p:z t:b t:y m m", "1111110 [a] [g:] [b] [h:] [h.] [z] [y] [g.] [c] @6/2 1/0"},
+      {t, "f:g e n n c", "11100" + all + " @5/2 1/0"},  // a group end is not a record
       {t, "f:g c m", "111 crap: g\n[a] [c] @5/0"},
       {t, "f:z c", "00 " + pair("arch.cpp", "arch_crap") + all.substr(1) + " @7/0"},
       {t, "f:c d:hi r d:hey r m k u k g g m m", "111hi11hey11111110" + all + " @6/0"},
-      {t, "f:g e n n d:x r k u g f l e", "111000000111" + all + " @2/2"},  // nothing to hold at a group end
+      {t, "f:g e n n d:x r k u g f l e", "111000000111" + all + " @2/2 1/0"},  // nothing to hold at a group end
       {"l" + std::string(70, 'n'), "f:l" + std::string(62, 'n') + "x f:l" + std::string(62, 'n'), "01 [l" + std::string(62, 'n') + "] @0/0"},
   };
   for (const auto& c : cases) EXPECT_EQ(play(c.tree, c.script), c.want) << c.script;

@@ -203,9 +203,11 @@ TEST(ImageBmp, StoresTopDownFilesThatLoadBackUnchanged) {
   put32(header, 2, 114), put32(header, 34, 60);
   EXPECT_EQ(Bytes(file.begin(), file.begin() + 54), Bytes(header.begin(), header.begin() + 54));
   EXPECT_EQ(Bytes(file.begin() + 54, file.end()), pixels);
-  Surface back;
+  Surface back, dot, dot_back;  // and the smallest picture, one pixel
   ASSERT_EQ(sf_image_load(&back.s, dir.path("a.bmp").c_str()), 1);
   EXPECT_EQ(back.bytes(), pixels);
+  ASSERT_TRUE(sf_create(&dot.s, 1, 1, 4) && sf_image_bmp_store(&dot.s, dir.path("d.bmp").c_str()) && sf_image_load(&dot_back.s, dir.path("d.bmp").c_str()));
+  EXPECT_EQ(dot_back.bytes(), dot.bytes());
   // Only a 4-byte surface with pixels is written; nothing else makes a file.
   Surface grey, empty;
   ASSERT_EQ(sf_create(&grey.s, 5, 3, 1), 1);
