@@ -63,6 +63,7 @@ TEST(Vector, CallsResizeInStepsAndCheckRanges) {
       {7, [](vect_vector* v) { return vect_erase(v, out, 1, 2) && out[0] == 1 && out[1] == 2; }, 1, "5/32", {0, 3, 4, 5, 6}},
       {5, [](vect_vector* v) { return vect_erase(v, nullptr, 4, 2) + vect_erase(v, nullptr, INT32_MAX, INT32_MAX); }, 0, "5/32", {4}},
       {5, [](vect_vector* v) { return vect_erase(v, nullptr, 0, 5); }, 1, "0/0 -", {}},
+      {40000, [](vect_vector* v) { return vect_erase(v, nullptr, 1, 39000); }, 1, "1000/1024", {39998, 39999}},  // moves only the rest
       {5, [](vect_vector* v) { return vect_swap(v, 0, 3, 2) && vect_swap(v, 1, 1, 3); }, 1, "5/32", {3, 4, 2, 0, 1}},
       {5, [](vect_vector* v) { return vect_swap(v, 4, 0, 2) + vect_swap(v, 1, INT32_MAX, INT32_MAX) + vect_swap(v, 0, 1, 0); }, 0, "5/32", {4}},
   };
