@@ -7,6 +7,7 @@
 
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -26,6 +27,7 @@
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+using namespace std::string_literals;
 
 void save(const std::string& path, const Bytes& b) {
   std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
@@ -38,7 +40,6 @@ bool exists(const std::string& path) { return std::ifstream(path).good(); }
 void put32(Bytes& b, size_t at, uint32_t v) {
   for (int i = 0; i < 4; ++i) b[at + i] = uint8_t(v >> 8 * i);
 }
-uint32_t get32(const Bytes& b, size_t at) { return b[at] | b[at + 1] << 8 | b[at + 2] << 16 | uint32_t(b[at + 3]) << 24; }
 
 // Channel c of pixel (x, y) of every test picture, y counted from the top.
 uint8_t value(int x, int y, int c) { return uint8_t(x * 37 + y * 101 + c * 59 + 11); }
@@ -123,45 +124,39 @@ std::string fail(const std::string& file, const std::string& func, const char* w
   return (what ? file + ":N:\t\t" + func + ": " + what + "\n" : "") + file + ":N:\t" + func + ".\n";
 }
 
-TEST(ImageFormat, DetectionByContentAndByName) {
+// Detection reads the first four bytes or the last four characters; load follows the content,
+// store the name.
+TEST(ImageFormat, DetectionAndDispatch) {
   qtest::TempDir dir;
-  const struct { const char* bytes; size_t n; int32_t format; } contents[] = {
-      {"BM\0\0", 4, 1}, {"BX..", 4, 0}, {"\x89PNG", 4, 2}, {"\x89PNx", 4, 0}, {"GIF8", 4, 0}, {"BM\0", 3, -1}};
-  for (const auto& c : contents) {
-    save(dir.path("f"), Bytes(c.bytes, c.bytes + c.n));
+  const std::string f = dir.path("f");
+  const struct { bool content; std::string input; int32_t format; } cases[] = {
+      {true, "BM\0\0"s, 1}, {true, "BX..", 0}, {true, "\x89PNG", 2}, {true, "\x89PNx", 0}, {true, "GIF8", 0}, {true, "BM\0"s, -1},
+      {false, "a.bmp", 1}, {false, "A.BMP", 1}, {false, "x.PnG", 2}, {false, ".png", 2}, {false, "bmp.png", 2},
+      {false, "a.bmpx", 0}, {false, "a.jpg", 0}, {false, "png", -1}, {false, "", -1}};
+  for (const auto& c : cases) {
     int32_t format = 99;
-    EXPECT_EQ(traced([&] { return sf_image_determinate_format(dir.path("f").c_str(), &format); }, c.format >= 0),
-              c.format >= 0 ? "" : fail("image.cpp", "sf_image_determinate_format", "fread"));
-    if (c.format >= 0) EXPECT_EQ(format, c.format) << c.bytes;
+    if (c.content) save(f, Bytes(c.input.begin(), c.input.end()));
+    const std::string trace = c.content ? traced([&] { return sf_image_determinate_format(f.c_str(), &format); }, c.format >= 0)
+                                        : traced([&] { return sf_image_determinate_format_by_extension(c.input.c_str(), &format); }, c.format >= 0);
+    EXPECT_EQ(trace, c.format >= 0 ? "" : c.content ? fail("image.cpp", "sf_image_determinate_format", "fread")
+                                                    : fail("image.cpp", "sf_image_determinate_format_by_extension", "")) << c.input;
+    EXPECT_EQ(format, c.format >= 0 ? c.format : 99) << c.input;
   }
   EXPECT_EQ(traced([&] { return sf_image_determinate_format(dir.path("none").c_str(), nullptr); }),
             fail("image.cpp", "sf_image_determinate_format", "fopen"));
-  const struct { const char* path; int32_t format; } names[] = {
-      {"a.bmp", 1}, {"A.BMP", 1}, {"x.PnG", 2}, {".png", 2}, {"bmp.png", 2}, {"a.bmpx", 0}, {"a.jpg", 0}, {"png", -1}, {"", -1}};
-  for (const auto& n : names) {
-    int32_t format = 99;
-    EXPECT_EQ(traced([&] { return sf_image_determinate_format_by_extension(n.path, &format); }, n.format >= 0),
-              n.format >= 0 ? "" : fail("image.cpp", "sf_image_determinate_format_by_extension", "")) << n.path;
-    if (n.format >= 0) EXPECT_EQ(format, n.format) << n.path;
-  }
-}
-
-TEST(ImageFormat, DispatchFollowsContentOnLoadAndNameOnStore) {
-  qtest::TempDir dir;
   save(dir.path("bmp.png"), make_bmp(3, 2, 24));  // the content decides, not the name
-  Surface a;
+  Surface a, b;
   ASSERT_EQ(sf_image_load(&a.s, dir.path("bmp.png").c_str()), 1);
   EXPECT_EQ(a.bytes(), picture(3, 2, false));
-  save(dir.path("short"), Bytes{'B', 'M', 0, 0});
-  EXPECT_EQ(traced([&] { return sf_image_load(&a.s, dir.path("short").c_str()); }),
+  save(f, Bytes{'B', 'M', 0, 0});
+  EXPECT_EQ(traced([&] { return sf_image_load(&a.s, f.c_str()); }),
             fail("image_bmp.cpp", "sf_image_bmp_read", "fread") + fail("image_bmp.cpp", "sf_image_bmp_load", ""));
-  save(dir.path("gif"), Bytes{'G', 'I', 'F', '8'});
-  EXPECT_EQ(traced([&] { return sf_image_load(&a.s, dir.path("gif").c_str()); }),
-            fail("image.cpp", "sf_image_load", "unknown file format"));
-  Surface b;
+  save(f, Bytes{'G', 'I', 'F', '8'});
+  EXPECT_EQ(traced([&] { return sf_image_load(&a.s, f.c_str()); }), fail("image.cpp", "sf_image_load", "unknown file format"));
+  EXPECT_EQ(traced([&] { return sf_image_load(&a.s, dir.path("none").c_str()); }),
+            fail("image.cpp", "sf_image_determinate_format", "fopen") + fail("image.cpp", "sf_image_load", ""));
   ASSERT_EQ(sf_create(&b.s, 2, 2, 4), 1);
-  EXPECT_EQ(traced([&] { return sf_image_store(&b.s, dir.path("x.gif").c_str()); }),
-            fail("image.cpp", "sf_image_store", "unknown file format"));
+  EXPECT_EQ(traced([&] { return sf_image_store(&b.s, dir.path("x.gif").c_str()); }), fail("image.cpp", "sf_image_store", "unknown file format"));
   EXPECT_FALSE(exists(dir.path("x.gif")));
   EXPECT_EQ(traced([&] { return sf_image_store(&b.s, "ab"); }),
             fail("image.cpp", "sf_image_determinate_format_by_extension", "") + fail("image.cpp", "sf_image_store", ""));
@@ -171,61 +166,28 @@ TEST(ImageFormat, DispatchFollowsContentOnLoadAndNameOnStore) {
   EXPECT_TRUE(sf_image_determinate_format(dir.path("x.pNg").c_str(), &png) && png == 2);
 }
 
-// Every width from 1 to 5 (each 24-bit row padding), both depths, both row orders, with and
-// without a gap before the pixels: load gives the picture top row first, and read gives the
-// rows in file order.
+// Every width from 1 to 5 (each 24-bit row padding), both depths, both row orders, short and
+// tall, with and without a gap before the pixels: load gives the picture top row first, and
+// read gives the rows in file order.
 TEST(ImageBmp, ReadsEveryLayout) {
   qtest::TempDir dir;
   for (int bits : {24, 32})
     for (int w = 1; w <= 5; ++w)
-      for (int h : {3, -3})
+      for (int h : {3, -3, 1100})  // 1100 rows: more than one batch of the reader's row reads
         for (uint32_t gap : {0u, 7u}) {
           SCOPED_TRACE(testing::Message() << bits << " bits, " << w << " x " << h << ", gap " << gap);
           save(dir.path("f.bmp"), make_bmp(w, h, bits, gap));
-          const Bytes expected = picture(w, 3, bits == 32);
+          const int rows = std::abs(h);
+          const Bytes expected = picture(w, rows, bits == 32);
           Surface s;
           ASSERT_EQ(sf_image_bmp_load(&s.s, dir.path("f.bmp").c_str()), 1);
-          EXPECT_TRUE(s.s.width == w && s.s.height == 3 && s.s.bytes_per_pixel == 4);
+          EXPECT_TRUE(s.s.width == w && s.s.height == rows && s.s.bytes_per_pixel == 4);
           EXPECT_EQ(s.bytes(), expected);
           sf_release(&s.s);
           ASSERT_EQ(sf_image_bmp_read(&s.s, dir.path("f.bmp").c_str()), 1);
-          EXPECT_EQ(Bytes(s.s.pixels, s.s.pixels + 4 * w), Bytes(expected.begin() + (h < 0 ? 0 : 8 * w), expected.begin() + (h < 0 ? 4 : 12) * w));
+          const long first = h < 0 ? 0 : (rows - 1) * 4 * w;  // read keeps the file's order of rows
+          EXPECT_EQ(Bytes(s.s.pixels, s.s.pixels + 4 * w), Bytes(expected.begin() + first, expected.begin() + first + 4 * w));
         }
-}
-
-TEST(ImageBmp, RefusesBadFilesCleanly) {
-  const std::string exit = fail("image_bmp.cpp", "sf_image_bmp_read"), fread = fail("image_bmp.cpp", "sf_image_bmp_read", "fread");
-  Bytes past_end = make_bmp(2, 2, 32), short_raster = past_end, overflow = past_end, signature = past_end;
-  put32(past_end, 10, 1000), short_raster.pop_back(), put32(overflow, 18, 0x7FFFFFFF), signature[1] = 'A';
-  Bytes huge = make_bmp(2, 2, 24);
-  put32(huge, 18, 5000), put32(huge, 22, 5000);  // a valid size whose raster the file lacks
-  Bytes width0 = make_bmp(2, 2, 24), negative = width0, height0 = width0, min = width0, both = width0;
-  put32(width0, 18, 0), put32(negative, 18, uint32_t(-3)), put32(height0, 22, 0), put32(min, 22, 0x80000000);
-  put32(both, 18, 0x5FFFFF04), put32(both, 22, 0x71010040);  // × 4 bytes passes even 64 bits
-  const struct { const char* name; Bytes file; std::string trace; bool released; } cases[] = {
-      {"124-byte header", make_bmp(2, 2, 32, 0, 124), exit, true},
-      {"8 bits", make_bmp(8, 2, 8), exit, true},
-      {"signature", signature, exit, true},
-      {"width 0", width0, exit, true},
-      {"negative width", negative, exit, true},
-      {"height 0", height0, exit, true},
-      {"smallest height", min, exit, true},
-      {"overflowing product", overflow, exit, true},
-      {"product past 64 bits", both, exit, true},
-      {"offset past the end", past_end, fread, true},
-      {"raster cut short", short_raster, fread, true},
-      {"raster the file lacks", huge, fread, true},
-      {"header cut short", Bytes(past_end.begin(), past_end.begin() + 30), fread, false},
-  };
-  qtest::TempDir dir;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    save(dir.path("f.bmp"), c.file);
-    Surface s;
-    ASSERT_EQ(sf_create(&s.s, 2, 2, 4), 1);
-    EXPECT_EQ(traced([&] { return sf_image_bmp_read(&s.s, dir.path("f.bmp").c_str()); }), c.trace);
-    EXPECT_EQ(zeroed(s.s), c.released);
-  }
 }
 
 TEST(ImageBmp, StoresTopDownFilesThatLoadBackUnchanged) {
@@ -237,12 +199,15 @@ TEST(ImageBmp, StoresTopDownFilesThatLoadBackUnchanged) {
   ASSERT_EQ(sf_image_bmp_store(&s.s, dir.path("a.bmp").c_str()), 1);
   const Bytes file = slurp(dir.path("a.bmp"));
   ASSERT_EQ(file.size(), 54u + 60u);
-  EXPECT_EQ((std::vector<uint32_t>{get32(file, 2), get32(file, 10), get32(file, 14), get32(file, 18), get32(file, 22), file[28]}),
-            (std::vector<uint32_t>{114, 54, 40, 5, uint32_t(-3), 32}));  // sizes, offset, top-down, depth
+  Bytes header = make_bmp(5, -3, 32);  // top-down, 32 bits, one plane, with the sizes filled in
+  put32(header, 2, 114), put32(header, 34, 60);
+  EXPECT_EQ(Bytes(file.begin(), file.begin() + 54), Bytes(header.begin(), header.begin() + 54));
   EXPECT_EQ(Bytes(file.begin() + 54, file.end()), pixels);
-  Surface back;
+  Surface back, dot, dot_back;  // and the smallest picture, one pixel
   ASSERT_EQ(sf_image_load(&back.s, dir.path("a.bmp").c_str()), 1);
   EXPECT_EQ(back.bytes(), pixels);
+  ASSERT_TRUE(sf_create(&dot.s, 1, 1, 4) && sf_image_bmp_store(&dot.s, dir.path("d.bmp").c_str()) && sf_image_load(&dot_back.s, dir.path("d.bmp").c_str()));
+  EXPECT_EQ(dot_back.bytes(), dot.bytes());
   // Only a 4-byte surface with pixels is written; nothing else makes a file.
   Surface grey, empty;
   ASSERT_EQ(sf_create(&grey.s, 5, 3, 1), 1);
@@ -277,55 +242,73 @@ TEST(ImagePng, ReadsEveryEightBitColourType) {
     }
 }
 
-TEST(ImagePng, RefusesOtherDepthsAndDamage) {
+// Files either reader refuses: the exact trace, and whether the surface passed in was released
+// (a PNG refused before its surface is made leaves a live one untouched; one made and then
+// refused is released, from a zero record since the new one replaces the old unreleased).
+TEST(ImageFiles, RefusesBadFilesCleanly) {
+  const std::string exit = fail("image_bmp.cpp", "sf_image_bmp_read"), fread = fail("image_bmp.cpp", "sf_image_bmp_read", "fread");
   const std::string depth = fail("image_png.cpp", "sf_image_png_read", "invalid bit depth");
   const std::string jump = fail("image_png.cpp", "sf_image_png_read", "png_jmpbuf");
+  const Bytes bmp24 = make_bmp(2, 2, 24), bmp32 = make_bmp(2, 2, 32);
+  auto with = [](Bytes b, std::initializer_list<std::pair<size_t, uint32_t>> fields) {
+    for (auto [at, v] : fields) put32(b, at, v);
+    return b;
+  };
   Bytes noise(64 * 64 * 4);  // hardly compressible, so that half the file cuts the image data
   for (size_t i = 0; i < noise.size(); ++i) noise[i] = uint8_t((i * 2654435761u) >> 13);
   const Bytes good = make_png(64, 64, PNG_COLOR_TYPE_RGB_ALPHA, 8, noise);
-  Bytes header = good, huge = good, text = good;
-  header[20] ^= 1;  // inside IHDR, so its checksum fails
+  Bytes header = good, text = good, signature = bmp32;
+  header[20] ^= 1, signature[1] = 'A';  // inside IHDR, so its checksum fails
   // A text chunk that announces 1.9 GB in a small file: skipped, never allocated.
   const uint8_t chunk[] = {0x72, 0, 0, 0x0C, 't', 'E', 'X', 't', 'C', 'o', 'm', 'm', 'e', 'n', 't'};
   text.insert(text.begin() + 33, chunk, chunk + sizeof chunk);
-  // A small file that announces 5000 × 5000 pixels: refused before any surface is made.
-  put32(huge, 16, 0x88130000), put32(huge, 20, 0x88130000);
-  put32(huge, 29, __builtin_bswap32(uint32_t(crc32(0, huge.data() + 12, 17))));
+  auto sized = [&](uint32_t side) {  // the good file claiming side × side pixels, checksum fixed
+    Bytes b = with(good, {{16, __builtin_bswap32(side)}, {20, __builtin_bswap32(side)}});
+    return put32(b, 29, __builtin_bswap32(uint32_t(crc32(0, b.data() + 12, 17)))), b;
+  };
   // 20000 × 20000 pixels with a 2 MB private chunk before a few KiB of image data: the image
   // data, not the file, is what must hold the pixels.
-  Bytes padded = good;
-  put32(padded, 16, 0x204E0000), put32(padded, 20, 0x204E0000);
-  put32(padded, 29, __builtin_bswap32(uint32_t(crc32(0, padded.data() + 12, 17))));
-  Bytes big(2000000 + 12, 0);
+  Bytes padded = sized(20000), big(2000000 + 12, 0);
   put32(big, 0, __builtin_bswap32(2000000)), std::memcpy(&big[4], "prVt", 4);
   put32(big, 2000008, __builtin_bswap32(uint32_t(crc32(0, big.data() + 4, 2000004))));
   padded.insert(padded.begin() + 33, big.begin(), big.end());
   const struct { const char* name; Bytes file; std::string trace; bool released; } cases[] = {
+      {"124-byte header", make_bmp(2, 2, 32, 0, 124), exit, true},
+      {"8 bits", make_bmp(8, 2, 8), exit, true},
+      {"signature", signature, exit, true},
+      {"width 0", with(bmp24, {{18, 0}}), exit, true},
+      {"negative width", with(bmp24, {{18, uint32_t(-3)}}), exit, true},
+      {"height 0", with(bmp24, {{22, 0}}), exit, true},
+      {"smallest height", with(bmp24, {{22, 0x80000000}}), exit, true},
+      {"overflowing product", with(bmp32, {{18, 0x7FFFFFFF}}), exit, true},
+      {"product past 64 bits", with(bmp24, {{18, 0x5FFFFF04}, {22, 0x71010040}}), exit, true},  // × 4 bytes
+      {"offset past the end", with(bmp32, {{10, 1000}}), fread, true},
+      {"raster cut short", Bytes(bmp32.begin(), bmp32.end() - 1), fread, true},
+      {"raster the file lacks", with(bmp24, {{18, 5000}, {22, 5000}}), fread, true},
+      {"header cut short", Bytes(bmp32.begin(), bmp32.begin() + 30), fread, false},
       {"16 bits", make_png(4, 4, PNG_COLOR_TYPE_GRAY, 16, Bytes(32)), depth, false},
       {"1 bit", make_png(4, 4, PNG_COLOR_TYPE_PALETTE, 1, Bytes(4)), depth, false},
       {"2 bits", make_png(4, 4, PNG_COLOR_TYPE_GRAY, 2, Bytes(4)), depth, false},
       {"4 bits", make_png(4, 4, PNG_COLOR_TYPE_PALETTE, 4, Bytes(8)), depth, false},
       {"damaged header", header, jump, false},
-      {"more pixels than the file can hold", huge, jump, false},
+      {"more pixels than the file can hold", sized(5000), jump, false},
       {"huge text chunk", text, jump, false},
       {"few image data behind a large chunk", padded, jump, false},
-      {"cut in the image data", Bytes(good.begin(), good.begin() + good.size() / 2), jump, true},
+      {"cut in the image data", Bytes(good.begin(), good.begin() + long(good.size()) / 2), jump, true},
       {"bad signature", Bytes{0x89, 'P', 'N', 'G', 0, 0, 0, 0, 1, 2, 3}, jump, false},
   };
-  const auto peak_kb = qtest::peak_memory_kb;
-  const long peak_before = peak_kb();
+  const long peak_before = qtest::peak_memory_kb();
   qtest::TempDir dir;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    save(dir.path("f.png"), c.file);
-    // Refusals before the surface is made leave a live one untouched; a surface made and then
-    // refused is released (from a zero record, since the new one replaces the old unreleased).
+    save(dir.path("f"), c.file);
+    const bool png = c.file[0] == 0x89;
     Surface s;
-    ASSERT_EQ(c.released || sf_create(&s.s, 2, 2, 4), 1);
-    EXPECT_EQ(traced([&] { return sf_image_png_read(&s.s, dir.path("f.png").c_str()); }), c.trace);
+    ASSERT_EQ((png && c.released) || sf_create(&s.s, 2, 2, 4), 1);
+    EXPECT_EQ(traced([&] { return png ? sf_image_png_read(&s.s, dir.path("f").c_str()) : sf_image_bmp_read(&s.s, dir.path("f").c_str()); }), c.trace);
     EXPECT_EQ(zeroed(s.s), c.released);
   }
-  EXPECT_LT(peak_kb() - peak_before, 256 * 1024);  // no buffer sized by what a file announces
+  EXPECT_LT(qtest::peak_memory_kb() - peak_before, 256 * 1024);  // no buffer sized by what a file announces
 }
 
 // 1-, 3- and 4-byte surfaces stored as grey, RGB and RGBA files, checked by libpng's own

@@ -15,18 +15,11 @@ float f(L v) { return static_cast<float>(v); }
 // Bit-for-bit equality, so that a result one rounding away is caught.
 bool same(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0 || (a != a && b != b); }
 
-struct Random {
-  std::mt19937 gen{2024};
-  float operator()() {  // both signs, exponents from 2^−20 to 2^20
-    return std::ldexp(std::uniform_real_distribution<float>(-1, 1)(gen), std::uniform_int_distribution<int>(-20, 20)(gen));
-  }
-  mv3 v3() { return {(*this)(), (*this)(), (*this)()}; }
-  mm44 m44() {
-    mm44 m;
-    for (float& e : m.m) e = (*this)();
-    return m;
-  }
-};
+std::mt19937 gen{2024};
+float rnd() {  // both signs, exponents from 2^−20 to 2^20
+  return std::ldexp(std::uniform_real_distribution<float>(-1, 1)(gen), std::uniform_int_distribution<int>(-20, 20)(gen));
+}
+mv3 rnd3() { return {rnd(), rnd(), rnd()}; }
 
 // Row i of m times (x, y, z, w), left to right, rounded once.
 float row(const mm44& m, int i, float x, float y, float z, float w) {
@@ -42,9 +35,8 @@ void expect_same(const mm44& a, const mm44& b) {
 }
 
 TEST(Vectors, RoundOncePerComponentAfterWideWork) {
-  Random rnd;
   for (int i = 0; i < 2000; ++i) {
-    const mv3 a = rnd.v3(), b = rnd.v3();
+    const mv3 a = rnd3(), b = rnd3();
     const float s = rnd(), l = f(std::sqrt((L(a.x) * a.x + L(a.y) * a.y) + L(a.z) * a.z));
     EXPECT_PRED2(same, mv3_dot(a, b), f((L(a.x) * b.x + L(a.y) * b.y) + L(a.z) * b.z));
     EXPECT_PRED2(same, mv3_length(a), l);
@@ -60,23 +52,25 @@ TEST(Vectors, RoundOncePerComponentAfterWideWork) {
     // A 2-vector rounds as the 3-vector with z = 0, whose results were checked just above.
     const mv2 a2{a.x, a.y}, b2{b.x, b.y};
     const mv3 a0{a.x, a.y, 0}, b0{b.x, b.y, 0};
-    EXPECT_PRED2(same, mv2_dot(a2, b2), mv3_dot(a0, b0));
-    EXPECT_PRED2(same, mv2_length(a2), mv3_length(a0));
-    const mv2 got2[] = {mv2_normal(a2), mv2_add(a2, b2), mv2_sub(a2, b2), mv2_mul(a2, s), mv2_div(a2, s)};
-    const mv3 want2[] = {mv3_normal(a0), mv3_add(a0, b0), mv3_sub(a0, b0), mv3_mul(a0, s), mv3_div(a0, s)};
-    for (int op = 0; op < 5; ++op)
+    const mv2 got2[] = {mv2_normal(a2), mv2_add(a2, b2), mv2_sub(a2, b2), mv2_mul(a2, s), mv2_div(a2, s), {mv2_dot(a2, b2), mv2_length(a2)}};
+    const mv3 want2[] = {mv3_normal(a0), mv3_add(a0, b0), mv3_sub(a0, b0), mv3_mul(a0, s), mv3_div(a0, s), {mv3_dot(a0, b0), mv3_length(a0)}};
+    for (int op = 0; op < 6; ++op)
       EXPECT_TRUE(same(got2[op].x, want2[op].x) && same(got2[op].y, want2[op].y)) << "2-vector operation " << op;
   }
   // A sum that double evaluation, and not only float, would get wrong.
   if (LDBL_MANT_DIG >= 64) EXPECT_EQ(mv3_dot({1, 0x1p-30f, -1}, {1, 0x1p-30f, 1}), 0x1p-60f);
+  const mv3 z = mv3_normal({0, 0, 0});
+  EXPECT_TRUE(std::isnan(z.x) && std::isnan(z.y) && std::isnan(z.z));  // no special case for length 0
+  const mv2 d = mv2_div({1, -1}, 0);                                      // nor for a division by 0
+  EXPECT_TRUE(d.x == INFINITY && d.y == -INFINITY);
 }
 
-TEST(Matrices, ProductsSumLeftToRightAndRoundPerElement) {
-  Random rnd;
+TEST(Matrices, ProductsRotationsAndViews) {
   auto s = [](float t) { return float(std::sin(double(t))); };
   auto c = [](float t) { return float(std::cos(double(t))); };
   for (int i = 0; i < 500; ++i) {
-    const mm44 a = rnd.m44(), b = rnd.m44();
+    mm44 a, b;
+    for (int k = 0; k < 16; ++k) a.m[k] = rnd(), b.m[k] = rnd();
     const mv4 v{rnd(), rnd(), rnd(), rnd()};
     expect_same(mm44_mulmm44(a, b), product(a, b));
     const mv4 r = mm44_mulv4(a, v);
@@ -95,34 +89,22 @@ TEST(Matrices, ProductsSumLeftToRightAndRoundPerElement) {
     expect_same(mm44_rotate_x(x), rx);
     expect_same(mm44_rotate_y(y), ry);
     expect_same(mm44_rotate_z(z), rz);
+    // A view from the vector steps (checked above), with the translation as −eye on the left.
+    const mv3 eye = rnd3(), target = rnd3(), up = rnd3();
+    const mv3 fw = mv3_normal(mv3_sub(target, eye)), sd = mv3_normal(mv3_cross(up, fw)), u = mv3_cross(fw, sd);
+    const mm44 axes = {{sd.x, u.x, fw.x, 0, sd.y, u.y, fw.y, 0, sd.z, u.z, fw.z, 0, 0, 0, 0, 1}};
+    const mm44 move = {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, -eye.x, -eye.y, -eye.z, 1}};
+    expect_same(mm44_lookat(eye, target, up), product(move, axes));
   }
+  expect_same(mm44_rotate(0, 0, 0), mm44_identity());
+  expect_same(mm44_identity(), {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}});
+  const mm44 lost = mm44_lookat({1, 2, 3}, {1, 2, 3}, {0, 1, 0});
+  for (int i : {0, 1, 2, 4, 5, 6, 8, 9, 10}) EXPECT_TRUE(std::isnan(lost.m[i])) << i;
   if (LDBL_MANT_DIG >= 64) {  // 1 + 2^−60 − 1: lost in double, kept in the wide format
     const mm44 a = {{1, 0x1p-30f, -1, 0}}, b = {{1, 0, 0, 0, 0x1p-30f, 0, 0, 0, 1}};
     EXPECT_EQ(mm44_mulmm44(a, b).m[0], 0x1p-60f);
     EXPECT_EQ(mm44_mulv4(a, {1, 0x1p-30f, 1, 0}).x, 0x1p-60f);
   }
-}
-
-TEST(Geometry, FixedCasesAndViews) {
-  const mv3 z = mv3_normal({0, 0, 0});
-  EXPECT_TRUE(std::isnan(z.x) && std::isnan(z.y) && std::isnan(z.z));  // no special case for length 0
-  const mv2 d = mv2_div({1, -1}, 0);                                      // nor for a division by 0
-  EXPECT_TRUE(d.x == INFINITY && d.y == -INFINITY);
-  const mm44 id = mm44_identity();
-  expect_same(mm44_rotate(0, 0, 0), id);
-  mm44 moved = id;
-  moved.m[12] = -1, moved.m[13] = -2, moved.m[14] = -3;
-  expect_same(mm44_lookat({1, 2, 3}, {1, 2, 4}, {0, 1, 0}), moved);
-  const mm44 lost = mm44_lookat({1, 2, 3}, {1, 2, 3}, {0, 1, 0});
-  for (int i : {0, 1, 2, 4, 5, 6, 8, 9, 10}) EXPECT_TRUE(std::isnan(lost.m[i])) << i;
-  // A general view from the vector steps (checked above), rounded where formed, with the
-  // translation as a product with −eye on the left.
-  Random rnd;
-  const mv3 eye = rnd.v3(), target = rnd.v3(), up = rnd.v3();
-  const mv3 fw = mv3_normal(mv3_sub(target, eye)), s = mv3_normal(mv3_cross(up, fw)), u = mv3_cross(fw, s);
-  const mm44 axes = {{s.x, u.x, fw.x, 0, s.y, u.y, fw.y, 0, s.z, u.z, fw.z, 0, 0, 0, 0, 1}};
-  const mm44 t = {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, -eye.x, -eye.y, -eye.z, 1}};
-  expect_same(mm44_lookat(eye, target, up), product(t, axes));
 }
 
 }  // namespace
