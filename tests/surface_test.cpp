@@ -4,6 +4,7 @@
 #include <quelt/surface/blend.h>
 #include <quelt/surface/context.h>
 #include <quelt/surface/surface.h>
+#include <quelt/surface/transform.h>
 
 #include <cstring>
 #include <functional>
@@ -91,7 +92,7 @@ TEST(Rect, ValidOverlapClip) {
   struct { sf_rect a, b; int overlap, a_valid; } cases[] = {
       {{0, 0, 10, 10}, {10, 0, 20, 10}, 0, 1}, {{0, 0, 10, 10}, {9, 9, 20, 20}, 1, 1}, {{5, 5, 5, 5}, {0, 0, 10, 10}, 1, 1},
       {{0, 0, 0, 0}, {0, 0, 10, 10}, 0, 1},    {{10, 5, 10, 5}, {0, 0, 10, 10}, 0, 1}, {{4, 0, 3, 10}, {0, 0, 10, 10}, 0, 0},
-      {{-5, -5, 1, 1}, {0, 0, 10, 10}, 1, 1},
+      {{-5, -5, 1, 1}, {0, 0, 10, 10}, 1, 1},  {{0, 0, 10, 10}, {0, 10, 10, 20}, 0, 1},  // touching below: apart
   };
   for (auto c : cases) {
     EXPECT_EQ(sf_rect_overlap(&c.a, &c.b), c.overlap) << c.a << c.b;
@@ -277,6 +278,17 @@ TEST(ClipStack, PushNarrowsPopRestores) {
     ASSERT_EQ(sf_pop(&s), 1);
     EXPECT_TRUE(*s.clip == (sf_rect{level - 1, level - 1, 101 - level, 100}) &&
                 s.clip == reinterpret_cast<sf_rect*>(s.clip_stack->data) + level - 1);
+  }
+}
+
+// A flip between surfaces of another shape, one side alike, is refused: nothing read or written.
+TEST(Surface, FlipsRefuseAnotherShape) {
+  Surface a(4, 4, 4), tall(4, 2, 4), narrow(2, 4, 4), grey(4, 4, 1);
+  a.paint(0x11223344);
+  const Bytes before = a.bytes();
+  for (Surface* other : {&tall, &narrow, &grey}) {
+    for (auto flip : {sf_flip_vertical, sf_flip_horizontal}) flip(&a, other), flip(other, &a);
+    EXPECT_TRUE(a.bytes() == before && other->bytes() == Bytes(other->bytes().size(), 0)) << other->width << "x" << other->height;
   }
 }
 
