@@ -1,4 +1,3 @@
 # The level test links the kernel objects itself, so that it reaches the hidden table of each
 # instruction-set level.
 target_sources(simd_test PRIVATE $<TARGET_OBJECTS:quelt_levels>)
-target_sources(simd_kernel_test PRIVATE $<TARGET_OBJECTS:quelt_levels>)
