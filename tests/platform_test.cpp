@@ -16,6 +16,8 @@
 extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"; }
 
 using namespace quelt::x11;
+using quelt::platform::vk_of_keysym;
+using quelt::platform::vk_of_position;
 
 namespace {
 
@@ -85,6 +87,15 @@ TEST(Gdi, HandlesOfDeletedObjectsAreRefused) {
   EXPECT_EQ(dib(4, 4), nullptr);
   EXPECT_EQ(dib(4, -4, 24), nullptr);
   EXPECT_EQ(GetObjectType(nullptr) + GetObjectType(reinterpret_cast<HGDIOBJ>(uintptr_t{0x12345})), 0u);
+}
+
+// Virtual keys by keysym, and by the key's place for layouts whose keysyms are not Latin.
+TEST(Keys, VirtualKeysByNameAndByPlace) {
+  for (auto [keysym, vk] : {std::pair<uint32_t, UINT>{'q', 'Q'}, {'Z', 'Z'}, {'7', '7'}, {0xffb3, 0x63}, {0xffbe, 0x70},
+                            {0xffd5, 0x87}, {0xff1b, 0x1B}, {0xff51, 0x25}, {0xff0d, 0x0D}, {0x6c1, 0}})
+    EXPECT_EQ(vk_of_keysym(keysym), vk) << keysym;
+  for (auto [keycode, vk] : {std::pair<unsigned, UINT>{10, '1'}, {19, '0'}, {24, 'Q'}, {38, 'A'}, {52, 'Z'}, {9, 0}})
+    EXPECT_EQ(vk_of_position(keycode), vk) << keycode;
 }
 
 std::vector<UINT> seen;
