@@ -347,17 +347,12 @@ TEST_F(Showcase, ConfigDirectoryAndItsLongPath) {
 Window window_of(pid_t pid) {
   Window found = 0;
   host::pump_until([&] {
-    return (found = walking([&]() -> Window {
-      Window root = DefaultRootWindow(x()), parent = 0, *children = nullptr, hit = 0;
-      unsigned count = 0;
-      if (!XQueryTree(x(), root, &root, &parent, &children, &count)) return 0;
-      XWindowAttributes a{};
-      for (unsigned i = 0; i < count && !hit; ++i)
-        if (host::property(children[i], "_NET_WM_PID", 1) == std::vector<unsigned long>{static_cast<unsigned long>(pid)} &&
-            XGetWindowAttributes(x(), children[i], &a) && a.map_state == IsViewable)
-          hit = children[i];
-      if (children) XFree(children);
-      return hit;
+    return (found = walking([&] {
+      return host::find_window([&](Window w) {
+        XWindowAttributes a{};
+        return host::property(w, "_NET_WM_PID", 1) == std::vector<unsigned long>{static_cast<unsigned long>(pid)} &&
+               XGetWindowAttributes(x(), w, &a) && a.map_state == IsViewable;
+      });
     })) != 0;
   }, 20000);
   return found;

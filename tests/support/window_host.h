@@ -161,23 +161,26 @@ inline std::vector<unsigned long> property(Window w, const char* name, long coun
   if (data) XFree(data);
   return out;
 }
-// The X window of a handle, found by the property the library puts on it (low half first): a
-// child of the root, or of a window manager's frame.
-inline Window xwindow_below(Window top, quelt_hwnd hwnd, int depth) {
+// The first window that `match` takes among the root's children and, below them, a window
+// manager's frames; 0 when none.
+inline Window find_window(const std::function<bool(Window)>& match, Window top = 0, int depth = 2) {
   Window root, parent, *children = nullptr, found = 0;
   unsigned count = 0;
-  if (!XQueryTree(x(), top, &root, &parent, &children, &count)) return 0;
-  for (unsigned i = 0; i < count && !found; ++i) {
-    const std::vector<unsigned long> v = property(children[i], "_QUELT_HWND", 2);
-    if (v.size() == 2 && (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) == reinterpret_cast<uintptr_t>(hwnd))
-      found = children[i];
-  }
-  for (unsigned i = 0; i < count && !found && depth > 0; ++i) found = xwindow_below(children[i], hwnd, depth - 1);
+  if (!XQueryTree(x(), top ? top : DefaultRootWindow(x()), &root, &parent, &children, &count)) return 0;
+  for (unsigned i = 0; i < count && !found; ++i)
+    if (match(children[i])) found = children[i];
+  for (unsigned i = 0; i < count && !found && depth > 0; ++i) found = find_window(match, children[i], depth - 1);
   if (children) XFree(children);
   return found;
 }
+// The X window of a handle, by the property the library puts on it (low half first).
 inline Window xwindow(quelt_hwnd hwnd) {
-  return qtest::walking([&] { return xwindow_below(DefaultRootWindow(x()), hwnd, 2); });
+  return qtest::walking([&] {
+    return find_window([&](Window w) {
+      const std::vector<unsigned long> v = property(w, "_QUELT_HWND", 2);
+      return v.size() == 2 && (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) == reinterpret_cast<uintptr_t>(hwnd);
+    });
+  });
 }
 inline bool exists(quelt_hwnd h) { return xwindow(h) != 0; }
 
