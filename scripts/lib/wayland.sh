@@ -2,8 +2,8 @@
 # pixman renderer; it refuses to run as root, so it runs as an unprivileged user made for it,
 # while clients connect as the caller) and weston. Each gets a runtime directory of its own;
 # only the processes started here are stopped, when the script exits.
-#   start_sway [scale]   sets QUELT_SWAY (runtime dir:socket) and QUELT_SWAY_SOCK (its IPC)
-#   start_weston         sets QUELT_WESTON (runtime dir:socket)
+#   start_sway [scale]   sets QUELT_SWAY_DIR: its runtime directory, with wayland-1 and ipc.sock
+#   start_weston         sets QUELT_WESTON_DIR: its runtime directory, with wayland-1
 QUELT_WAYLAND_PIDS=()
 QUELT_WAYLAND_DIRS=()
 
@@ -48,7 +48,7 @@ CONFIG
     { echo "sway did not start:" >&2; cat "$dir/log" >&2; return 1; }
   # Clients run as the caller: the sockets are the sway user's, open to connect.
   chmod 777 "$dir/wayland-1" "$dir/ipc.sock" 2> /dev/null || true
-  export QUELT_SWAY="$dir:wayland-1" QUELT_SWAY_SOCK="$dir/ipc.sock"
+  export QUELT_SWAY_DIR="$dir"
   echo "sway on $dir/wayland-1 (pid ${QUELT_WAYLAND_PIDS[-1]})"
 }
 
@@ -63,6 +63,6 @@ start_weston() {
     --socket=wayland-1 --width=1280 --height=800 --idle-time=0 > "$dir/log" 2>&1 &
   QUELT_WAYLAND_PIDS+=($!)
   wait_socket "$dir/wayland-1" || { echo "weston did not start:" >&2; cat "$dir/log" >&2; return 1; }
-  export QUELT_WESTON="$dir:wayland-1"
+  export QUELT_WESTON_DIR="$dir"
   echo "weston on $dir/wayland-1 (pid ${QUELT_WAYLAND_PIDS[-1]})"
 }

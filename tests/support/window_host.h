@@ -23,7 +23,10 @@
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
 #include <X11/extensions/XTest.h>
+#include <quelt/imagefile/image.h>
 #include <unistd.h>
+
+#include <cstdlib>
 
 // The test's own connection to the server, and walks of the window tree that survive other
 // clients' windows going away.
@@ -88,6 +91,7 @@ inline std::string first_difference(const std::vector<uint32_t>& got, int width,
 }
 
 #ifdef _WIN32
+inline bool wayland() { return false; }
 inline bool ready() { return true; }
 inline void settle(ctl_window_rec*) { ctl_do_events(); }
 inline bool exists(quelt_hwnd h) { return IsWindow(h); }
@@ -146,7 +150,95 @@ inline void wheel(ctl_window_rec* w, bool up) {
 constexpr bool real_pointer = false;
 #else
 using qtest::x;
-inline bool ready() { return x() != nullptr; }
+
+// On a Wayland compositor (sway) the suite asks the compositor: its tree through swaymsg for
+// places and captions, grim for pixels, its seat commands for the pointer and wtype (a virtual
+// keyboard) for keys. The compositor places windows itself.
+inline bool wayland() {
+  const char* d = std::getenv("WAYLAND_DISPLAY");
+  return d && *d;
+}
+namespace way {
+inline std::string run(const std::string& command) {
+  std::string out;
+  if (FILE* f = popen(command.c_str(), "r")) {
+    char chunk[4096];
+    for (size_t n; (n = std::fread(chunk, 1, sizeof chunk, f)) > 0;) out.append(chunk, n);
+    pclose(f);
+  }
+  return out;
+}
+// The JSON of swaymsg without the spaces outside strings, so that fields can be found as text.
+inline std::string compact(const std::string& json) {
+  std::string out;
+  bool quoted = false;
+  for (size_t i = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    if (quoted && c == '\\' && i + 1 < json.size()) out += c, out += json[++i];
+    else if (c == '"') quoted = !quoted, out += c;
+    else if (quoted || !std::isspace(static_cast<unsigned char>(c))) out += c;
+  }
+  return out;
+}
+inline Rect rect_at(const std::string& json, size_t at) {
+  Rect r{};
+  int width = 0, height = 0;
+  if (at != std::string::npos &&
+      std::sscanf(json.c_str() + at, "\"rect\":{\"x\":%d,\"y\":%d,\"width\":%d,\"height\":%d", &r.left, &r.top,
+                  &width, &height) == 4)
+    r.right = r.left + width, r.bottom = r.top + height;
+  return r;
+}
+struct Node {
+  bool found = false, focused = false;
+  Rect rect{};
+  std::string name;
+};
+// This process's newest window in the compositor's tree.
+inline Node node() {
+  const std::string tree = compact(run("swaymsg -t get_tree -r 2> /dev/null"));
+  const size_t pid = tree.rfind("\"pid\":" + std::to_string(getpid()) + ",");
+  if (pid == std::string::npos) return {};
+  const size_t start = tree.rfind("\"id\":", pid);
+  const std::string n = tree.substr(start, pid - start);
+  Node out{true, n.find("\"focused\":true") != std::string::npos, rect_at(n, n.find("\"rect\":{")), ""};
+  const size_t name = n.find("\"name\":\"");
+  for (size_t i = name == std::string::npos ? n.size() : name + 8; i < n.size() && n[i] != '"'; ++i)
+    out.name += n[i] == '\\' ? n[++i] : n[i];
+  return out;
+}
+// What the compositor shows in a rectangle of the screen (grim), B, G, R, A words.
+inline std::vector<uint32_t> shot(Rect r) {
+  std::vector<uint32_t> out;
+  char path[] = "/tmp/quelt-shot-XXXXXX.png";
+  const int fd = mkstemps(path, 4);
+  if (fd < 0) return out;
+  close(fd);
+  const int width = r.right - r.left, height = r.bottom - r.top;
+  char command[256];
+  std::snprintf(command, sizeof command, "grim -g '%d,%d %dx%d' %s 2> /dev/null", r.left, r.top, width, height, path);
+  sf_surface image{};
+  if (std::system(command) == 0 && sf_image_load(&image, path) && image.bytes_per_pixel == 4 && image.width == width &&
+      image.height == height)
+    out.assign(reinterpret_cast<uint32_t*>(image.pixels), reinterpret_cast<uint32_t*>(image.pixels) + width * height);
+  sf_release(&image);
+  unlink(path);
+  return out;
+}
+inline void sway(const std::string& command) { run("swaymsg '" + command + "' > /dev/null 2>&1"); }
+// Keys go to wtype in one run per burst, from the first press to the last release, with the
+// time each was held, so that a key held across calls is held by one virtual keyboard.
+inline std::string keys;
+inline int held = 0;
+inline std::chrono::steady_clock::time_point last_key;
+}  // namespace way
+
+inline bool ready() { return wayland() || x() != nullptr; }
+// Windows get quelt's own frame (the suite tells the library not to ask the compositor for one).
+inline bool own_frame() {
+  const char* mode = std::getenv("QUELT_DECORATIONS");
+  return wayland() && mode && std::string(mode) == "client";
+}
 
 // Up to `count` 32-bit items of a window's property.
 inline std::vector<unsigned long> property(Window w, const char* name, long count) {
@@ -182,7 +274,7 @@ inline Window xwindow(quelt_hwnd hwnd) {
     });
   });
 }
-inline bool exists(quelt_hwnd h) { return xwindow(h) != 0; }
+inline bool exists(quelt_hwnd h) { return wayland() ? way::node().found : xwindow(h) != 0; }
 
 // Waits until the library has read and dispatched every event the server sent it so far: a
 // _NET_WM_PING sent to its window now comes back on the root once the library has read it.
@@ -205,6 +297,13 @@ inline bool pong_seen(long stamp) {
   return back;
 }
 inline void settle(ctl_window_rec* w) {
+  if (wayland()) {
+    // The compositor has written what the suite's commands caused before they returned: a short
+    // run of the loop reads and dispatches it.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+    while (std::chrono::steady_clock::now() < end) ctl_do_events(), usleep(2000);
+    return;
+  }
   XSync(x(), False);
   if (const Window xw = w ? xwindow(w->hwnd) : 0) {
     const long stamp = send_ping(xw);
@@ -214,6 +313,7 @@ inline void settle(ctl_window_rec* w) {
 }
 // Mapped and holding the keyboard focus.
 inline bool shown_ready(ctl_window_rec* w) {
+  if (wayland()) return way::node().focused;
   Window focus = 0, xw = xwindow(w->hwnd);
   int revert = 0;
   XGetInputFocus(x(), &focus, &revert);
@@ -223,6 +323,13 @@ inline bool shown_ready(ctl_window_rec* w) {
 // The client area on the screen, and the whole window with the frame a window manager put
 // around it (none on a bare server).
 inline Rect client(ctl_window_rec* w) {
+  if (wayland()) {
+    // Inside quelt's own frame: the border is as wide on every side but the title's.
+    const Rect r = way::node().rect;
+    const int side = (r.right - r.left - ctl_window_width(w)) / 2;
+    const int top = r.bottom - r.top - ctl_window_height(w) - side;
+    return {r.left + side, r.top + top, r.right - side, r.bottom - side};
+  }
   int left = 0, top = 0;
   Window child, xw = xwindow(w->hwnd);
   XWindowAttributes a{};
@@ -231,13 +338,21 @@ inline Rect client(ctl_window_rec* w) {
   return {left, top, left + a.width, top + a.height};
 }
 inline Rect outer(ctl_window_rec* w) {
+  if (wayland()) return way::node().rect;
   Rect r = client(w);
   const std::vector<unsigned long> f = property(xwindow(w->hwnd), "_NET_FRAME_EXTENTS", 4);
   if (f.size() == 4) r.left -= int(f[0]), r.right += int(f[1]), r.top -= int(f[2]), r.bottom += int(f[3]);
   return r;
 }
-inline Rect screen() { return {0, 0, DisplayWidth(x(), DefaultScreen(x())), DisplayHeight(x(), DefaultScreen(x()))}; }
+inline Rect screen() {
+  if (wayland()) {
+    const std::string outputs = way::compact(way::run("swaymsg -t get_outputs -r 2> /dev/null"));
+    return way::rect_at(outputs, outputs.find("\"rect\":{"));
+  }
+  return {0, 0, DisplayWidth(x(), DefaultScreen(x())), DisplayHeight(x(), DefaultScreen(x()))};
+}
 inline std::string caption(ctl_window_rec* w) {
+  if (wayland()) return way::node().name;
   char* name = nullptr;
   std::string out = XFetchName(x(), xwindow(w->hwnd), &name) && name ? name : "";
   if (name) XFree(name);
@@ -245,6 +360,10 @@ inline std::string caption(ctl_window_rec* w) {
 }
 inline std::vector<uint32_t> pixels(ctl_window_rec* w, int width, int height) {
   std::vector<uint32_t> out;
+  if (wayland()) {
+    const Rect c = client(w);
+    return way::shot({c.left, c.top, c.left + width, c.top + height});
+  }
   XImage* image = XGetImage(x(), xwindow(w->hwnd), 0, 0, static_cast<unsigned>(width), static_cast<unsigned>(height),
                             AllPlanes, ZPixmap);
   if (!image) return out;
@@ -253,7 +372,7 @@ inline std::vector<uint32_t> pixels(ctl_window_rec* w, int width, int height) {
   XDestroyImage(image);
   return out;
 }
-inline bool window_manager() { return !property(DefaultRootWindow(x()), "_NET_SUPPORTING_WM_CHECK", 1).empty(); }
+inline bool window_manager() { return !wayland() && !property(DefaultRootWindow(x()), "_NET_SUPPORTING_WM_CHECK", 1).empty(); }
 // wmctrl on the window, as a user's tool drives the window manager; false without wmctrl.
 inline bool wmctrl(ctl_window_rec* w, const std::string& action) {
   char id[32];
@@ -262,6 +381,7 @@ inline bool wmctrl(ctl_window_rec* w, const std::string& action) {
 }
 // The window manager's close button, or on a bare server the message it would send.
 inline void close_button(ctl_window_rec* w) {
+  if (wayland()) return way::sway("[pid=" + std::to_string(getpid()) + "] kill");
   if (window_manager() && wmctrl(w, "-c")) return;
   const Window xw = xwindow(w->hwnd);
   XEvent ev{};
@@ -285,19 +405,32 @@ inline KeySym keysym(uint32_t vk) {
   }
 }
 inline void key(ctl_window_rec*, uint32_t vk, bool down) {
+  if (wayland()) {
+    const auto now = std::chrono::steady_clock::now();
+    if (way::held > 0)
+      way::keys += " -s " + std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(now - way::last_key).count());
+    way::last_key = now;
+    way::held += down ? 1 : -1;
+    way::keys += std::string(down ? " -P " : " -p ") + XKeysymToString(keysym(vk));
+    if (way::held == 0) std::system(("wtype" + way::keys + " > /dev/null 2>&1 &").c_str()), way::keys.clear();
+    return;
+  }
   XTestFakeKeyEvent(x(), XKeysymToKeycode(x(), keysym(vk)), down, CurrentTime), XSync(x(), False);
 }
 inline void move(ctl_window_rec* w, int cx, int cy) {
   const Rect r = client(w);
+  if (wayland()) return way::sway("seat seat0 cursor set " + std::to_string(r.left + cx) + " " + std::to_string(r.top + cy));
   XTestFakeMotionEvent(x(), -1, r.left + cx, r.top + cy, CurrentTime), XSync(x(), False);
 }
 inline void button(ctl_window_rec*, int b, bool down) {
+  if (wayland()) return way::sway(std::string("seat seat0 cursor ") + (down ? "press" : "release") + " button" + std::to_string(b));
   XTestFakeButtonEvent(x(), static_cast<unsigned>(b), down, CurrentTime), XSync(x(), False);
 }
 inline void wheel(ctl_window_rec* w, bool up) { button(w, up ? 4 : 5, true), button(w, up ? 4 : 5, false); }
 constexpr bool real_pointer = true;
 
 inline bool has_xtest() {
+  if (wayland()) return false;  // input on Wayland needs the compositor's virtual devices: not yet
   int event = 0, error = 0, major = 0, minor = 0;
   return x() && XTestQueryExtension(x(), &event, &error, &major, &minor);
 }
@@ -312,12 +445,14 @@ struct KeepServer {
 
   KeySym* current(int* per_code) { return XGetKeyboardMapping(d, KeyCode(min_code), max_code - min_code + 1, per_code); }
   KeepServer() {
+    if (!d) return;  // on Wayland every burst of keys is a virtual keyboard of its own
     XDisplayKeycodes(d, &min_code, &max_code);
     mapping = current(&per);
     XkbGetAutoRepeatRate(d, XkbUseCoreKbd, &delay, &interval);
     XGetKeyboardControl(d, &keyboard);
   }
   ~KeepServer() {
+    if (!d) return;
     Window root, child;
     int rx, ry, wx, wy;
     unsigned held = 0;
@@ -352,7 +487,13 @@ inline void tap(ctl_window_rec* w, uint32_t vk) {
   key(w, vk, false);
 }
 inline std::string shown_differs(ctl_window_rec* w, int width, int height, const Want& want, uint32_t mask = 0xFFFFFF) {
-  return first_difference(pixels(w, width, height), width, want, mask);
+  std::string differs = first_difference(pixels(w, width, height), width, want, mask);
+#ifndef _WIN32
+  // A compositor shows a frame when it asks for the next one: the loop runs until it does.
+  if (wayland() && !differs.empty())
+    pump_until([&] { return (differs = first_difference(pixels(w, width, height), width, want, mask)).empty(); });
+#endif
+  return differs;
 }
 
 }  // namespace host

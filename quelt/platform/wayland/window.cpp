@@ -137,10 +137,12 @@ void decoration_configure(void*, zxdg_toplevel_decoration_v1* decoration, uint32
 const zxdg_toplevel_decoration_v1_listener decoration_listener = {decoration_configure};
 
 // Asks the compositor for its frame around a window that has a caption, and for none around
-// one without: a compositor that offers decorations would otherwise draw its own.
+// one without (a compositor may still draw one: the answer decides).
 void ask_decoration(Wnd* w) {
   Native* n = native(w);
-  if (!conn.decorations || !n->toplevel) return;
+  // Compositors may answer every request with their own frame: a window that must draw its own
+  // (QUELT_DECORATIONS=client) does not ask at all.
+  if (!conn.decorations || conn.client_decorations || !n->toplevel) return;
   if (!n->decoration) {
     n->decoration = zxdg_decoration_manager_v1_get_toplevel_decoration(conn.decorations, n->toplevel);
     zxdg_toplevel_decoration_v1_add_listener(n->decoration, &decoration_listener, nullptr);
