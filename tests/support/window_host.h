@@ -26,6 +26,7 @@
 #include <quelt/imagefile/image.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 
 // The test's own connection to the server, and walks of the window tree that survive other
@@ -226,11 +227,49 @@ inline std::vector<uint32_t> shot(Rect r) {
   return out;
 }
 inline void sway(const std::string& command) { run("swaymsg '" + command + "' > /dev/null 2>&1"); }
-// Keys go to wtype in one run per burst, from the first press to the last release, with the
-// time each was held, so that a key held across calls is held by one virtual keyboard.
-inline std::string keys;
-inline int held = 0;
-inline std::chrono::steady_clock::time_point last_key;
+// The compositor's virtual keyboard and pointer and an input method, held by one helper process
+// for the whole run (tests/support/wl_input.cpp); false when it is not there or not answering.
+inline bool input(const std::string& command) {
+#ifdef QUELT_WL_INPUT
+  static FILE *to = nullptr, *from = nullptr;
+  if (!to) {
+    int in[2], out[2];
+    if (pipe(in) || pipe(out)) return false;
+    if (fork() == 0) {
+      dup2(in[0], 0), dup2(out[1], 1), close(in[1]), close(out[0]);
+      execl(QUELT_WL_INPUT, "wl_input", static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    close(in[0]), close(out[1]);
+    signal(SIGPIPE, SIG_IGN);
+    to = fdopen(in[1], "w"), from = fdopen(out[0], "r");
+  }
+  char reply[8] = "";
+  return std::fprintf(to, "%s\n", command.c_str()) > 0 && std::fflush(to) == 0 && std::fgets(reply, sizeof reply, from) &&
+         std::string(reply) == "ok\n";
+#else
+  (void)command;
+  return false;
+#endif
+}
+// The evdev code of a virtual key the suite types, on a US keyboard.
+inline int evdev(uint32_t vk) {
+  static const char letters[] = "\x1e\x30\x2e\x20\x12\x21\x22\x23\x17\x24\x25\x26\x32\x31\x18\x19\x10\x13\x1f\x14\x16\x2f\x11\x2d\x15\x2c";
+  if (vk >= 'A' && vk <= 'Z') return letters[vk - 'A'];
+  if (vk >= '1' && vk <= '9') return 2 + int(vk - '1');
+  switch (vk) {
+    case '0': return 11;
+    case 0x0D: return 28;
+    case 0x10: return 42;
+    case 0x1B: return 1;
+    case 0x25: return 105;
+    case 0x26: return 103;
+    case 0x27: return 106;
+    case 0x28: return 108;
+    case 0x74: return 63;
+    default: return 0;
+  }
+}
 }  // namespace way
 
 inline bool ready() { return wayland() || x() != nullptr; }
@@ -238,6 +277,11 @@ inline bool ready() { return wayland() || x() != nullptr; }
 inline bool own_frame() {
   const char* mode = std::getenv("QUELT_DECORATIONS");
   return wayland() && mode && std::string(mode) == "client";
+}
+// The client area of a window that the program put at (x, y), as the library reports it.
+inline Rect placed(ctl_window_rec* w, int x, int y) {
+  const int side = own_frame() ? 4 : 0, top = own_frame() ? 28 : 0;
+  return {x + side, y + top, x + side + ctl_window_width(w), y + top + ctl_window_height(w)};
 }
 
 // Up to `count` 32-bit items of a window's property.
@@ -405,32 +449,30 @@ inline KeySym keysym(uint32_t vk) {
   }
 }
 inline void key(ctl_window_rec*, uint32_t vk, bool down) {
-  if (wayland()) {
-    const auto now = std::chrono::steady_clock::now();
-    if (way::held > 0)
-      way::keys += " -s " + std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(now - way::last_key).count());
-    way::last_key = now;
-    way::held += down ? 1 : -1;
-    way::keys += std::string(down ? " -P " : " -p ") + XKeysymToString(keysym(vk));
-    if (way::held == 0) std::system(("wtype" + way::keys + " > /dev/null 2>&1 &").c_str()), way::keys.clear();
-    return;
-  }
+  if (wayland()) return (void)way::input("key " + std::to_string(way::evdev(vk)) + (down ? " 1" : " 0"));
   XTestFakeKeyEvent(x(), XKeysymToKeycode(x(), keysym(vk)), down, CurrentTime), XSync(x(), False);
 }
 inline void move(ctl_window_rec* w, int cx, int cy) {
   const Rect r = client(w);
-  if (wayland()) return way::sway("seat seat0 cursor set " + std::to_string(r.left + cx) + " " + std::to_string(r.top + cy));
+  if (wayland()) {
+    const Rect s = screen();
+    return (void)way::input("move " + std::to_string(std::max(0, r.left + cx)) + " " + std::to_string(std::max(0, r.top + cy)) +
+                            " " + std::to_string(s.right) + " " + std::to_string(s.bottom));
+  }
   XTestFakeMotionEvent(x(), -1, r.left + cx, r.top + cy, CurrentTime), XSync(x(), False);
 }
 inline void button(ctl_window_rec*, int b, bool down) {
-  if (wayland()) return way::sway(std::string("seat seat0 cursor ") + (down ? "press" : "release") + " button" + std::to_string(b));
+  if (wayland()) return (void)way::input("button " + std::to_string(b == 1 ? 0x110 : b == 2 ? 0x112 : 0x111) + (down ? " 1" : " 0"));
   XTestFakeButtonEvent(x(), static_cast<unsigned>(b), down, CurrentTime), XSync(x(), False);
 }
-inline void wheel(ctl_window_rec* w, bool up) { button(w, up ? 4 : 5, true), button(w, up ? 4 : 5, false); }
+inline void wheel(ctl_window_rec* w, bool up) {
+  if (wayland()) return (void)way::input(up ? "wheel 0 -1" : "wheel 0 1");
+  button(w, up ? 4 : 5, true), button(w, up ? 4 : 5, false);
+}
 constexpr bool real_pointer = true;
 
 inline bool has_xtest() {
-  if (wayland()) return false;  // input on Wayland needs the compositor's virtual devices: not yet
+  if (wayland()) return way::input("reset");
   int event = 0, error = 0, major = 0, minor = 0;
   return x() && XTestQueryExtension(x(), &event, &error, &major, &minor);
 }
@@ -452,7 +494,10 @@ struct KeepServer {
     XGetKeyboardControl(d, &keyboard);
   }
   ~KeepServer() {
-    if (!d) return;
+    if (!d) {
+      if (wayland()) way::input("reset");
+      return;
+    }
     Window root, child;
     int rx, ry, wx, wy;
     unsigned held = 0;

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 
@@ -67,7 +68,13 @@ void pointer_enter(void*, wl_pointer*, uint32_t serial, wl_surface* surface, wl_
   seat.pointer_window = w->handle;
   seat.serial = serial;
   pointer_at(w, sx, sy);
-  frame_hover(w, part_at(w, seat.x, seat.y));
+  // Coming in is a move onto the window, as Win32 reports it.
+  const Part part = part_at(w, seat.x, seat.y);
+  frame_hover(w, part);
+  if (part == Part::client) {
+    using namespace std::chrono;
+    client_motion(w, static_cast<DWORD>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count()));
+  }
 }
 
 void pointer_leave(void*, wl_pointer*, uint32_t, wl_surface*) {
