@@ -782,6 +782,33 @@ TEST_F(Windows, OwnFrameOnWaylandAroundTheClientArea) {
   EXPECT_EQ(light(90, 120), 0);    // nothing between
 }
 
+// On an output at scale 2 a window is in device pixels: its pixels show one for one, the
+// compositor's logical size is half, and text is made at twice the resolution.
+TEST_F(Windows, ScaledOutputShowsDevicePixels) {
+  if (!host::wayland()) GTEST_SKIP() << "a Wayland output's scale";
+  const char* font = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+  auto line_height = [&] {
+    sf_face* face = nullptr;
+    const int height = sf_face_create(&face, font, 12) ? sf_face_height(face) : 0;
+    sf_face_release(&face);
+    return height;
+  };
+  const int at_one = line_height();
+  host::way::Scale two(2);
+  EXPECT_NEAR(line_height(), 2 * at_one, 1);
+  TestWindow t(200, 100);
+  ASSERT_TRUE(t.show());
+  for (int py = 0; py < 100; ++py)
+    for (int px = 0; px < 200; ++px) {
+      const uint32_t v = (px ^ py) & 1 ? 0xFFFFFFFFu : 0xFF000000u;
+      std::memcpy(t.s->pixels + (py * 200 + px) * 4, &v, 4);
+    }
+  ctl_window_update(t.w);
+  EXPECT_EQ(host::shown_differs(t.w, 200, 100, [](int px, int py) { return (px ^ py) & 1 ? 0xFFFFFFu : 0u; }), "");
+  const host::Rect o = host::outer(t.w);
+  EXPECT_EQ(o.right - o.left, host::own_frame() ? 108 : 100);  // a frame of 4 logical pixels
+}
+
 // Under a real window manager (the suite runs on a bare server and under openbox).
 struct UnderWindowManager : Windows {
   void SetUp() override {

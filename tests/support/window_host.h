@@ -209,15 +209,28 @@ inline Node node() {
   return out;
 }
 // What the compositor shows in a rectangle of the screen (grim), B, G, R, A words.
+// The output's scale: device pixels to a logical one.
+inline int scale() {
+  const std::string outputs = compact(run("swaymsg -t get_outputs -r 2> /dev/null"));
+  const size_t at = outputs.find("\"scale\":");
+  return at == std::string::npos ? 1 : std::max(1, std::atoi(outputs.c_str() + at + 8));
+}
+// Sets every output's scale for a test, and back to 1 at the end of it.
+struct Scale {
+  explicit Scale(int s) { run("swaymsg output '*' scale " + std::to_string(s) + " > /dev/null 2>&1"); }
+  ~Scale() { run("swaymsg output '*' scale 1 > /dev/null 2>&1"); }
+};
+// A logical rectangle of the screen in device pixels (grim takes them at the output's scale).
 inline std::vector<uint32_t> shot(Rect r) {
   std::vector<uint32_t> out;
   char path[] = "/tmp/quelt-shot-XXXXXX.png";
   const int fd = mkstemps(path, 4);
   if (fd < 0) return out;
   close(fd);
-  const int width = r.right - r.left, height = r.bottom - r.top;
+  const int s = scale(), width = (r.right - r.left) * s, height = (r.bottom - r.top) * s;
   char command[256];
-  std::snprintf(command, sizeof command, "grim -g '%d,%d %dx%d' %s 2> /dev/null", r.left, r.top, width, height, path);
+  std::snprintf(command, sizeof command, "grim -g '%d,%d %dx%d' %s 2> /dev/null", r.left, r.top, r.right - r.left,
+                r.bottom - r.top, path);
   sf_surface image{};
   if (std::system(command) == 0 && sf_image_load(&image, path) && image.bytes_per_pixel == 4 && image.width == width &&
       image.height == height)
@@ -368,11 +381,12 @@ inline bool shown_ready(ctl_window_rec* w) {
 // around it (none on a bare server).
 inline Rect client(ctl_window_rec* w) {
   if (wayland()) {
-    // Inside quelt's own frame: the border is as wide on every side but the title's.
+    // Inside quelt's own frame: the border is as wide on every side but the title's. The tree is
+    // in logical pixels, the window's sizes in device pixels.
     const Rect r = way::node().rect;
-    const int side = (r.right - r.left - ctl_window_width(w)) / 2;
-    const int top = r.bottom - r.top - ctl_window_height(w) - side;
-    return {r.left + side, r.top + top, r.right - side, r.bottom - side};
+    const int s = way::scale(), cw = ctl_window_width(w), ch = ctl_window_height(w);
+    const int side = ((r.right - r.left) * s - cw) / 2, top = (r.bottom - r.top) * s - ch - side;
+    return {r.left + side / s, r.top + top / s, r.left + (side + cw) / s, r.top + (top + ch) / s};
   }
   int left = 0, top = 0;
   Window child, xw = xwindow(w->hwnd);
@@ -406,7 +420,8 @@ inline std::vector<uint32_t> pixels(ctl_window_rec* w, int width, int height) {
   std::vector<uint32_t> out;
   if (wayland()) {
     const Rect c = client(w);
-    return way::shot({c.left, c.top, c.left + width, c.top + height});
+    const int s = way::scale();
+    return way::shot({c.left, c.top, c.left + width / s, c.top + height / s});
   }
   XImage* image = XGetImage(x(), xwindow(w->hwnd), 0, 0, static_cast<unsigned>(width), static_cast<unsigned>(height),
                             AllPlanes, ZPixmap);

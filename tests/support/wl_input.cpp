@@ -6,7 +6,7 @@
 //   wheel AXIS N     N notches on an axis (0 vertical, 1 horizontal), positive down or right
 //   key CODE 0|1     a key (evdev code) released or pressed
 //   text UTF-8       the input method commits the text (when a text input is active)
-//   reset            every held key and button released
+//   reset            every held key and button released, the pointer in the top left corner
 #include <wayland-client.h>
 #include <xkbcommon/xkbcommon.h>
 
@@ -137,7 +137,9 @@ int main() {
       }
       if (!keys.empty()) zwp_virtual_keyboard_v1_modifiers(keyboard, 0, 0, 0, 0);
       for (uint32_t k : buttons) zwlr_virtual_pointer_v1_button(pointer, now(), k, 0);
-      if (!buttons.empty()) zwlr_virtual_pointer_v1_frame(pointer);
+      // The pointer rests in the screen's corner, away from the windows that tests make.
+      zwlr_virtual_pointer_v1_motion_absolute(pointer, now(), 0, 0, 1, 1);
+      zwlr_virtual_pointer_v1_frame(pointer);
       keys.clear(), buttons.clear();
     }
     if (wl_display_roundtrip(display) < 0) return 1;
