@@ -59,8 +59,9 @@ start_weston() {
   QUELT_WAYLAND_DIRS+=("$dir")
   chmod 700 "$dir"
   trap 'stop_compositors; type stop_displays > /dev/null 2>&1 && stop_displays' EXIT
+  # --debug offers the screenshooter that the suite reads windows back through.
   env -u DISPLAY -u WAYLAND_DISPLAY XDG_RUNTIME_DIR="$dir" weston --backend=headless-backend.so \
-    --socket=wayland-1 --width=1280 --height=800 --idle-time=0 > "$dir/log" 2>&1 &
+    --socket=wayland-1 --width=1280 --height=800 --idle-time=0 --use-pixman --debug > "$dir/log" 2>&1 &
   QUELT_WAYLAND_PIDS+=($!)
   wait_socket "$dir/wayland-1" || { echo "weston did not start:" >&2; cat "$dir/log" >&2; return 1; }
   export QUELT_WESTON_DIR="$dir"

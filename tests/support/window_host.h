@@ -24,6 +24,7 @@
 #include <X11/keysym.h>
 #include <X11/extensions/XTest.h>
 #include <quelt/imagefile/image.h>
+#include <dirent.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -93,6 +94,9 @@ inline std::string first_difference(const std::vector<uint32_t>& got, int width,
 
 #ifdef _WIN32
 inline bool wayland() { return false; }
+inline bool reads_captions() { return true; }
+inline bool own_frame() { return false; }
+inline Rect placed(ctl_window_rec* w, int x, int y) { return {x, y, x + ctl_window_width(w), y + ctl_window_height(w)}; }
 inline bool ready() { return true; }
 inline void settle(ctl_window_rec*) { ctl_do_events(); }
 inline bool exists(quelt_hwnd h) { return IsWindow(h); }
@@ -152,9 +156,10 @@ constexpr bool real_pointer = false;
 #else
 using qtest::x;
 
-// On a Wayland compositor (sway) the suite asks the compositor: its tree through swaymsg for
-// places and captions, grim for pixels, its seat commands for the pointer and wtype (a virtual
-// keyboard) for keys. The compositor places windows itself.
+// On a Wayland compositor the suite asks the compositor. On sway: its tree through swaymsg for
+// places and captions, grim for pixels, and input from virtual devices (wl_input). On weston,
+// which has neither, the whole screen through its screenshooter (weston --debug), where the
+// window is found by quelt's own frame. The compositor places windows itself.
 inline bool wayland() {
   const char* d = std::getenv("WAYLAND_DISPLAY");
   return d && *d;
@@ -195,6 +200,47 @@ struct Node {
   Rect rect{};
   std::string name;
 };
+inline bool sway_tree() {
+  const char* socket = std::getenv("SWAYSOCK");
+  return socket && *socket;
+}
+// The whole screen through weston's screenshooter, which writes it into the current folder.
+inline bool screen_shot(sf_surface* out) {
+  char dir[] = "/tmp/quelt-weston-XXXXXX";
+  if (!mkdtemp(dir)) return false;
+  bool ok = std::system(("cd " + std::string(dir) + " && weston-screenshooter > /dev/null 2>&1").c_str()) == 0;
+  DIR* d = opendir(dir);
+  std::string file;
+  for (dirent* e; d && (e = readdir(d));)
+    if (e->d_name[0] != '.') file = std::string(dir) + "/" + e->d_name;
+  if (d) closedir(d);
+  ok = ok && !file.empty() && sf_image_load(out, file.c_str()) && out->bytes_per_pixel == 4;
+  if (!file.empty()) unlink(file.c_str());
+  rmdir(dir);
+  return ok;
+}
+// On weston: the top left corner of quelt's title bar (active or not) on the screen, the first
+// pixel of its colour with 20 more to the right and below and none above or to the left.
+inline Node frame_on_screen(int client_width, int client_height) {
+  sf_surface screen{};
+  Node out;
+  if (screen_shot(&screen)) {
+    auto at = [&](int x, int y) {
+      if (x < 0 || y < 0 || x >= screen.width || y >= screen.height) return false;
+      uint32_t v;
+      std::memcpy(&v, screen.pixels + (size_t(y) * screen.width + x) * 4, 4);
+      return v == 0xFF2B2F36u || v == 0xFF4A4E55u;
+    };
+    for (int y = 0; y < screen.height && !out.found; ++y)
+      for (int x = 0; x < screen.width && !out.found; ++x) {
+        bool corner = at(x, y) && !at(x - 1, y) && !at(x, y - 1);
+        for (int i = 1; corner && i <= 20; ++i) corner = at(x + i, y) && at(x, y + i);
+        if (corner) out = {true, false, {x, y, x + client_width + 8, y + client_height + 32}, ""};
+      }
+  }
+  sf_release(&screen);
+  return out;
+}
 // This process's newest window in the compositor's tree.
 inline Node node() {
   const std::string tree = compact(run("swaymsg -t get_tree -r 2> /dev/null"));
@@ -211,6 +257,7 @@ inline Node node() {
 // What the compositor shows in a rectangle of the screen (grim), B, G, R, A words.
 // The output's scale: device pixels to a logical one.
 inline int scale() {
+  if (!sway_tree()) return 1;
   const std::string outputs = compact(run("swaymsg -t get_outputs -r 2> /dev/null"));
   const size_t at = outputs.find("\"scale\":");
   return at == std::string::npos ? 1 : std::max(1, std::atoi(outputs.c_str() + at + 8));
@@ -228,6 +275,19 @@ inline std::vector<uint32_t> shot(Rect r) {
   if (fd < 0) return out;
   close(fd);
   const int s = scale(), width = (r.right - r.left) * s, height = (r.bottom - r.top) * s;
+  if (!sway_tree()) {
+    sf_surface screen{};
+    if (screen_shot(&screen) && r.left >= 0 && r.top >= 0 && r.right <= screen.width && r.bottom <= screen.height)
+      for (int y = r.top; y < r.bottom; ++y)
+        for (int x = r.left; x < r.right; ++x) {
+          uint32_t v;
+          std::memcpy(&v, screen.pixels + (size_t(y) * screen.width + x) * 4, 4);
+          out.push_back(v);
+        }
+    sf_release(&screen);
+    unlink(path);
+    return out;
+  }
   char command[256];
   std::snprintf(command, sizeof command, "grim -g '%d,%d %dx%d' %s 2> /dev/null", r.left, r.top, r.right - r.left,
                 r.bottom - r.top, path);
@@ -286,11 +346,14 @@ inline int evdev(uint32_t vk) {
 }  // namespace way
 
 inline bool ready() { return wayland() || x() != nullptr; }
-// Windows get quelt's own frame (the suite tells the library not to ask the compositor for one).
+// Windows get quelt's own frame: on weston, which draws none, and on sway when the suite tells
+// the library not to ask for one.
 inline bool own_frame() {
   const char* mode = std::getenv("QUELT_DECORATIONS");
-  return wayland() && mode && std::string(mode) == "client";
+  return wayland() && (!way::sway_tree() || (mode && std::string(mode) == "client"));
 }
+// Captions can be read back (not on weston).
+inline bool reads_captions() { return !wayland() || way::sway_tree(); }
 // The client area of a window that the program put at (x, y), as the library reports it.
 inline Rect placed(ctl_window_rec* w, int x, int y) {
   const int side = own_frame() ? 4 : 0, top = own_frame() ? 28 : 0;
@@ -331,7 +394,10 @@ inline Window xwindow(quelt_hwnd hwnd) {
     });
   });
 }
-inline bool exists(quelt_hwnd h) { return wayland() ? way::node().found : xwindow(h) != 0; }
+inline bool exists(quelt_hwnd h) {
+  if (wayland() && !way::sway_tree()) return way::frame_on_screen(0, 0).found;  // shown, at least
+  return wayland() ? way::node().found : xwindow(h) != 0;
+}
 
 // Waits until the library has read and dispatched every event the server sent it so far: a
 // _NET_WM_PING sent to its window now comes back on the root once the library has read it.
@@ -370,6 +436,7 @@ inline void settle(ctl_window_rec* w) {
 }
 // Mapped and holding the keyboard focus.
 inline bool shown_ready(ctl_window_rec* w) {
+  if (wayland() && !way::sway_tree()) return way::frame_on_screen(ctl_window_width(w), ctl_window_height(w)).found;
   if (wayland()) return way::node().focused;
   Window focus = 0, xw = xwindow(w->hwnd);
   int revert = 0;
@@ -383,8 +450,8 @@ inline Rect client(ctl_window_rec* w) {
   if (wayland()) {
     // Inside quelt's own frame: the border is as wide on every side but the title's. The tree is
     // in logical pixels, the window's sizes in device pixels.
-    const Rect r = way::node().rect;
     const int s = way::scale(), cw = ctl_window_width(w), ch = ctl_window_height(w);
+    const Rect r = way::sway_tree() ? way::node().rect : way::frame_on_screen(cw, ch).rect;
     const int side = ((r.right - r.left) * s - cw) / 2, top = (r.bottom - r.top) * s - ch - side;
     return {r.left + side / s, r.top + top / s, r.left + (side + cw) / s, r.top + (top + ch) / s};
   }
@@ -396,6 +463,7 @@ inline Rect client(ctl_window_rec* w) {
   return {left, top, left + a.width, top + a.height};
 }
 inline Rect outer(ctl_window_rec* w) {
+  if (wayland() && !way::sway_tree()) return way::frame_on_screen(ctl_window_width(w), ctl_window_height(w)).rect;
   if (wayland()) return way::node().rect;
   Rect r = client(w);
   const std::vector<unsigned long> f = property(xwindow(w->hwnd), "_NET_FRAME_EXTENTS", 4);
@@ -403,6 +471,12 @@ inline Rect outer(ctl_window_rec* w) {
   return r;
 }
 inline Rect screen() {
+  if (wayland() && !way::sway_tree()) {
+    sf_surface shot{};
+    const Rect r = way::screen_shot(&shot) ? Rect{0, 0, shot.width, shot.height} : Rect{};
+    sf_release(&shot);
+    return r;
+  }
   if (wayland()) {
     const std::string outputs = way::compact(way::run("swaymsg -t get_outputs -r 2> /dev/null"));
     return way::rect_at(outputs, outputs.find("\"rect\":{"));
