@@ -560,4 +560,32 @@ TEST_F(ShowcaseOnWindows, SameLayeredWindow) {
   EXPECT_EQ(opaque, 460L * 460);
 }
 
+// On sway (QUELT_SWAY_DIR names its runtime folder) the showcase runs natively on Wayland and
+// shows, pixel for pixel, what the X11 build's screenshot holds: the same still frame, drawn
+// before any time passes, read back from the compositor.
+TEST_F(Showcase, SameFrameOnWaylandAsOnX11) {
+  const char* sway = std::getenv("QUELT_SWAY_DIR");
+  if (!sway || !*sway || display_dpi() != 96) GTEST_SKIP() << "no sway at the display's 96 dpi";
+  const std::string on_x11 = dir.path("x11"), on_wayland = dir.path("wayland"), runtime = sway;
+  ASSERT_EQ(mkdir(on_x11.c_str(), 0755), 0);
+  ASSERT_EQ(mkdir(on_wayland.c_str(), 0755), 0);
+  ASSERT_EQ(finish(start(dir.dir(), {"--config", "./settings", "--screenshot", "shot.png"}, on_x11)), 0);
+  const Picture x11(on_x11 + "/shot.png");
+  ASSERT_EQ(std::pair(x11.s.width, x11.s.height), std::pair(1000, 640));
+  setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1), setenv("SWAYSOCK", (runtime + "/ipc.sock").c_str(), 1);
+  setenv("WAYLAND_DISPLAY", (runtime + "/wayland-1").c_str(), 1);
+  const pid_t pid = start(dir.dir(), {"--config", "./settings", "--still"}, on_wayland);
+  std::string differs = "no window";
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!differs.empty() && std::chrono::steady_clock::now() < end) {
+    const host::Rect r = host::way::node(pid).rect;
+    const std::vector<uint32_t> shown = r.right - r.left == 1000 ? host::way::shot(r) : std::vector<uint32_t>{};
+    differs = shown.empty() ? "no window" : host::first_difference(shown, 1000, [&](int px, int py) { return x11.at(px, py); }, 0xFFFFFF);
+  }
+  host::way::sway("[pid=" + std::to_string(pid) + "] kill");  // its close button
+  unsetenv("WAYLAND_DISPLAY");  // the suite's own windows stay on X11
+  EXPECT_EQ(differs, "");
+  EXPECT_EQ(finish(pid, 20), 0);
+}
+
 }  // namespace

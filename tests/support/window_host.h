@@ -241,10 +241,10 @@ inline Node frame_on_screen(int client_width, int client_height) {
   sf_release(&screen);
   return out;
 }
-// This process's newest window in the compositor's tree.
-inline Node node() {
+// The newest window of a process (this one unless named) in the compositor's tree.
+inline Node node(pid_t of = getpid()) {
   const std::string tree = compact(run("swaymsg -t get_tree -r 2> /dev/null"));
-  const size_t pid = tree.rfind("\"pid\":" + std::to_string(getpid()) + ",");
+  const size_t pid = tree.rfind("\"pid\":" + std::to_string(of) + ",");
   if (pid == std::string::npos) return {};
   const size_t start = tree.rfind("\"id\":", pid);
   const std::string n = tree.substr(start, pid - start);
