@@ -80,7 +80,7 @@ bool send_keymap(zwp_virtual_keyboard_v1* keyboard) {
     if (fd >= 0) close(fd);
     std::free(text);
   }
-  if (keymap) xkb_keymap_unref(keymap);
+  if (keymap) xkb_keymap_unref(keymap);  // the state holds its own reference
   if (context) xkb_context_unref(context);
   return ok;
 }
@@ -93,12 +93,29 @@ int main() {
   wl_registry* registry = wl_display_get_registry(display);
   wl_registry_add_listener(registry, &registry_listener, nullptr);
   wl_display_roundtrip(display);
-  if (!seat || !keyboards || !pointers) return std::fprintf(stderr, "wl_input: no virtual devices\n"), 1;
-  zwp_virtual_keyboard_v1* keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(keyboards, seat);
-  zwlr_virtual_pointer_v1* pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(pointers, seat);
-  zwp_input_method_v2* method = methods ? zwp_input_method_manager_v2_get_input_method(methods, seat) : nullptr;
+  zwp_virtual_keyboard_v1* keyboard = nullptr;
+  zwlr_virtual_pointer_v1* pointer = nullptr;
+  zwp_input_method_v2* method = nullptr;
+  auto end = [&](const char* why) {
+    if (why) std::fprintf(stderr, "wl_input: %s\n", why);
+    if (method) zwp_input_method_v2_destroy(method);
+    if (pointer) zwlr_virtual_pointer_v1_destroy(pointer);
+    if (keyboard) zwp_virtual_keyboard_v1_destroy(keyboard);
+    if (methods) zwp_input_method_manager_v2_destroy(methods);
+    if (pointers) zwlr_virtual_pointer_manager_v1_destroy(pointers);
+    if (keyboards) zwp_virtual_keyboard_manager_v1_destroy(keyboards);
+    if (seat) wl_seat_destroy(seat);
+    if (state) xkb_state_unref(state);
+    wl_registry_destroy(registry);
+    wl_display_disconnect(display);
+    return why ? 1 : 0;
+  };
+  if (!seat || !keyboards || !pointers) return end("no virtual devices");
+  keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(keyboards, seat);
+  pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(pointers, seat);
+  method = methods ? zwp_input_method_manager_v2_get_input_method(methods, seat) : nullptr;
   if (method) zwp_input_method_v2_add_listener(method, &method_listener, nullptr);
-  if (!send_keymap(keyboard)) return std::fprintf(stderr, "wl_input: no keymap\n"), 1;
+  if (!send_keymap(keyboard)) return end("no keymap");
   wl_display_roundtrip(display);
   std::set<uint32_t> keys, buttons;
   char line[4096];
@@ -142,9 +159,9 @@ int main() {
       zwlr_virtual_pointer_v1_frame(pointer);
       keys.clear(), buttons.clear();
     }
-    if (wl_display_roundtrip(display) < 0) return 1;
+    if (wl_display_roundtrip(display) < 0) return end("the compositor went away");
     std::fputs("ok\n", stdout);
     std::fflush(stdout);
   }
-  return 0;
+  return end(nullptr);
 }
