@@ -783,6 +783,26 @@ TEST_F(Windows, OwnFrameOnWaylandAroundTheClientArea) {
   EXPECT_EQ(light(90, 120), 0);    // nothing between
 }
 
+// quelt's own frame answers the pointer: a drag on the title moves the window and one on the
+// right edge makes it wider. (The close button is the close test's, through the same pointer;
+// sway answers a maximise with the same size, so the maximise button cannot be seen here.)
+TEST_F(Input, OwnFrameMovesAndResizes) {
+  if (!host::own_frame() || !host::way::sway_tree()) GTEST_SKIP() << "quelt's own frame, on sway";
+  TestWindow t(200, 100);
+  ASSERT_TRUE(t.show());
+  const host::Rect o = host::outer(t.w);
+  auto drag = [&](int x, int y, int dx, int dy) {
+    host::pointer_to(x, y), host::way::input("button 272 1");
+    host::settle(t.w);
+    host::pointer_to(x + dx, y + dy), host::way::input("button 272 0");
+  };
+  drag(o.left + 60, o.top + 14, 50, 40);
+  EXPECT_TRUE(host::pump_until([&] { const host::Rect r = host::outer(t.w); return r.left == o.left + 50 && r.top == o.top + 40; }));
+  const host::Rect moved = host::outer(t.w);
+  drag(moved.right - 2, moved.top + 60, 30, 0);
+  EXPECT_TRUE(host::pump_until([&] { return ctl_window_width(t.w) == 230 && t.s->width == 230; }));
+}
+
 // On an output at scale 2 a window is in device pixels: its pixels show one for one, the
 // compositor's logical size is half, and text is made at twice the resolution.
 TEST_F(Windows, ScaledOutputShowsDevicePixels) {

@@ -513,7 +513,22 @@ inline bool wmctrl(ctl_window_rec* w, const std::string& action) {
   return std::system(("wmctrl -i " + action + " " + id + " > /dev/null 2>&1").c_str()) == 0;
 }
 // The window manager's close button, or on a bare server the message it would send.
+// The pointer to (x, y) of the screen, on Wayland, and a press and release of the left button.
+inline bool pointer_to(int x, int y) {
+  const Rect s = screen();
+  return way::input("move " + std::to_string(std::max(0, x)) + " " + std::to_string(std::max(0, y)) + " " +
+                    std::to_string(s.right) + " " + std::to_string(s.bottom));
+}
+inline void click(int x, int y) { pointer_to(x, y), way::input("button 272 1"), way::input("button 272 0"); }
+// Where quelt's own frame has the close (0), maximise (1) and minimise (2) buttons: squares as
+// high as the title bar from the right, inside the border.
+struct Point { int x, y; };
+inline Point frame_button(ctl_window_rec* w, int index) {
+  const Rect o = outer(w);
+  return {o.right - 4 - 14 - 28 * index, o.top + 14};
+}
 inline void close_button(ctl_window_rec* w) {
+  if (wayland() && own_frame() && way::sway_tree()) return click(frame_button(w, 0).x, frame_button(w, 0).y);
   if (wayland()) return way::sway("[pid=" + std::to_string(getpid()) + "] kill");
   if (window_manager() && wmctrl(w, "-c")) return;
   const Window xw = xwindow(w->hwnd);

@@ -1,6 +1,6 @@
 // The connection with the compositor: opened with the first window, closed with the last, like
 // the X11 backend's display. The globals quelt needs are xdg_wm_base and wl_shm; the rest
-// (decorations, text input, viewporter, fractional scale, the seat and the outputs) are used
+// (decorations, text input, the seat and the outputs) are used
 // when the compositor offers them.
 #include "wayland_p.h"
 
@@ -49,11 +49,6 @@ void global(void*, wl_registry* registry, uint32_t name, const char* interface, 
   } else if (!std::strcmp(interface, zxdg_decoration_manager_v1_interface.name)) {
     conn.decorations =
         bind<zxdg_decoration_manager_v1>(registry, name, &zxdg_decoration_manager_v1_interface, version, 1);
-  } else if (!std::strcmp(interface, wp_viewporter_interface.name)) {
-    conn.viewporter = bind<wp_viewporter>(registry, name, &wp_viewporter_interface, version, 1);
-  } else if (!std::strcmp(interface, wp_fractional_scale_manager_v1_interface.name)) {
-    conn.fractional = bind<wp_fractional_scale_manager_v1>(registry, name,
-                                                           &wp_fractional_scale_manager_v1_interface, version, 1);
   } else if (!std::strcmp(interface, zwp_text_input_manager_v3_interface.name)) {
     conn.text_inputs =
         bind<zwp_text_input_manager_v3>(registry, name, &zwp_text_input_manager_v3_interface, version, 1);
@@ -100,8 +95,6 @@ void disconnect() {
   release_seat();
   for (int i = 0; i < conn.output_count; ++i) wl_output_destroy(conn.outputs[i].output);
   drop(conn.text_inputs, zwp_text_input_manager_v3_destroy);
-  drop(conn.fractional, wp_fractional_scale_manager_v1_destroy);
-  drop(conn.viewporter, wp_viewporter_destroy);
   drop(conn.decorations, zxdg_decoration_manager_v1_destroy);
   drop(conn.wm_base, xdg_wm_base_destroy);
   drop(conn.shm, wl_shm_destroy);

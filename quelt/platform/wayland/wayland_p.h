@@ -12,9 +12,7 @@
 #include <wayland-client.h>
 #include <xkbcommon/xkbcommon.h>
 
-#include "fractional-scale-v1.h"
 #include "text-input-unstable-v3.h"
-#include "viewporter.h"
 #include "xdg-decoration-unstable-v1.h"
 #include "xdg-shell.h"
 
@@ -43,8 +41,6 @@ struct Connection {
   wl_shm* shm = nullptr;
   xdg_wm_base* wm_base = nullptr;
   zxdg_decoration_manager_v1* decorations = nullptr;
-  wp_viewporter* viewporter = nullptr;
-  wp_fractional_scale_manager_v1* fractional = nullptr;
   zwp_text_input_manager_v3* text_inputs = nullptr;
   wl_seat* seat = nullptr;
   uint32_t seat_version = 0;
