@@ -5,44 +5,23 @@
 // hold and commits it when the compositor asks for the next frame: no call waits for the
 // compositor, so the rate of calls is what an application's loop gets.
 #include <benchmark/benchmark.h>
+#include <frames.h>
 #include <ratios.h>
 #include <quelt/quelt.h>
 
-#ifdef QUELT_BENCH_SDL2
-#include <SDL.h>
-#endif
-
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <thread>
-#include <vector>
 
 namespace {
 
-constexpr int kWidth = 1920, kHeight = 1080;
-constexpr size_t kBytes = size_t{kWidth} * kHeight * 4;
-std::vector<uint8_t> frame(kBytes);
-
-void pump_for(int ms) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-  while (std::chrono::steady_clock::now() < end) {
-    ctl_do_events();
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-}
+using qbench::frame, qbench::kBytes, qbench::kHeight, qbench::kWidth, qbench::pump_for;
 
 // The application's loop: an update and a look at the queue per frame.
 void quelt_update(benchmark::State& state) {
-  static const uint16_t caption[] = {'b', 'e', 'n', 'c', 'h', 0};
-  ctl_window_rec* w = nullptr;
-  sf_surface* s = ctl_window(&w, caption, kWidth, kHeight);
-  if (!s || !s->pixels) {
-    state.SkipWithError("no window");
-    ctl_window_release(&w);
-    return;
-  }
+  ctl_window_rec* w = qbench::open_window(state);
+  if (!w) return;
+  sf_surface* s = &w->pixmap.surface;
   ctl_window_sizeable(w, 0);  // a tiling compositor's first size would otherwise be taken
   ctl_window_show(w);
   pump_for(200);
@@ -51,7 +30,7 @@ void quelt_update(benchmark::State& state) {
     ctl_window_release(&w);
     return;
   }
-  std::memcpy(s->pixels, frame.data(), kBytes);
+  std::memcpy(s->pixels, frame().data(), kBytes);
   for (auto _ : state) {
     ctl_window_update(w);
     ctl_do_events();
@@ -61,48 +40,13 @@ void quelt_update(benchmark::State& state) {
 }
 
 #ifdef QUELT_BENCH_SDL2
+// SDL2 on its Wayland backend, which has no framebuffer of its own: the surface goes through a
+// renderer (Mesa's software GL on a machine without a GPU).
 void sdl_update(benchmark::State& state) {
   setenv("SDL_VIDEODRIVER", "wayland", 1);
-  if (SDL_Init(SDL_INIT_VIDEO) != 0) {
-    state.SkipWithError(SDL_GetError());
-    return;
-  }
-  SDL_Window* window = SDL_CreateWindow("sdl", 0, 0, kWidth, kHeight, SDL_WINDOW_SHOWN);
-  SDL_Surface* surface = window ? SDL_GetWindowSurface(window) : nullptr;
-  if (!surface || surface->format->BytesPerPixel != 4) {
-    state.SkipWithError(surface ? "no 32-bit window surface" : SDL_GetError());
-    if (window) SDL_DestroyWindow(window);
-    SDL_Quit();
-    return;
-  }
-  for (int i = 0; i < 100; ++i) {
-    SDL_PumpEvents();
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  SDL_LockSurface(surface);
-  for (int y = 0; y < kHeight; ++y)
-    std::memcpy(static_cast<uint8_t*>(surface->pixels) + static_cast<size_t>(y) * surface->pitch,
-                frame.data() + static_cast<size_t>(y) * kWidth * 4, size_t{kWidth} * 4);
-  SDL_UnlockSurface(surface);
-  for (auto _ : state) {
-    SDL_UpdateWindowSurface(window);
-    SDL_PumpEvents();
-  }
-  state.SetItemsProcessed(state.iterations());
-  SDL_DestroyWindow(window);
-  SDL_Quit();
+  qbench::sdl_update(state, true);
 }
 #endif
-
-void copy_frame(benchmark::State& state) {
-  std::vector<uint8_t> target(kBytes);
-  for (auto _ : state) {
-    std::memcpy(target.data(), frame.data(), kBytes);
-    benchmark::DoNotOptimize(target.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetItemsProcessed(state.iterations());
-}
 
 }  // namespace
 
@@ -114,14 +58,7 @@ int main(int argc, char** argv) {
   }
   qbench::Recorder reporter;
   const bool ran = qbench::run(argc, argv, reporter, [&] {
-    for (size_t i = 0; i < kBytes; i += 4) {
-      const size_t p = i / 4;
-      frame[i] = static_cast<uint8_t>(p % kWidth);
-      frame[i + 1] = static_cast<uint8_t>(p / kWidth);
-      frame[i + 2] = static_cast<uint8_t>(p * 7);
-      frame[i + 3] = 255;
-    }
-    benchmark::RegisterBenchmark("memcpy_frame", copy_frame)->UseRealTime()->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("memcpy_frame", qbench::copy_frame)->UseRealTime()->Unit(benchmark::kMicrosecond);
     benchmark::RegisterBenchmark("quelt_update_wayland", quelt_update)->UseRealTime()->Unit(benchmark::kMicrosecond);
 #ifdef QUELT_BENCH_SDL2
     benchmark::RegisterBenchmark("sdl2_update_window_surface_wayland", sdl_update)
