@@ -7,6 +7,15 @@ else()
   pkg_check_modules(QUELT_TEST_X11 REQUIRED IMPORTED_TARGET x11 xtst)
   target_link_libraries(window_test PRIVATE PkgConfig::QUELT_TEST_X11)
 endif()
+# The same suite on the Wayland compositors that the test command starts (skipped without them),
+# one at a time: their windows share the compositor's pointer and keyboard.
+if(NOT WIN32)
+  foreach(run sway sway_own_frames weston)
+    add_test(NAME window_test_on_${run} COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/support/on_wayland.sh ${run}
+             $<TARGET_FILE:window_test>)
+    set_tests_properties(window_test_on_${run} PROPERTIES SKIP_RETURN_CODE 77 RESOURCE_LOCK wayland TIMEOUT 300)
+  endforeach()
+endif()
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/window_lock.cmake
   "if(window_test_TESTS)\n  set_tests_properties(\${window_test_TESTS} PROPERTIES RESOURCE_LOCK x_server)\nendif()\n")
 set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_CURRENT_BINARY_DIR}/window_lock.cmake)
