@@ -783,6 +783,28 @@ TEST_F(Windows, OwnFrameOnWaylandAroundTheClientArea) {
   EXPECT_EQ(light(90, 120), 0);    // nothing between
 }
 
+// Windows opened, typed into and closed leave no descriptor open: the connection, keymaps and
+// buffers go with the last window.
+TEST_F(Input, NothingStaysOpenAfterTheLastWindow) {
+  auto open_files = [] {
+    size_t n = 0;
+    if (DIR* d = opendir("/proc/self/fd")) {
+      while (readdir(d)) ++n;
+      closedir(d);
+    }
+    return n;
+  };
+  auto type_into_a_window = [] {
+    TestWindow t(50, 40);
+    ASSERT_TRUE(t.show());
+    EXPECT_EQ(t.typing([&] { host::tap(t.w, 'A'); }, 3).size(), 3u);
+  };
+  type_into_a_window();  // what stays for the process's life (the input helper, caches) is made
+  const size_t before = open_files();
+  type_into_a_window();
+  EXPECT_EQ(open_files(), before);
+}
+
 // quelt's own frame answers the pointer: a drag on the title moves the window and one on the
 // right edge makes it wider. (The close button is the close test's, through the same pointer;
 // sway answers a maximise with the same size, so the maximise button cannot be seen here.)
