@@ -1,16 +1,6 @@
 // Padded strings and the archive: the file format byte for byte, loading any input, payloads
 // that only come from their own file, scripts of cursor and record calls, and traced failures.
-#include <gtest/gtest.h>
-#include <quelt/archive/arch.h>
-#include <quelt/containers/sz8.h>
-
-#include <cstdio>
-#include <fstream>
-#include <functional>
-#include <random>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "support.h"
 
@@ -18,21 +8,10 @@ namespace {
 
 using namespace std::string_literals;
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-void spill(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
+using qtest::slurp, qtest::spill, qtest::traced;
 std::string le32(uint32_t v) { return std::string(reinterpret_cast<const char*>(&v), 4); }
 std::string pad(const std::string& tag) { return tag + std::string(8 - tag.size() % 8, '\0'); }
-std::string traced(const std::function<void()>& f) {
-  qtest::Stdout out;
-  f();
-  return qtest::trace_shape(out.text());
-}
-std::string pair(const char* file, const char* func, const char* what = "") {
-  return file + ":N:\t\t"s + func + ": " + what + "\n" + file + ":N:\t" + func + ".\n";
-}
+std::string pair(const char* file, const char* func, const char* what = "") { return qtest::fail_lines(file, func, what); }
 std::string blob(const arch_entry& e) { return std::string(reinterpret_cast<char*>(e.payload), e.size); }
 
 struct Arch {
@@ -84,7 +63,7 @@ TEST(Sz8, BlocksAndReadBack) {
   EXPECT_EQ(sz8_read(f, nullptr), 0);  // fewer than 8 bytes left
   EXPECT_EQ(std::ftell(f), 16);
   std::rewind(f);
-  EXPECT_EQ(traced([&] { qtest::fail_after(0); EXPECT_EQ(sz8_read(f, nullptr), 0); }), pair("sz8.cpp", "sz8_read", "malloc"));
+  EXPECT_EQ(traced([&] { EXPECT_EQ(sz8_read(f, nullptr), 0); }, 0), pair("sz8.cpp", "sz8_read", "malloc"));
   EXPECT_EQ(std::ftell(f), 0);
   EXPECT_EQ(traced([&] { EXPECT_EQ(sz8_write(f, "abc"), 0); }), pair("sz8.cpp", "sz8_write", "fwrite"));
   std::fclose(f);
@@ -367,7 +346,7 @@ TEST(Archive, FailedAllocations) {
     want.build(c.after);
     const int cursor = x.cursor();
     int r = -1;
-    EXPECT_EQ(traced([&] { qtest::fail_after(c.before), r = c.op(x.a), qtest::fail_after(-1); }), c.trace);
+    EXPECT_EQ(traced([&] { r = c.op(x.a); }, c.before), c.trace);
     EXPECT_EQ(r, c.result);
     EXPECT_EQ(x.tags(), want.tags());
     EXPECT_EQ(x.a->bases->size + x.a->cursors->size + x.a->base, 0);
@@ -383,7 +362,7 @@ TEST(Archive, FailedAllocations) {
   for (const auto& c : lives) {
     arch_archive* a = &untouched;
     int r = -1;
-    EXPECT_EQ(traced([&] { qtest::fail_after(c.before), r = c.op(&a), qtest::fail_after(-1); }), c.trace);
+    EXPECT_EQ(traced([&] { r = c.op(&a); }, c.before), c.trace);
     EXPECT_EQ(r, 0);
     EXPECT_EQ(a == nullptr ? 0 : a == &untouched ? 2 : 1, c.out);
     if (a != &untouched) arch_release(&a);  // a partly built record is the caller's to release

@@ -1,16 +1,6 @@
 // Lines, ring masks, frames and shapes: exact pixels, the literal line walk on random lines,
 // symmetry of the masks, single coverage of frames and shapes, traced failures.
-#include <gtest/gtest.h>
-#include <quelt/quelt.h>
-
-#include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstring>
-#include <random>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "support.h"
 
