@@ -369,41 +369,4 @@ TEST(Archive, FailedAllocations) {
   }
 }
 
-// Every allocation behind loading, locking and storing fails in turn: each failure ends in the
-// operation's own trace pair, nothing is half done, and a block is always a valid copy.
-TEST(Archive, EachAllocationFailsInTurn) {
-  qtest::TempDir dir;
-  const std::string path = dir.path("x");
-  spill(path, kExample);
-  const struct { const char *file, *func; std::function<int(arch_archive*)> op; std::string seen; } ops[] = {
-      {"archfile.cpp", "arch_load", nullptr, "vect_size: malloc"},
-      {"arch.cpp", "arch_lock", [](arch_archive* a) { return arch_lock(a, nullptr, nullptr); }, "arch_fetch: malloc"},
-      {"archfile.cpp", "arch_store", [](arch_archive* a) { return arch_store(a, nullptr); }, "arch_fetch: malloc"},
-  };
-  for (const auto& o : ops) {
-    SCOPED_TRACE(o.func);
-    std::string all;
-    for (long k = 0, failed = 1; failed; ++k) {
-      Arch x;
-      if (o.op) ASSERT_EQ(arch_load(x.a, path.c_str()), 1);
-      int r = -1;
-      const std::string out = traced([&] {
-        qtest::fail_after(k);
-        r = o.op ? o.op(x.a) : arch_load(x.a, path.c_str());
-        failed = qtest::failure_happened();
-        qtest::fail_after(-1);
-      });
-      all += out;
-      if (r == 1 && out.empty()) continue;  // none, or the C library did without (an unbuffered stream)
-      const std::string last = o.file + ":N:\t"s + o.func + ".\n";
-      EXPECT_EQ(r, 0);
-      EXPECT_EQ(out.substr(out.size() - std::min(out.size(), last.size())), last);
-      EXPECT_EQ(slurp(path), kExample);
-      for (int i = 0; i < x.a->entries->size; ++i)
-        if (x.at(i).payload) EXPECT_EQ(blob(x.at(i)), kExample.substr(x.at(i).offset, x.at(i).size));
-    }
-    EXPECT_NE(all.find(o.seen), std::string::npos) << o.seen;
-  }
-}
-
 }  // namespace

@@ -29,22 +29,6 @@ HBITMAP dib(LONG width, LONG height, WORD bit_count = 32, void** bits = nullptr)
   return CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, bits, nullptr, 0);
 }
 
-TEST(Screen, ResolutionWithoutDisplayIs96AndLeavesNothingOpen) {
-  const char* had = std::getenv("DISPLAY");
-  const std::string saved = had ? had : "";
-  unsetenv("DISPLAY");
-  const long files = open_files();
-  for (int i = 0; i < 20; ++i) {
-    HDC dc = GetDC(nullptr);
-    ASSERT_NE(dc, nullptr);
-    EXPECT_EQ(std::pair(GetDeviceCaps(dc, LOGPIXELSX), GetDeviceCaps(dc, LOGPIXELSY)), std::pair(96, 96));
-    EXPECT_TRUE(ReleaseDC(nullptr, dc) == 1 && GetObjectType(dc) == 0);
-  }
-  EXPECT_EQ(open_files(), files);
-  EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 0);
-  if (had) setenv("DISPLAY", saved.c_str(), 1);
-}
-
 TEST(Screen, ResolutionComesFromXftDpi) {
   for (auto [resources, dpi] : {std::pair<const char*, int>{nullptr, 96}, {"", 96}, {"Xft.dpi:\t144\n", 144},
                                 {"Xcursor.size: 24\nXft.dpi: 120.6\nXft.antialias: 1\n", 121},

@@ -192,20 +192,6 @@ TEST_F(Showcase, LayeredWindowIsTranslucent) {
   EXPECT_TRUE(middle >> 24 > 0xC0u && middle >> 24 < 0xFFu) << "the panel is not translucent: " << std::hex << middle;
 }
 
-// Every size draws without a fault, from one pixel up (the sanitizer builds watch the arithmetic
-// where the panels overlap or turn inside out), plain and translucent.
-TEST_F(Showcase, EverySizeDraws) {
-  for (auto [width, height] : {std::pair{1, 1}, {57, 33}, {1400, 900}})
-    for (bool layered : {false, true}) {
-      const std::string shape = std::to_string(width) + "x" + std::to_string(height), file = dir.path(shape + ".png");
-      std::vector<std::string> args{"--size", shape, "--screenshot", file};
-      if (layered) args.insert(args.begin(), "--layered");
-      ASSERT_EQ(run(dir.dir(), args), 0) << shape;
-      Picture shot(file);
-      EXPECT_EQ(std::pair(shot.s.width, shot.s.height), std::pair(width, height)) << shape << layered;
-    }
-}
-
 // Settings carry over between runs, values of the user's own come back unchanged and show, a
 // damaged archive starts again from the defaults, and --config makes its directory.
 TEST_F(Showcase, SettingsCarryOverBetweenRunsAndDamagedOnesStartAgain) {
