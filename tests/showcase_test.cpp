@@ -1,11 +1,9 @@
 // The showcase application, run as users run it, on the test's X server: what its screenshot
-// shows in each region, its translucent window, its settings kept across runs, its answer to the
-// mouse, the keyboard and the close button, and the same pictures from its Windows build.
+// shows in each region, its translucent window, its settings kept across runs, and the same
+// pictures from its Windows build. (The library's answer to input is the window suite's.)
 #include "support.h"  // before Xlib, whose macros break GoogleTest
 
 #include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
-#include <X11/keysym.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -15,7 +13,6 @@
 #include <chrono>
 #include <fstream>
 #include <memory>
-#include <optional>
 #include <thread>
 
 #include "layout.h"
@@ -220,83 +217,6 @@ TEST_F(Showcase, SettingsCarryOverBetweenRunsAndDamagedOnesStartAgain) {
   const std::string deep = dir.path(std::string(90, 'd') + "/nested");
   ASSERT_EQ(run(dir.dir(), {"--config", deep, "--screenshot", dir.path("5.png")}), 0);
   EXPECT_TRUE(read_settings(deep + "/settings.arch", &after) && after.runs == 1);
-}
-
-// Input through XTest to the running showcase, found by the process id its window carries.
-struct ShowcaseInput : Showcase {
-  void SetUp() override {
-    Showcase::SetUp();
-    if (IsSkipped()) return;
-    if (!host::has_xtest()) GTEST_SKIP() << "no XTest extension";
-    keep.emplace();
-    // A still cube, seen head on, so that only the input moves it.
-    ASSERT_EQ(mkdir(dir.path("quelt-showcase").c_str(), 0755), 0);
-    ASSERT_TRUE(write_settings(settings(), {1, 0, 0, 1.0f, 0, 1, 0, SHOWCASE_WIDTH, SHOWCASE_HEIGHT}));
-    pid = start(dir.dir(), {});
-    host::pump_until([&] {
-      return (w = qtest::walking([&] {
-                return host::find_window([&](Window c) {
-                  XWindowAttributes a{};
-                  return host::property(c, "_NET_WM_PID", 1) == std::vector<unsigned long>{static_cast<unsigned long>(pid)} &&
-                         XGetWindowAttributes(x(), c, &a) && a.map_state == IsViewable;
-                });
-              })) != 0;
-    }, 20000);
-    if (!w && pid > 0) kill(pid, SIGKILL);
-    ASSERT_NE(w, 0u);
-  }
-  void TearDown() override { keep.reset(); }
-  // Each input is read by the showcase before the next: it answers a ping sent after it.
-  void settle() {
-    const long stamp = host::send_ping(w);
-    host::pump_until([&] { return host::pong_seen(stamp); });
-  }
-  void point(int px, int py) {
-    Window child;
-    int rx = 0, ry = 0;
-    XTranslateCoordinates(x(), w, DefaultRootWindow(x()), px, py, &rx, &ry, &child);
-    XTestFakeMotionEvent(x(), -1, rx, ry, CurrentTime), settle();
-  }
-  void click(unsigned button, bool down) { XTestFakeButtonEvent(x(), button, down, CurrentTime), settle(); }
-  void tap(KeySym key) {
-    XSetInputFocus(x(), w, RevertToParent, CurrentTime);
-    const KeyCode code = XKeysymToKeycode(x(), key);
-    XTestFakeKeyEvent(x(), code, True, CurrentTime), XTestFakeKeyEvent(x(), code, False, CurrentTime), settle();
-  }
-  std::optional<host::KeepServer> keep;
-  pid_t pid = -1;
-  Window w = 0;
-};
-
-TEST_F(ShowcaseInput, DragWheelKeysAndEscape) {
-  const int cx = (l.cube.left + l.cube.right) / 2, cy = (l.cube.top + l.cube.bottom) / 2;
-  point(cx, cy);
-  click(1, true);
-  for (int i = 1; i <= 10; ++i) point(cx + 10 * i, cy + 3 * i);  // 100 across, 30 down
-  click(1, false);
-  click(4, true), click(4, false);  // one notch of the wheel
-  tap(XK_c);                        // the next accent colour
-  point((l.buttons[1].left + l.buttons[1].right) / 2, (l.buttons[1].top + l.buttons[1].bottom) / 2);
-  click(1, true), click(1, false);  // the blur button
-  tap(XK_Escape);
-  ASSERT_EQ(finish(pid), 0);
-  Settings s;
-  ASSERT_TRUE(read_settings(settings(), &s));
-  EXPECT_TRUE(std::abs(s.yaw + 1.0f) < 1e-4f && std::abs(s.pitch - 0.3f) < 1e-4f && std::abs(s.zoom - 1.1f) < 1e-4f)
-      << s.yaw << " " << s.pitch << " " << s.zoom;
-  EXPECT_EQ((std::vector{s.accent, s.blur, s.spin, s.runs}), (std::vector{1, 2, 0, 2}));
-}
-
-TEST_F(ShowcaseInput, CloseButtonQuitsCleanly) {
-  // What a window manager sends when its close button is pressed.
-  XEvent e{};
-  e.xclient = {ClientMessage, 0, False, x(), w, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
-  e.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), "WM_DELETE_WINDOW", False));
-  XSendEvent(x(), w, False, NoEventMask, &e);
-  XSync(x(), False);
-  ASSERT_EQ(finish(pid), 0);
-  Settings s;
-  EXPECT_TRUE(read_settings(settings(), &s) && s.runs == 2);
 }
 
 // ---- The Windows build -------------------------------------------------------------------------
