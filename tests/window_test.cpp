@@ -205,6 +205,8 @@ TEST_F(Windows, SizesPlacesAndCaption) {
   EXPECT_EQ((std::vector{t.s->width, t.s->height, ctl_window_width(t.w), ctl_window_height(t.w)}),
             (std::vector{300, 150, 300, 150}));
   EXPECT_TRUE(host::pump_until([&] { return host::outer(t.w).left == 40 && host::outer(t.w).top == 50; }));
+  ctl_window_movc(t.w, 300, 150, 70, 90);  // the same size at another place: it moves all the same
+  EXPECT_TRUE(host::pump_until([&] { return host::outer(t.w).left == 70 && host::outer(t.w).top == 90; }));
   // ctl_window_move centres the whole window on the screen.
   ctl_window_move(t.w, 321, 201);
   EXPECT_EQ(std::pair(t.s->width, t.s->height), std::pair(321, 201));
@@ -365,9 +367,14 @@ TEST_F(Input, MouseButtonsWheelAndCapture) {
     host::settle(t.w);
     EXPECT_EQ(events.size(), 1u);
   }
-  // A drag that leaves the window stays with it under the capture, with negative coordinates.
+  // A drag that leaves the window stays with it under the capture, with negative coordinates,
+  // also when another window goes away meanwhile.
   host::move(t.w, 5, 5);
   host::button(t.w, 1, true);
+  ASSERT_TRUE(arrives("mouse 2 6 5 5"));
+  ctl_window_rec* other = nullptr;
+  ASSERT_NE(ctl_window(&other, text16(u"other"), 20, 20), nullptr);
+  ctl_window_release(&other);
   host::move(t.w, -20, -30);
   ASSERT_TRUE(arrives("mouse 4 0 -20 -30"));
   host::button(t.w, 1, false);
