@@ -234,7 +234,7 @@ TEST(Archive, StringsAndBlocks) {
   EXPECT_TRUE(x.at(0).payload == block && blob(x.at(0)) == std::string(4, '\0'));
   EXPECT_EQ(arch_read(x.a, text, -1), 0);  // a terminator before the end
   ASSERT_EQ(arch_data(x.a, "abcd", 4), 1);  // no terminator: the scans stay inside the block
-  EXPECT_EQ(arch_read(x.a, text, -1) + arch_read(x.a, text, -2) + arch_data(x.a, block, -1) + arch_data(x.a, nullptr, -2) + arch_data(x.a, "a", -3), 0);
+  EXPECT_EQ(arch_read(x.a, text, -1) + arch_read(x.a, text, -2) + arch_data(x.a, block, -1) + arch_data(x.a, block, -2) + arch_data(x.a, nullptr, -2) + arch_data(x.a, "a", -3), 0);
   ASSERT_EQ(arch_data(x.a, block + 1, 3), 1);  // a source inside the old block of another size
   EXPECT_EQ(blob(x.at(0)), "bcd");
   ASSERT_EQ(arch_data(x.a, "", 0), 1);
