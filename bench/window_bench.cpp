@@ -5,12 +5,9 @@
 // The program starts two private Xvfb servers (1920 × 1080, 24 bits): one with MIT-SHM, one
 // without it, which is what drives quelt onto its fallback. It stops both before it exits.
 #include <benchmark/benchmark.h>
+#include <frames.h>
 #include <ratios.h>
 #include <quelt/quelt.h>
-
-#ifdef QUELT_BENCH_SDL2
-#include <SDL.h>
-#endif
 
 #include <signal.h>
 #include <sys/stat.h>
@@ -28,10 +25,7 @@
 
 namespace {
 
-constexpr int kWidth = 1920, kHeight = 1080;
-constexpr size_t kBytes = size_t{kWidth} * kHeight * 4;
-
-std::vector<uint8_t> frame(kBytes);
+using qbench::frame, qbench::kBytes, qbench::kHeight, qbench::kWidth, qbench::pump_for;
 std::string shm_display, plain_display;
 
 // A private X server; only the process started here is ever stopped.
@@ -81,28 +75,15 @@ struct Server {
   }
 };
 
-void pump_for(int ms) {
-  auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-  while (std::chrono::steady_clock::now() < end) {
-    ctl_do_events();
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-}
-
 void quelt_update(benchmark::State& state, const std::string* display) {
   setenv("DISPLAY", display->c_str(), 1);
-  static const uint16_t caption[] = {'b', 'e', 'n', 'c', 'h', 0};
-  ctl_window_rec* w = nullptr;
-  sf_surface* s = ctl_window(&w, caption, kWidth, kHeight);
-  if (!s || !s->pixels) {
-    state.SkipWithError("no window");
-    ctl_window_release(&w);
-    return;
-  }
+  ctl_window_rec* w = qbench::open_window(state);
+  if (!w) return;
+  sf_surface* s = &w->pixmap.surface;
   ctl_window_movc(w, kWidth, kHeight, 0, 0);
   ctl_window_show(w);
   pump_for(100);
-  std::memcpy(s->pixels, frame.data(), kBytes);
+  std::memcpy(s->pixels, frame().data(), kBytes);
   for (auto _ : state) ctl_window_update(w);
   state.SetItemsProcessed(state.iterations());
   ctl_window_release(&w);  // the last window: the connection closes with it
@@ -115,43 +96,9 @@ void sdl_update(benchmark::State& state) {
   // SDL's own X11 framebuffer (MIT-SHM where it can), not a GPU renderer under the surface:
   // the same road as quelt's, for CPU pixels.
   SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
-  if (SDL_Init(SDL_INIT_VIDEO) != 0) {
-    state.SkipWithError(SDL_GetError());
-    return;
-  }
-  SDL_Window* window = SDL_CreateWindow("sdl", 0, 0, kWidth, kHeight, SDL_WINDOW_SHOWN);
-  SDL_Surface* surface = window ? SDL_GetWindowSurface(window) : nullptr;
-  if (!surface || surface->format->BytesPerPixel != 4) {
-    state.SkipWithError("no 32-bit window surface");
-    if (window) SDL_DestroyWindow(window);
-    SDL_Quit();
-    return;
-  }
-  for (int i = 0; i < 50; ++i) {
-    SDL_PumpEvents();
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  SDL_LockSurface(surface);
-  for (int y = 0; y < kHeight; ++y)
-    std::memcpy(static_cast<uint8_t*>(surface->pixels) + static_cast<size_t>(y) * surface->pitch,
-                frame.data() + static_cast<size_t>(y) * kWidth * 4, size_t{kWidth} * 4);
-  SDL_UnlockSurface(surface);
-  for (auto _ : state) SDL_UpdateWindowSurface(window);
-  state.SetItemsProcessed(state.iterations());
-  SDL_DestroyWindow(window);
-  SDL_Quit();
+  qbench::sdl_update(state, false);
 }
 #endif
-
-void copy_frame(benchmark::State& state) {
-  std::vector<uint8_t> target(kBytes);
-  for (auto _ : state) {
-    std::memcpy(target.data(), frame.data(), kBytes);
-    benchmark::DoNotOptimize(target.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetItemsProcessed(state.iterations());
-}
 
 }  // namespace
 
@@ -167,14 +114,7 @@ int main(int argc, char** argv) {
     }
     shm_display = with_shm.name;
     plain_display = without_shm.name;
-    for (size_t i = 0; i < kBytes; i += 4) {
-      size_t p = i / 4;
-      frame[i] = static_cast<uint8_t>(p % kWidth);
-      frame[i + 1] = static_cast<uint8_t>(p / kWidth);
-      frame[i + 2] = static_cast<uint8_t>(p * 7);
-      frame[i + 3] = 255;
-    }
-    benchmark::RegisterBenchmark("memcpy_frame", copy_frame)->UseRealTime()->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("memcpy_frame", qbench::copy_frame)->UseRealTime()->Unit(benchmark::kMicrosecond);
     benchmark::RegisterBenchmark("quelt_update_mitshm", quelt_update, &shm_display)
         ->UseRealTime()->Unit(benchmark::kMicrosecond);
     benchmark::RegisterBenchmark("quelt_update_xputimage", quelt_update, &plain_display)

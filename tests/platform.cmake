@@ -1,11 +1,7 @@
 # The platform layer is internal to the library: this suite builds its sources in, to call
 # the Win32 subset directly.
 if(NOT WIN32)
-  file(GLOB QUELT_PLATFORM_TEST_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/quelt/platform/core/*.cpp
-    ${PROJECT_SOURCE_DIR}/quelt/platform/x11/*.cpp)
-  target_sources(platform_test PRIVATE ${QUELT_PLATFORM_TEST_SOURCES})
-  pkg_check_modules(QUELT_TEST_PLATFORM REQUIRED IMPORTED_TARGET x11 xext)
-  target_link_libraries(platform_test PRIVATE PkgConfig::QUELT_TEST_PLATFORM)
+  target_link_libraries(platform_test PRIVATE quelt_platform)
   # It opens windows on the shared X server too.
   file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/platform_lock.cmake
     "if(platform_test_TESTS)\n  set_tests_properties(\${platform_test_TESTS} PROPERTIES RESOURCE_LOCK x_server)\nendif()\n")

@@ -11,6 +11,6 @@ if(QUELT_EXAMPLES AND NOT WIN32)
   add_dependencies(showcase_test quelt-showcase)
   # Its windows take the server's pointer and keyboard, like the window suites.
   file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/showcase_lock.cmake
-    "if(showcase_test_TESTS)\n  set_tests_properties(\${showcase_test_TESTS} PROPERTIES RESOURCE_LOCK x_server)\nendif()\n")
+    "if(showcase_test_TESTS)\n  set_tests_properties(\${showcase_test_TESTS} PROPERTIES RESOURCE_LOCK \"x_server;wayland\")\nendif()\n")
   set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_CURRENT_BINARY_DIR}/showcase_lock.cmake)
 endif()

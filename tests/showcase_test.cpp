@@ -221,6 +221,13 @@ TEST_F(Showcase, SettingsCarryOverBetweenRunsAndDamagedOnesStartAgain) {
 
 // ---- The Windows build -------------------------------------------------------------------------
 
+// The resolution that quelt reads from this display for text: Xft.dpi, else 96.
+int display_dpi() {
+  const char* resources = XResourceManagerString(x());
+  const char* at = resources ? std::strstr(resources, "Xft.dpi:") : nullptr;
+  return at ? static_cast<int>(std::lround(std::atof(at + 8))) : 96;
+}
+
 std::string contents(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
@@ -237,9 +244,7 @@ struct ShowcaseOnWindows : Showcase {
     exe = std::getenv("QUELT_WINDOWS_SHOWCASE");
     if (!exe || !*exe) GTEST_SKIP() << "QUELT_WINDOWS_SHOWCASE names no quelt-showcase.exe";
     // Wine's resolution is its default LogPixels, 96; quelt on X11 takes Xft.dpi.
-    const char* resources = XResourceManagerString(x());
-    const char* at = resources ? std::strstr(resources, "Xft.dpi:") : nullptr;
-    if (at && std::lround(std::atof(at + 8)) != 96) GTEST_SKIP() << "the display sets Xft.dpi, Wine uses 96";
+    if (display_dpi() != 96) GTEST_SKIP() << "the display sets Xft.dpi " << display_dpi() << ", Wine uses 96";
   }
   // Both builds with `args`, each in a new directory, each writing its screenshot.
   void shoot(std::vector<std::string> args) {
@@ -314,6 +319,34 @@ TEST_F(ShowcaseOnWindows, SameLayeredWindow) {
   });
   std::printf("layered: %d translucent pixels, differ by at most %d\n", translucent, worst);
   EXPECT_TRUE(translucent > 460 * 460 / 2 && worst <= 1 && opaque == 460L * 460) << translucent << " " << worst << " " << opaque;
+}
+
+// On sway (QUELT_SWAY_DIR names its runtime folder) the showcase runs natively on Wayland and
+// shows, pixel for pixel, what the X11 build's screenshot holds: the same still frame, drawn
+// before any time passes, read back from the compositor.
+TEST_F(Showcase, SameFrameOnWaylandAsOnX11) {
+  const char* sway = std::getenv("QUELT_SWAY_DIR");
+  if (!sway || !*sway || display_dpi() != 96) GTEST_SKIP() << "no sway at the display's 96 dpi";
+  const std::string on_x11 = dir.path("x11"), on_wayland = dir.path("wayland"), runtime = sway;
+  ASSERT_EQ(mkdir(on_x11.c_str(), 0755), 0);
+  ASSERT_EQ(mkdir(on_wayland.c_str(), 0755), 0);
+  ASSERT_EQ(finish(start(dir.dir(), {"--config", "./settings", "--screenshot", "shot.png"}, on_x11)), 0);
+  const Picture x11(on_x11 + "/shot.png");
+  ASSERT_EQ(std::pair(x11.s.width, x11.s.height), std::pair(1000, 640));
+  setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1), setenv("SWAYSOCK", (runtime + "/ipc.sock").c_str(), 1);
+  setenv("WAYLAND_DISPLAY", (runtime + "/wayland-1").c_str(), 1);
+  const pid_t pid = start(dir.dir(), {"--config", "./settings", "--still"}, on_wayland);
+  std::string differs = "no window";
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!differs.empty() && std::chrono::steady_clock::now() < end) {
+    const host::Rect r = host::way::node(pid).rect;
+    const std::vector<uint32_t> shown = r.right - r.left == 1000 ? host::way::shot(r) : std::vector<uint32_t>{};
+    differs = shown.empty() ? "no window" : host::first_difference(shown, 1000, [&](int px, int py) { return x11.at(px, py); }, 0xFFFFFF);
+  }
+  host::way::sway("[pid=" + std::to_string(pid) + "] kill");  // its close button
+  unsetenv("WAYLAND_DISPLAY");  // the suite's own windows stay on X11
+  EXPECT_EQ(differs, "");
+  EXPECT_EQ(finish(pid, 20), 0);
 }
 
 }  // namespace

@@ -17,6 +17,8 @@
    quelt-showcase --layered          a translucent window without a frame
    quelt-showcase --screenshot F     draws one frame, reads the window back from the screen,
                                      writes it to F as PNG and exits
+   quelt-showcase --still            draws the frame of a screenshot and shows it until closed
+                                     (for reading back with the system's own tools, as on Wayland)
    quelt-showcase --size WxH         the window's size, instead of the one saved at the last run
    quelt-showcase --font F           DejaVu Sans from F instead of the system's copy
    quelt-showcase --config D         settings.arch and picture.png in the directory D */
@@ -963,10 +965,11 @@ static void release_all(void) {
 
 static void usage(FILE* to) {
   fprintf(to,
-          "usage: quelt-showcase [--layered] [--screenshot FILE.png] [--size WxH] [--font FILE.ttf]\n"
-          "                      [--config DIR]\n"
+          "usage: quelt-showcase [--layered] [--screenshot FILE.png | --still] [--size WxH]\n"
+          "                      [--font FILE.ttf] [--config DIR]\n"
           "  --layered          a translucent window without a frame\n"
           "  --screenshot FILE  draw one frame, read the window back from the screen, write it as PNG\n"
+          "  --still            draw the frame of a screenshot and show it, unchanging, until closed\n"
           "  --size WxH         the window's size (a screenshot is 1000x640 at 96 dpi, in proportion at\n"
           "                     other resolutions, unless this is given; the layout needs 640x480)\n"
           "  --font FILE        the TrueType font to use instead of DejaVu Sans\n"
@@ -975,12 +978,15 @@ static void usage(FILE* to) {
 
 int main(int argc, char** argv) {
   const char* shot_path = NULL;
+  int still = 0;
   const char* font = NULL;
   const char* config = NULL;
   int32_t size_w = 0, size_h = 0;
   for (int i = 1; i < argc; ++i) {
     if (!strcmp(argv[i], "--layered"))
       app.layered = 1;
+    else if (!strcmp(argv[i], "--still"))
+      still = 1;
     else if (!strcmp(argv[i], "--screenshot") && i + 1 < argc)
       shot_path = argv[++i];
     else if (!strcmp(argv[i], "--font") && i + 1 < argc)
@@ -1005,7 +1011,7 @@ int main(int argc, char** argv) {
       return 2;
     }
   }
-  app.screenshot = shot_path != NULL;
+  app.screenshot = shot_path != NULL || still;
 
   int32_t w = 0, h = 0;
   int ok = prepare_paths(config) && open_faces(font) && make_masks();
@@ -1015,8 +1021,10 @@ int main(int argc, char** argv) {
     h = size_h ? size_h : S(app.layered ? 460 : SHOWCASE_HEIGHT);
     app.surface = ctl_window(&app.window, caption, w, h);
     if (!app.surface) {
-      fprintf(stderr, "showcase: cannot open a window (is there an X display? DISPLAY is %s)\n",
-                getenv("DISPLAY") ? getenv("DISPLAY") : "not set");
+      fprintf(stderr, "showcase: cannot open a window (is there a Wayland compositor or an X display? "
+                      "WAYLAND_DISPLAY is %s, DISPLAY is %s)\n",
+              getenv("WAYLAND_DISPLAY") ? getenv("WAYLAND_DISPLAY") : "not set",
+              getenv("DISPLAY") ? getenv("DISPLAY") : "not set");
       ok = 0;
     }
   }
@@ -1049,10 +1057,16 @@ int main(int argc, char** argv) {
     ctl_window_show(app.window);
     app.last_frame = app.fps_since = host_now();
     app.present_all = 1;
-    if (app.screenshot)
+    if (shot_path) {
       ok = screenshot(shot_path);
-    else
+    } else if (still) {
+      build_back();
+      draw_frame(1);
+      present(1);
+      ctl_main();
+    } else {
       ctl_main_onidle(on_idle);
+    }
     if (!save_settings()) ok = 0;
   }
   release_all();

@@ -60,7 +60,11 @@ class backend {
   virtual int resolution() = 0;
 };
 
-// The backend of this process, chosen at the first call.
+// The backend of this process, chosen at the first call: Wayland when a compositor is named
+// (WAYLAND_DISPLAY or WAYLAND_SOCKET) and offers what quelt needs, else X11.
 backend& system_backend();
+backend* x11_backend();
+backend* wayland_backend();
+bool wayland_reachable();
 
 }  // namespace quelt::platform

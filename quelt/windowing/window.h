@@ -27,6 +27,25 @@
      window shows with XGetImage. Its WM_CLASS class is "ctl_window_class".
    - The display connection is opened by the first window and closed with the last.
 
+   On Linux with Wayland (chosen at the first window when WAYLAND_DISPLAY or WAYLAND_SOCKET names
+   a compositor that offers xdg-shell and wl_shm; else X11):
+   - The compositor places windows: ctl_window_move and ctl_window_movc set the size, and the
+     position only as the program sees it (the messages of a move still come, and screen
+     coordinates, as of CTL_WHEEL, are counted from it). A window cannot take the keyboard
+     focus itself; the compositor gives it.
+   - The capture is the compositor's: while a button pressed in the client area is held, the
+     pointer stays with the window, also outside it; no window gets the pointer from outside
+     otherwise.
+   - Where the compositor offers no frame (or QUELT_DECORATIONS=client is set), quelt draws one
+     around the client area: a title bar with the caption and the buttons the style asks for,
+     which move, maximise, minimise and close the window, and edges that resize a sizable one.
+     The frame is the non-client area: client sizes and coordinates exclude it.
+   - On a scaled output the client area is in device pixels (a 200 x 100 window covers 100 x 50
+     at scale 2), and text is made at 96 dots per inch times the scale.
+   - An update copies into a buffer the compositor does not hold and returns; the compositor
+     shows it when it asks for its next frame, so a burst of updates shows as the last one.
+   - Characters that an input method commits arrive as CTL_CHAR without key presses.
+
    @code
    static int32_t on_event(ctl_window_rec* w, int32_t code) {
      sf_surface* s = &w->pixmap.surface;

@@ -93,10 +93,9 @@ Wnd* wnd_by_xid(Window xwin) {
 
 namespace quelt::platform {
 
-// X11 is the one backend on Linux today.
-backend& system_backend() {
+backend* x11_backend() {
   static x11::X11 x11;
-  return x11;
+  return &x11;
 }
 
 }  // namespace quelt::platform

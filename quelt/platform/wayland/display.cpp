@@ -1,0 +1,176 @@
+// The connection with the compositor: opened with the first window, closed with the last, like
+// the X11 backend's display. The globals quelt needs are xdg_wm_base and wl_shm; the rest
+// (decorations, text input, the seat and the outputs) are used
+// when the compositor offers them.
+#include "wayland_p.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace quelt::wl {
+
+Connection conn;
+
+namespace {
+
+void output_geometry(void*, wl_output*, int32_t, int32_t, int32_t, int32_t, int32_t, const char*, const char*,
+                     int32_t) {}
+void output_mode(void* data, wl_output*, uint32_t flags, int32_t width, int32_t height, int32_t) {
+  auto* o = static_cast<Output*>(data);
+  if (flags & WL_OUTPUT_MODE_CURRENT) {
+    o->width = width;
+    o->height = height;
+  }
+}
+void output_done(void*, wl_output*) {}
+void output_scale(void* data, wl_output*, int32_t factor) {
+  static_cast<Output*>(data)->scale = std::clamp(factor, 1, 8);
+}
+const wl_output_listener output_listener = {output_geometry, output_mode, output_done, output_scale,
+                                                 nullptr, nullptr};  // names: version 4, not bound
+
+void ping(void*, xdg_wm_base* base, uint32_t serial) { xdg_wm_base_pong(base, serial); }
+const xdg_wm_base_listener wm_base_listener = {ping};
+
+template <class T>
+T* bind(wl_registry* registry, uint32_t name, const wl_interface* interface, uint32_t offered, uint32_t wanted) {
+  return static_cast<T*>(wl_registry_bind(registry, name, interface, std::min(offered, wanted)));
+}
+
+void global(void*, wl_registry* registry, uint32_t name, const char* interface, uint32_t version) {
+  if (!std::strcmp(interface, wl_compositor_interface.name)) {
+    conn.compositor = bind<wl_compositor>(registry, name, &wl_compositor_interface, version, 4);
+  } else if (!std::strcmp(interface, wl_shm_interface.name)) {
+    conn.shm = bind<wl_shm>(registry, name, &wl_shm_interface, version, 1);
+  } else if (!std::strcmp(interface, xdg_wm_base_interface.name)) {
+    conn.wm_base = bind<xdg_wm_base>(registry, name, &xdg_wm_base_interface, version, 2);
+    xdg_wm_base_add_listener(conn.wm_base, &wm_base_listener, nullptr);
+  } else if (!std::strcmp(interface, zxdg_decoration_manager_v1_interface.name)) {
+    conn.decorations =
+        bind<zxdg_decoration_manager_v1>(registry, name, &zxdg_decoration_manager_v1_interface, version, 1);
+  } else if (!std::strcmp(interface, zwp_text_input_manager_v3_interface.name)) {
+    conn.text_inputs =
+        bind<zwp_text_input_manager_v3>(registry, name, &zwp_text_input_manager_v3_interface, version, 1);
+  } else if (!std::strcmp(interface, wl_seat_interface.name)) {
+    bind_seat(registry, name, version);
+  } else if (!std::strcmp(interface, wl_output_interface.name) && conn.output_count < kMaxOutputs) {
+    Output& o = conn.outputs[conn.output_count++];
+    o = Output{};
+    o.name = name;
+    o.output = bind<wl_output>(registry, name, &wl_output_interface, version, 2);
+    wl_output_add_listener(o.output, &output_listener, &o);
+  }
+}
+
+void global_remove(void*, wl_registry*, uint32_t name) {
+  for (int i = 0; i < conn.output_count; ++i)
+    if (conn.outputs[i].name == name) {
+      wl_output_destroy(conn.outputs[i].output);
+      // The last output takes the place of the one gone, in the table and in each window's bits.
+      const int last = --conn.output_count;
+      for (Wnd* w = wnd_first(); w; w = w->next) {
+        if (!w->native) continue;
+        unsigned bits = native(w)->outputs & ~(1u << i);
+        if (bits & (1u << last)) bits = (bits & ~(1u << last)) | (1u << i);
+        native(w)->outputs = bits;
+      }
+      if (i != last) {
+        conn.outputs[i] = conn.outputs[last];
+        wl_proxy_set_user_data(reinterpret_cast<wl_proxy*>(conn.outputs[i].output), &conn.outputs[i]);
+      }
+      return;
+    }
+}
+const wl_registry_listener registry_listener = {global, global_remove};
+
+template <class T>
+void drop(T*& proxy, void (*destroy)(T*)) {
+  if (proxy) destroy(proxy);
+  proxy = nullptr;
+}
+
+void disconnect() {
+  release_caption_face();
+  release_seat();
+  for (int i = 0; i < conn.output_count; ++i) wl_output_destroy(conn.outputs[i].output);
+  drop(conn.text_inputs, zwp_text_input_manager_v3_destroy);
+  drop(conn.decorations, zxdg_decoration_manager_v1_destroy);
+  drop(conn.wm_base, xdg_wm_base_destroy);
+  drop(conn.shm, wl_shm_destroy);
+  drop(conn.compositor, wl_compositor_destroy);
+  drop(conn.registry, wl_registry_destroy);
+  if (conn.frames) wl_event_queue_destroy(conn.frames);
+  wl_display_disconnect(conn.display);
+  conn = Connection{};
+}
+
+}  // namespace
+
+bool connect() {
+  if (conn.display) return true;
+  const char* socket = std::getenv("WAYLAND_SOCKET");
+  const char* name = std::getenv("WAYLAND_DISPLAY");
+  if ((!socket || !*socket) && (!name || !*name)) return false;
+  conn.display = wl_display_connect(nullptr);
+  if (!conn.display) return false;
+  const char* mode = std::getenv("QUELT_DECORATIONS");
+  conn.client_decorations = mode && !std::strcmp(mode, "client");
+  conn.frames = wl_display_create_queue(conn.display);
+  conn.registry = wl_display_get_registry(conn.display);
+  if (conn.frames && conn.registry) {
+    wl_registry_add_listener(conn.registry, &registry_listener, nullptr);
+    // The globals, then what the bound ones announce (output modes and scales, seat
+    // capabilities, the keymap).
+    wl_display_roundtrip(conn.display);
+    wl_display_roundtrip(conn.display);
+  }
+  if (!conn.compositor || !conn.shm || !conn.wm_base || wl_display_get_error(conn.display)) {
+    disconnect();
+    return false;
+  }
+  return true;
+}
+
+void disconnect_if_idle() {
+  if (!conn.display || wnd_first()) return;
+  if (conn.dispatching) {
+    conn.close_pending = true;  // the dispatch still runs on the connection's objects
+    return;
+  }
+  disconnect();
+}
+
+int largest_scale() {
+  int scale = 1;
+  for (int i = 0; i < conn.output_count; ++i) scale = std::max(scale, conn.outputs[i].scale);
+  return scale;
+}
+
+void screen_size(int* width, int* height) {
+  *width = *height = 0;
+  bool opened = !conn.display;
+  if (!connect()) return;
+  if (conn.output_count > 0) {
+    *width = conn.outputs[0].width;
+    *height = conn.outputs[0].height;
+  }
+  if (opened) disconnect_if_idle();
+}
+
+int resolution() {
+  bool opened = !conn.display;
+  if (!connect()) return 96;
+  int scale = largest_scale();
+  if (opened) disconnect_if_idle();
+  return 96 * scale;
+}
+
+Wnd* wnd_of(wl_surface* surface) {
+  if (!surface) return nullptr;
+  for (Wnd* w = wnd_first(); w; w = w->next)
+    if (w->native && native(w)->surface == surface) return w;
+  return nullptr;
+}
+
+}  // namespace quelt::wl

@@ -1,0 +1,134 @@
+// Inside the Wayland backend: the connection with the compositor's globals, the Wayland side
+// of each window (surface, xdg roles, buffers, decorations) and the functions the backend's
+// files share. Like the X11 backend it works on the core's records and hands events up.
+//
+// Sizes: the core's records hold device pixels, as a Win32 program sees them. A window's
+// surface has a whole-number buffer scale (the largest scale of the outputs it is on), so its
+// logical size is its device size divided by that scale.
+#pragma once
+
+#include <quelt/platform/core/core_p.h>
+
+#include <wayland-client.h>
+#include <xkbcommon/xkbcommon.h>
+
+#include "text-input-unstable-v3.h"
+#include "xdg-decoration-unstable-v1.h"
+#include "xdg-shell.h"
+
+#include <cstdint>
+
+struct sf_face;
+
+namespace quelt::wl {
+
+using namespace quelt::platform;
+
+// ---- The connection ------------------------------------------------------------------------
+struct Output {
+  wl_output* output = nullptr;
+  uint32_t name = 0;
+  int scale = 1;
+  int width = 0, height = 0;  // current mode, device pixels
+};
+constexpr int kMaxOutputs = 8;
+
+struct Connection {
+  wl_display* display = nullptr;
+  wl_registry* registry = nullptr;
+  wl_event_queue* frames = nullptr;  // buffer releases and frame callbacks: safe to wait on
+  wl_compositor* compositor = nullptr;
+  wl_shm* shm = nullptr;
+  xdg_wm_base* wm_base = nullptr;
+  zxdg_decoration_manager_v1* decorations = nullptr;
+  zwp_text_input_manager_v3* text_inputs = nullptr;
+  wl_seat* seat = nullptr;
+  uint32_t seat_version = 0;
+  wl_pointer* pointer = nullptr;
+  wl_keyboard* keyboard = nullptr;
+  zwp_text_input_v3* text_input = nullptr;
+  Output outputs[kMaxOutputs];
+  int output_count = 0;
+  bool client_decorations = false;  // QUELT_DECORATIONS=client: never ask for the compositor's
+  int dispatching = 0;              // inside a dispatch: closing waits until it ends
+  bool close_pending = false;
+};
+extern Connection conn;
+
+bool connect();             // opens the connection and binds the globals; false without them
+void disconnect_if_idle();  // when no window is left (at once, or after the dispatch ends)
+int largest_scale();        // of the outputs, at least 1
+void screen_size(int* width, int* height);
+int resolution();           // 96 × the scale text is drawn at
+Wnd* wnd_of(wl_surface* surface);
+
+// ---- Windows -------------------------------------------------------------------------------
+struct Buffer {
+  wl_buffer* buffer = nullptr;
+  uint8_t* data = nullptr;
+  size_t bytes = 0;
+  int width = 0, height = 0;
+  bool busy = false;        // the compositor holds it: never written
+  RECT stale = {};          // what changed in the newest buffer since this one was current
+};
+constexpr int kBuffers = 4;
+
+// Decoration drawn by quelt: the parts of the frame that the pointer can be over.
+enum class Part : uint8_t { client, title, close, maximize, minimize, edge };
+
+struct Native {
+  wl_surface* surface = nullptr;
+  xdg_surface* xsurface = nullptr;
+  xdg_toplevel* toplevel = nullptr;
+  zxdg_toplevel_decoration_v1* decoration = nullptr;
+  int scale = 1;
+  bool layered = false;     // ARGB8888 with premultiplied alpha, else XRGB8888
+  bool configured = false;  // the first configure came: buffers may be attached
+  bool server_frame = false;  // the compositor draws the frame
+  bool maximized = false, activated = false;
+  int pending_width = 0, pending_height = 0;  // of the last toplevel configure, logical
+  bool pending_maximized = false, pending_activated = false;
+  Buffer buffers[kBuffers];
+  int newest = -1;          // the buffer committed last
+  int compose = -1;         // the buffer that collects presents until the next commit
+  RECT damage = {};         // of the compose buffer, in buffer pixels
+  wl_callback* frame = nullptr;  // the compositor has not yet asked for the next frame
+  Part hover = Part::client, pressed = Part::client;
+  uint32_t last_title_click = 0;
+  unsigned outputs = 0;     // bit per output the surface is on
+};
+inline Native* native(const Wnd* w) { return static_cast<Native*>(w->native); }
+
+bool make_surface(Wnd* w);
+void destroy_surface(Wnd* w);
+void apply_title(Wnd* w);
+void apply_style(Wnd* w);
+void apply_size(Wnd* w);
+void map(Wnd* w);
+void unmap(Wnd* w);
+
+// Pixels: copies into the compose buffer, and commits it when the compositor is ready.
+void present(Wnd* w, const Bitmap* b, int sx, int sy, int dx, int dy, int width, int height);
+void commit_if_ready(Wnd* w);
+void release_buffers(Native* n);
+uint8_t* compose_row(Wnd* w, int y);  // the compose buffer, made up to date; null without one
+void damage(Wnd* w, RECT r);          // buffer pixels
+
+// Decorations (decor.cpp): frame sizes, drawing and what the pointer does on them.
+bool wants_frame(const Wnd* w);
+void set_frame(Wnd* w);               // frame sizes for the style and decoration mode
+void draw_frame(Wnd* w);              // into the compose buffer
+Part part_at(const Wnd* w, int x, int y);  // buffer pixels
+void frame_press(Wnd* w, Part part, int x, int y, uint32_t serial, uint32_t time);
+void frame_release(Wnd* w, Part part);
+void frame_hover(Wnd* w, Part part);
+void release_caption_face();
+
+// Input (input.cpp).
+void bind_seat(wl_registry* registry, uint32_t name, uint32_t version);
+void release_seat();
+void window_gone(Wnd* w);  // focus and pointer forget it
+int repeat_fd();           // the key-repeat timer, -1 when none
+void repeat_due();
+
+}  // namespace quelt::wl

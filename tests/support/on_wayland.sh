@@ -1,0 +1,17 @@
+#!/bin/sh
+# Runs the window suite on a Wayland compositor that the test command started (scripts/test,
+# through scripts/lib/wayland.sh): sway with its frames, sway with quelt's own, or weston.
+# Exits 77 (skipped) when that compositor is not running.
+run=$1 suite=$2
+case $run in
+  sway | sway_own_frames) dir=${QUELT_SWAY_DIR:-} ;;
+  weston) dir=${QUELT_WESTON_DIR:-} ;;
+esac
+[ -n "$dir" ] && [ -S "$dir/wayland-1" ] || { echo "no $run compositor: skipped"; exit 77; }
+frames=server
+[ "$run" = sway_own_frames ] && frames=client
+sock=""
+[ "$run" = weston ] || sock="$dir/ipc.sock"
+# weston's screenshots are written into the current folder.
+cd "$dir" && exec env -u DISPLAY -u WAYLAND_SOCKET XDG_RUNTIME_DIR="$dir" WAYLAND_DISPLAY="$dir/wayland-1" \
+  SWAYSOCK="$sock" QUELT_DECORATIONS=$frames "$suite" --gtest_brief=1

@@ -1,0 +1,167 @@
+// Input for the window suite on a wlroots compositor: a virtual pointer and a virtual keyboard
+// (with the default xkb keymap), and an input method, driven by one command per line on standard
+// input; each command is answered "ok" once the compositor has handled it (a roundtrip).
+//   move X Y W H     the pointer to (X, Y) of a layout W x H
+//   button CODE 0|1  a button (evdev code) released or pressed
+//   wheel AXIS N     N notches on an axis (0 vertical, 1 horizontal), positive down or right
+//   key CODE 0|1     a key (evdev code) released or pressed
+//   text UTF-8       the input method commits the text (when a text input is active)
+//   reset            every held key and button released, the pointer in the top left corner
+#include <wayland-client.h>
+#include <xkbcommon/xkbcommon.h>
+
+#include <linux/input-event-codes.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <set>
+#include <string>
+
+#include "input-method-unstable-v2.h"
+#include "virtual-keyboard-unstable-v1.h"
+#include "wlr-virtual-pointer-unstable-v1.h"
+
+namespace {
+
+wl_seat* seat = nullptr;
+zwp_virtual_keyboard_manager_v1* keyboards = nullptr;
+zwlr_virtual_pointer_manager_v1* pointers = nullptr;
+zwp_input_method_manager_v2* methods = nullptr;
+uint32_t done_count = 0;
+
+void global(void*, wl_registry* r, uint32_t name, const char* interface, uint32_t) {
+  auto bind = [&](const wl_interface* i) { return wl_registry_bind(r, name, i, 1); };
+  if (!std::strcmp(interface, wl_seat_interface.name) && !seat)
+    seat = static_cast<wl_seat*>(bind(&wl_seat_interface));
+  else if (!std::strcmp(interface, zwp_virtual_keyboard_manager_v1_interface.name))
+    keyboards = static_cast<zwp_virtual_keyboard_manager_v1*>(bind(&zwp_virtual_keyboard_manager_v1_interface));
+  else if (!std::strcmp(interface, zwlr_virtual_pointer_manager_v1_interface.name))
+    pointers = static_cast<zwlr_virtual_pointer_manager_v1*>(bind(&zwlr_virtual_pointer_manager_v1_interface));
+  else if (!std::strcmp(interface, zwp_input_method_manager_v2_interface.name))
+    methods = static_cast<zwp_input_method_manager_v2*>(bind(&zwp_input_method_manager_v2_interface));
+}
+void global_remove(void*, wl_registry*, uint32_t) {}
+const wl_registry_listener registry_listener = {global, global_remove};
+
+using Method = zwp_input_method_v2;
+const zwp_input_method_v2_listener method_listener = {
+    [](void*, Method*) {},                                // activate
+    [](void*, Method*) {},                                // deactivate
+    [](void*, Method*, const char*, uint32_t, uint32_t) {},  // surrounding text
+    [](void*, Method*, uint32_t) {},                      // change cause
+    [](void*, Method*, uint32_t, uint32_t) {},            // content type
+    [](void*, Method*) { ++done_count; },                 // done: commits name this count
+    [](void*, Method*) {}};                               // unavailable
+
+uint32_t now() {
+  using namespace std::chrono;
+  return static_cast<uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+}
+
+xkb_state* state = nullptr;  // the keyboard's modifiers, which a virtual keyboard sends itself
+
+// The default keymap (xkb's rules: evdev, pc105, us) in shared memory for the compositor.
+bool send_keymap(zwp_virtual_keyboard_v1* keyboard) {
+  xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
+  xkb_keymap* keymap = context ? xkb_keymap_new_from_names(context, nullptr, XKB_KEYMAP_COMPILE_NO_FLAGS) : nullptr;
+  if (keymap) state = xkb_state_new(keymap);
+  char* text = keymap ? xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1) : nullptr;
+  bool ok = false;
+  if (text) {
+    const size_t size = std::strlen(text) + 1;
+    const int fd = memfd_create("keymap", MFD_CLOEXEC);
+    if (fd >= 0 && write(fd, text, size) == static_cast<ssize_t>(size)) {
+      zwp_virtual_keyboard_v1_keymap(keyboard, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, fd, static_cast<uint32_t>(size));
+      ok = true;
+    }
+    if (fd >= 0) close(fd);
+    std::free(text);
+  }
+  if (keymap) xkb_keymap_unref(keymap);  // the state holds its own reference
+  if (context) xkb_context_unref(context);
+  return ok;
+}
+
+}  // namespace
+
+int main() {
+  wl_display* display = wl_display_connect(nullptr);
+  if (!display) return std::fprintf(stderr, "wl_input: no compositor\n"), 1;
+  wl_registry* registry = wl_display_get_registry(display);
+  wl_registry_add_listener(registry, &registry_listener, nullptr);
+  wl_display_roundtrip(display);
+  zwp_virtual_keyboard_v1* keyboard = nullptr;
+  zwlr_virtual_pointer_v1* pointer = nullptr;
+  zwp_input_method_v2* method = nullptr;
+  auto end = [&](const char* why) {
+    if (why) std::fprintf(stderr, "wl_input: %s\n", why);
+    if (method) zwp_input_method_v2_destroy(method);
+    if (pointer) zwlr_virtual_pointer_v1_destroy(pointer);
+    if (keyboard) zwp_virtual_keyboard_v1_destroy(keyboard);
+    if (methods) zwp_input_method_manager_v2_destroy(methods);
+    if (pointers) zwlr_virtual_pointer_manager_v1_destroy(pointers);
+    if (keyboards) zwp_virtual_keyboard_manager_v1_destroy(keyboards);
+    if (seat) wl_seat_destroy(seat);
+    if (state) xkb_state_unref(state);
+    wl_registry_destroy(registry);
+    wl_display_disconnect(display);
+    return why ? 1 : 0;
+  };
+  if (!seat || !keyboards || !pointers) return end("no virtual devices");
+  keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(keyboards, seat);
+  pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(pointers, seat);
+  method = methods ? zwp_input_method_manager_v2_get_input_method(methods, seat) : nullptr;
+  if (method) zwp_input_method_v2_add_listener(method, &method_listener, nullptr);
+  if (!send_keymap(keyboard)) return end("no keymap");
+  wl_display_roundtrip(display);
+  std::set<uint32_t> keys, buttons;
+  char line[4096];
+  while (std::fgets(line, sizeof line, stdin)) {
+    unsigned a = 0, b = 0, c = 0, d = 0;
+    int n = 0;
+    if (std::sscanf(line, "move %u %u %u %u", &a, &b, &c, &d) == 4) {
+      zwlr_virtual_pointer_v1_motion_absolute(pointer, now(), a, b, c, d);
+      zwlr_virtual_pointer_v1_frame(pointer);
+    } else if (std::sscanf(line, "button %u %u", &a, &b) == 2) {
+      b ? (void)buttons.insert(a) : (void)buttons.erase(a);
+      zwlr_virtual_pointer_v1_button(pointer, now(), a, b);
+      zwlr_virtual_pointer_v1_frame(pointer);
+    } else if (std::sscanf(line, "wheel %u %d", &a, &n) == 2) {
+      zwlr_virtual_pointer_v1_axis_source(pointer, WL_POINTER_AXIS_SOURCE_WHEEL);
+      zwlr_virtual_pointer_v1_axis_discrete(pointer, now(), a, wl_fixed_from_int(10 * n), n);
+      zwlr_virtual_pointer_v1_frame(pointer);
+    } else if (std::sscanf(line, "key %u %u", &a, &b) == 2) {
+      b ? (void)keys.insert(a) : (void)keys.erase(a);
+      zwp_virtual_keyboard_v1_key(keyboard, now(), a, b);
+      if (state) {
+        xkb_state_update_key(state, a + 8, b ? XKB_KEY_DOWN : XKB_KEY_UP);
+        zwp_virtual_keyboard_v1_modifiers(keyboard, xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED),
+                                          xkb_state_serialize_mods(state, XKB_STATE_MODS_LATCHED),
+                                          xkb_state_serialize_mods(state, XKB_STATE_MODS_LOCKED),
+                                          xkb_state_serialize_layout(state, XKB_STATE_LAYOUT_EFFECTIVE));
+      }
+    } else if (!std::strncmp(line, "text ", 5) && method) {
+      line[std::strcspn(line, "\n")] = 0;
+      zwp_input_method_v2_commit_string(method, line + 5);
+      zwp_input_method_v2_commit(method, done_count);
+    } else if (!std::strncmp(line, "reset", 5)) {
+      for (uint32_t k : keys) {
+        zwp_virtual_keyboard_v1_key(keyboard, now(), k, 0);
+        if (state) xkb_state_update_key(state, k + 8, XKB_KEY_UP);
+      }
+      if (!keys.empty()) zwp_virtual_keyboard_v1_modifiers(keyboard, 0, 0, 0, 0);
+      for (uint32_t k : buttons) zwlr_virtual_pointer_v1_button(pointer, now(), k, 0);
+      // The pointer rests in the screen's corner, away from the windows that tests make.
+      zwlr_virtual_pointer_v1_motion_absolute(pointer, now(), 0, 0, 1, 1);
+      zwlr_virtual_pointer_v1_frame(pointer);
+      keys.clear(), buttons.clear();
+    }
+    if (wl_display_roundtrip(display) < 0) return end("the compositor went away");
+    std::fputs("ok\n", stdout);
+    std::fflush(stdout);
+  }
+  return end(nullptr);
+}
