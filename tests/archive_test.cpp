@@ -1,16 +1,6 @@
 // Padded strings and the archive: the file format byte for byte, loading any input, payloads
 // that only come from their own file, scripts of cursor and record calls, and traced failures.
-#include <gtest/gtest.h>
-#include <quelt/archive/arch.h>
-#include <quelt/containers/sz8.h>
-
-#include <cstdio>
-#include <fstream>
-#include <functional>
-#include <random>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "support.h"
 
@@ -18,21 +8,10 @@ namespace {
 
 using namespace std::string_literals;
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-void spill(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
+using qtest::slurp, qtest::spill, qtest::traced;
 std::string le32(uint32_t v) { return std::string(reinterpret_cast<const char*>(&v), 4); }
 std::string pad(const std::string& tag) { return tag + std::string(8 - tag.size() % 8, '\0'); }
-std::string traced(const std::function<void()>& f) {
-  qtest::Stdout out;
-  f();
-  return qtest::trace_shape(out.text());
-}
-std::string pair(const char* file, const char* func, const char* what = "") {
-  return file + ":N:\t\t"s + func + ": " + what + "\n" + file + ":N:\t" + func + ".\n";
-}
+std::string pair(const char* file, const char* func, const char* what = "") { return qtest::fail_lines(file, func, what); }
 std::string blob(const arch_entry& e) { return std::string(reinterpret_cast<char*>(e.payload), e.size); }
 
 struct Arch {
@@ -84,7 +63,7 @@ TEST(Sz8, BlocksAndReadBack) {
   EXPECT_EQ(sz8_read(f, nullptr), 0);  // fewer than 8 bytes left
   EXPECT_EQ(std::ftell(f), 16);
   std::rewind(f);
-  EXPECT_EQ(traced([&] { qtest::fail_after(0); EXPECT_EQ(sz8_read(f, nullptr), 0); }), pair("sz8.cpp", "sz8_read", "malloc"));
+  EXPECT_EQ(traced([&] { EXPECT_EQ(sz8_read(f, nullptr), 0); }, 0), pair("sz8.cpp", "sz8_read", "malloc"));
   EXPECT_EQ(std::ftell(f), 0);
   EXPECT_EQ(traced([&] { EXPECT_EQ(sz8_write(f, "abc"), 0); }), pair("sz8.cpp", "sz8_write", "fwrite"));
   std::fclose(f);
@@ -255,7 +234,7 @@ TEST(Archive, StringsAndBlocks) {
   EXPECT_TRUE(x.at(0).payload == block && blob(x.at(0)) == std::string(4, '\0'));
   EXPECT_EQ(arch_read(x.a, text, -1), 0);  // a terminator before the end
   ASSERT_EQ(arch_data(x.a, "abcd", 4), 1);  // no terminator: the scans stay inside the block
-  EXPECT_EQ(arch_read(x.a, text, -1) + arch_read(x.a, text, -2) + arch_data(x.a, block, -1) + arch_data(x.a, nullptr, -2) + arch_data(x.a, "a", -3), 0);
+  EXPECT_EQ(arch_read(x.a, text, -1) + arch_read(x.a, text, -2) + arch_data(x.a, block, -1) + arch_data(x.a, block, -2) + arch_data(x.a, nullptr, -2) + arch_data(x.a, "a", -3), 0);
   ASSERT_EQ(arch_data(x.a, block + 1, 3), 1);  // a source inside the old block of another size
   EXPECT_EQ(blob(x.at(0)), "bcd");
   ASSERT_EQ(arch_data(x.a, "", 0), 1);
@@ -367,7 +346,7 @@ TEST(Archive, FailedAllocations) {
     want.build(c.after);
     const int cursor = x.cursor();
     int r = -1;
-    EXPECT_EQ(traced([&] { qtest::fail_after(c.before), r = c.op(x.a), qtest::fail_after(-1); }), c.trace);
+    EXPECT_EQ(traced([&] { r = c.op(x.a); }, c.before), c.trace);
     EXPECT_EQ(r, c.result);
     EXPECT_EQ(x.tags(), want.tags());
     EXPECT_EQ(x.a->bases->size + x.a->cursors->size + x.a->base, 0);
@@ -383,47 +362,10 @@ TEST(Archive, FailedAllocations) {
   for (const auto& c : lives) {
     arch_archive* a = &untouched;
     int r = -1;
-    EXPECT_EQ(traced([&] { qtest::fail_after(c.before), r = c.op(&a), qtest::fail_after(-1); }), c.trace);
+    EXPECT_EQ(traced([&] { r = c.op(&a); }, c.before), c.trace);
     EXPECT_EQ(r, 0);
     EXPECT_EQ(a == nullptr ? 0 : a == &untouched ? 2 : 1, c.out);
     if (a != &untouched) arch_release(&a);  // a partly built record is the caller's to release
-  }
-}
-
-// Every allocation behind loading, locking and storing fails in turn: each failure ends in the
-// operation's own trace pair, nothing is half done, and a block is always a valid copy.
-TEST(Archive, EachAllocationFailsInTurn) {
-  qtest::TempDir dir;
-  const std::string path = dir.path("x");
-  spill(path, kExample);
-  const struct { const char *file, *func; std::function<int(arch_archive*)> op; std::string seen; } ops[] = {
-      {"archfile.cpp", "arch_load", nullptr, "vect_size: malloc"},
-      {"arch.cpp", "arch_lock", [](arch_archive* a) { return arch_lock(a, nullptr, nullptr); }, "arch_fetch: malloc"},
-      {"archfile.cpp", "arch_store", [](arch_archive* a) { return arch_store(a, nullptr); }, "arch_fetch: malloc"},
-  };
-  for (const auto& o : ops) {
-    SCOPED_TRACE(o.func);
-    std::string all;
-    for (long k = 0, failed = 1; failed; ++k) {
-      Arch x;
-      if (o.op) ASSERT_EQ(arch_load(x.a, path.c_str()), 1);
-      int r = -1;
-      const std::string out = traced([&] {
-        qtest::fail_after(k);
-        r = o.op ? o.op(x.a) : arch_load(x.a, path.c_str());
-        failed = qtest::failure_happened();
-        qtest::fail_after(-1);
-      });
-      all += out;
-      if (r == 1 && out.empty()) continue;  // none, or the C library did without (an unbuffered stream)
-      const std::string last = o.file + ":N:\t"s + o.func + ".\n";
-      EXPECT_EQ(r, 0);
-      EXPECT_EQ(out.substr(out.size() - std::min(out.size(), last.size())), last);
-      EXPECT_EQ(slurp(path), kExample);
-      for (int i = 0; i < x.a->entries->size; ++i)
-        if (x.at(i).payload) EXPECT_EQ(blob(x.at(i)), kExample.substr(x.at(i).offset, x.at(i).size));
-    }
-    EXPECT_NE(all.find(o.seen), std::string::npos) << o.seen;
   }
 }
 

@@ -1,12 +1,5 @@
 // The growable array: capacity steps, range checks, walkers and iter, and traced failures.
-#include <gtest/gtest.h>
-#include <quelt/containers/vector.h>
-
 #include <climits>
-#include <functional>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "support.h"
 
@@ -25,17 +18,7 @@ struct Vec {
   std::string state() const { return std::to_string(v->size) + "/" + std::to_string(v->capacity) + (v->data ? "" : " -"); }
 };
 
-std::string lines(const char* fn, const char* what = "") {
-  return std::string("vector.cpp:N:\t\t") + fn + ": " + what + "\nvector.cpp:N:\t" + fn + ".\n";
-}
-template <class F>
-std::string trace_of(F f, long fail = -1) {
-  qtest::Stdout out;
-  qtest::fail_after(fail);
-  f();
-  qtest::fail_after(-1);
-  return qtest::trace_shape(out.text());
-}
+std::string lines(const char* fn, const char* what = "") { return qtest::fail_lines("vector.cpp", fn, what); }
 
 // One call on a vector of 0, 1, ... (n − 1): its result, "size/capacity" (" -" without a block)
 // and the last elements. The block moves exactly when the capacity changes.
@@ -73,7 +56,7 @@ TEST(Vector, CallsResizeInStepsAndCheckRanges) {
     const void* block = a.v->data;
     const int32_t capacity = a.v->capacity;
     int32_t got = -1;
-    trace_of([&] { got = r.op(a.v); });
+    qtest::traced([&] { got = r.op(a.v); });
     EXPECT_EQ(got, r.result);
     EXPECT_EQ(a.state(), r.state);
     const Items items = a.items();
@@ -120,11 +103,11 @@ TEST(Vector, FailedAllocationsTraceAndKeepState) {
     Vec a(c.n);
     auto snapshot = [&] { return std::tuple(a.state(), static_cast<const void*>(a.v->data), a.items()); };
     const auto before = snapshot();
-    EXPECT_EQ(trace_of([&] { EXPECT_EQ(c.op(a.v), 0); }, c.fail), c.trace);
+    EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(c.op(a.v), 0); }, c.fail), c.trace);
     EXPECT_EQ(snapshot(), before);  // nothing moved, nothing duplicated
   }
   vect_vector* v = reinterpret_cast<vect_vector*>(1);
-  EXPECT_EQ(trace_of([&] { EXPECT_EQ(vect_create(&v, 4), 0); }, 0), lines("vect_create"));
+  EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(vect_create(&v, 4), 0); }, 0), lines("vect_create"));
   EXPECT_EQ(v, nullptr);
 }
 

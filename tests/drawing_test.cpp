@@ -1,16 +1,6 @@
 // Lines, ring masks, frames and shapes: exact pixels, the literal line walk on random lines,
 // symmetry of the masks, single coverage of frames and shapes, traced failures.
-#include <gtest/gtest.h>
-#include <quelt/quelt.h>
-
-#include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstring>
-#include <random>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "support.h"
 
@@ -49,6 +39,7 @@ TEST(Line, ExactPlotsBothWays) {
       {0, -1.5f, 8, -1.1f, {}},
       // Far away: jumped to the surface and cut where it leaves it; not drawn at all.
       {-1e7f, 5.5f, 1e7f, 5.5f, {{24, 0, 5, 1, 0, 127}, {24, 0, 6, 1, 0, 127}}},
+      {-1e7f, 5.5f, 0, 5.5f, {{1, 0, 5, 1, 0, 127}, {1, 0, 6, 1, 0, 127}}}, {-1e7f, 5.5f, -5e6f, 5.5f, {}},  // ends at 0, before 0
       {5.5f, 1e9f, 5.5f, -1e9f, {{16, 5, 0, 0, 1, 127}, {16, 6, 0, 0, 1, 127}}},
       {NAN, 1, 2, 3, {}}, {0, 0, 3e15f, 1, {}},
   };

@@ -1,19 +1,11 @@
 // Image files: BMP files made byte by byte here, PNG files made and checked with libpng itself,
 // detection and dispatch, and the failure trace of every refusal and failed allocation.
-#include <gtest/gtest.h>
 #include <png.h>
-#include <quelt/imagefile/image.h>
 #include <zlib.h>
 
 #include <csetjmp>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
-#include <functional>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "support.h"
 
@@ -29,17 +21,13 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using namespace std::string_literals;
 
-void save(const std::string& path, const Bytes& b) {
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
-}
+void save(const std::string& path, const Bytes& b) { std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size())); }
 Bytes slurp(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return Bytes(std::istreambuf_iterator<char>(in), {});
 }
 bool exists(const std::string& path) { return std::ifstream(path).good(); }
-void put32(Bytes& b, size_t at, uint32_t v) {
-  for (int i = 0; i < 4; ++i) b[at + i] = uint8_t(v >> 8 * i);
-}
+void put32(Bytes& b, size_t at, uint32_t v) { std::memcpy(&b[at], &v, 4); }
 
 // Channel c of pixel (x, y) of every test picture, y counted from the top.
 uint8_t value(int x, int y, int c) { return uint8_t(x * 37 + y * 101 + c * 59 + 11); }
@@ -148,9 +136,6 @@ TEST(ImageFormat, DetectionAndDispatch) {
   Surface a, b;
   ASSERT_EQ(sf_image_load(&a.s, dir.path("bmp.png").c_str()), 1);
   EXPECT_EQ(a.bytes(), picture(3, 2, false));
-  save(f, Bytes{'B', 'M', 0, 0});
-  EXPECT_EQ(traced([&] { return sf_image_load(&a.s, f.c_str()); }),
-            fail("image_bmp.cpp", "sf_image_bmp_read", "fread") + fail("image_bmp.cpp", "sf_image_bmp_load", ""));
   save(f, Bytes{'G', 'I', 'F', '8'});
   EXPECT_EQ(traced([&] { return sf_image_load(&a.s, f.c_str()); }), fail("image.cpp", "sf_image_load", "unknown file format"));
   EXPECT_EQ(traced([&] { return sf_image_load(&a.s, dir.path("none").c_str()); }),
@@ -158,8 +143,6 @@ TEST(ImageFormat, DetectionAndDispatch) {
   ASSERT_EQ(sf_create(&b.s, 2, 2, 4), 1);
   EXPECT_EQ(traced([&] { return sf_image_store(&b.s, dir.path("x.gif").c_str()); }), fail("image.cpp", "sf_image_store", "unknown file format"));
   EXPECT_FALSE(exists(dir.path("x.gif")));
-  EXPECT_EQ(traced([&] { return sf_image_store(&b.s, "ab"); }),
-            fail("image.cpp", "sf_image_determinate_format_by_extension", "") + fail("image.cpp", "sf_image_store", ""));
   int32_t bmp = 0, png = 0;
   ASSERT_TRUE(sf_image_store(&b.s, dir.path("x.BMP").c_str()) && sf_image_store(&b.s, dir.path("x.pNg").c_str()));
   EXPECT_TRUE(sf_image_determinate_format(dir.path("x.BMP").c_str(), &bmp) && bmp == 1);
@@ -339,46 +322,38 @@ TEST(ImagePng, StoresSurfacesThatReadBack) {
 }
 
 #ifndef _WIN32
-// Stores onto a small tmpfs with no room left, and with room for a part of the file: the PNG store
-// never reports a file that is not whole as stored, the BMP store keeps its result of 1. The
-// tmpfs is mounted by a child in a mount namespace of its own (root only), which reports the
-// three results in its exit status.
+// Stores onto a small tmpfs with room for a part of the file, and with none: the PNG store never
+// reports a file that is not whole as stored, the BMP store keeps its result of 1. The tmpfs is
+// mounted by a child in a mount namespace of its own (root only); its exit status holds the results.
 TEST(ImageFiles, StoresOntoAFullDisk) {
   qtest::TempDir dir;
   const pid_t child = fork();
   if (child == 0) {
-    if (!std::freopen("/dev/null", "w", stdout) || unshare(CLONE_NEWNS) != 0 ||
-        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+    if (!std::freopen("/dev/null", "w", stdout) || unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         mount("tmpfs", dir.dir().c_str(), "tmpfs", 0, "size=64k") != 0)
       _exit(77);
-    Surface small, noise;
+    Surface small, noise;  // the noise picture is about 16 KiB as PNG
     if (!sf_create(&small.s, 8, 8, 4) || !sf_create(&noise.s, 64, 64, 4)) _exit(78);
     uint32_t seed = 1;
     for (size_t i = 0; i < 64 * 64 * 4; ++i) noise.s.pixels[i] = uint8_t((seed = seed * 1103515245u + 12345u) >> 24);
-    // Room for a few KiB only: the noise picture (about 16 KiB as PNG) is cut short.
     FILE* filler = std::fopen(dir.path("filler").c_str(), "wb");
     static char block[4096];
-    for (size_t left = 60 * 1024; left > 0 && std::fwrite(block, 1, sizeof block, filler) == sizeof block;)
-      left -= sizeof block;
+    for (int i = 0; i < 15 && std::fwrite(block, 1, sizeof block, filler) == sizeof block; ++i) {}
     std::fflush(filler);
     const int partial = sf_image_png_store(&noise.s, dir.path("partial.png").c_str());
     while (std::fwrite(block, 1, sizeof block, filler) == sizeof block) {}
     std::fclose(filler);
-    const int full = sf_image_png_store(&small.s, dir.path("full.png").c_str());
-    const int bmp = sf_image_bmp_store(&small.s, dir.path("full.bmp").c_str());
-    _exit(partial | full << 1 | bmp << 2);
+    _exit(partial | sf_image_png_store(&small.s, dir.path("full.png").c_str()) << 1 | sf_image_bmp_store(&small.s, dir.path("full.bmp").c_str()) << 2);
   }
   int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status));
+  ASSERT_TRUE(waitpid(child, &status, 0) == child && WIFEXITED(status));
   if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no tmpfs of our own (needs root)";
   EXPECT_EQ(WEXITSTATUS(status), 4) << "bit 0: PNG on a nearly full disk, 1: PNG on a full one, 2: BMP";
 }
 #endif
 
 // Each allocation in turn fails: every failure is traced down to the function's exit, nothing
-// half-made is left in the surface (the sanitizer build finds any leak), and every failure the
-// reader and the writer know about shows up.
+// half-made is left in the surface, and every failure the reader and the writer know shows up.
 TEST(ImagePng, EveryFailedAllocationIsClean) {
   qtest::TempDir dir;
   save(dir.path("rgb.png"), make_png(16, 16, PNG_COLOR_TYPE_RGB, 8, Bytes(16 * 16 * 3, 0x5A)));
@@ -387,14 +362,13 @@ TEST(ImagePng, EveryFailedAllocationIsClean) {
   Surface source;
   ASSERT_EQ(sf_create(&source.s, 16, 16, 4), 1);
   const struct { const char* name; std::function<int32_t(sf_surface*)> op; std::set<std::string> whats; } cases[] = {
-      {"png read", [&](sf_surface* s) { return sf_image_png_read(s, rgb.c_str()); },
+      {"image_png.cpp", [&](sf_surface* s) { return sf_image_png_read(s, rgb.c_str()); },
        {"fopen", "png_create_read_struct", "png_create_info_struct", "png_jmpbuf", "", "malloc"}},
-      {"png store", [&](sf_surface*) { return sf_image_png_store(&source.s, stored.c_str()); },
+      {"image_png.cpp", [&](sf_surface*) { return sf_image_png_store(&source.s, stored.c_str()); },
        {"fopen", "png_create_write_struct", "png_create_info_struct", "setjmp", "malloc"}},
-      {"bmp load", [&](sf_surface* s) { return sf_image_bmp_load(s, bmp.c_str()); }, {"fopen", ""}},
+      {"image_bmp.cpp", [&](sf_surface* s) { return sf_image_bmp_load(s, bmp.c_str()); }, {"fopen", ""}},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
     std::set<std::string> seen;
     for (long n = 0;; ++n) {
       Surface s;
@@ -409,16 +383,14 @@ TEST(ImagePng, EveryFailedAllocationIsClean) {
         break;
       }
       if (result == 1) continue;  // a failed allocation that libpng or stdio got over
-      ASSERT_FALSE(trace.empty()) << n;
       EXPECT_TRUE(zeroed(s.s)) << n;
-      const size_t first = trace.find("image");  // the first line of the operation under test
-      const size_t colon = trace.find(": ", first), end = trace.find('\n', first);
+      // The first line of the operation under test names what failed; the last line is its own.
+      const size_t first = trace.find("image"), colon = trace.find(": ", first), end = trace.find('\n', first);
       ASSERT_LT(colon, end) << trace;
       seen.insert(trace.substr(colon + 2, end - colon - 2));
-      const size_t last = trace.rfind('\n', trace.size() - 2);
-      EXPECT_NE(trace.find(c.name[0] == 'p' ? "image_png.cpp" : "image_bmp.cpp", last), std::string::npos) << trace;
+      EXPECT_NE(trace.find(c.name, trace.rfind('\n', trace.size() - 2)), std::string::npos) << trace;
     }
-    EXPECT_EQ(seen, c.whats);
+    EXPECT_EQ(seen, c.whats) << c.name;
   }
 }
 

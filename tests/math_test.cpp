@@ -1,12 +1,8 @@
 // Vectors and matrices: results against the same expressions in long double, rounded to float
 // exactly where the library promises to round, plus the fixed cases of the geometry.
-#include <gtest/gtest.h>
-#include <quelt/math/mathlib.h>
-
 #include <cfloat>
-#include <cmath>
-#include <cstring>
-#include <random>
+
+#include "support.h"
 
 namespace {
 
@@ -30,9 +26,7 @@ mm44 product(const mm44& a, const mm44& b) {
   for (int i = 0; i < 16; ++i) r.m[i] = row(a, i / 4, b.m[i % 4], b.m[4 + i % 4], b.m[8 + i % 4], b.m[12 + i % 4]);
   return r;
 }
-void expect_same(const mm44& a, const mm44& b) {
-  for (int i = 0; i < 16; ++i) EXPECT_PRED2(same, a.m[i], b.m[i]) << "element " << i;
-}
+void expect_same(const mm44& a, const mm44& b) { EXPECT_TRUE(std::equal(a.m, a.m + 16, b.m, same)); }
 
 TEST(Vectors, RoundOncePerComponentAfterWideWork) {
   for (int i = 0; i < 2000; ++i) {
@@ -54,8 +48,7 @@ TEST(Vectors, RoundOncePerComponentAfterWideWork) {
     const mv3 a0{a.x, a.y, 0}, b0{b.x, b.y, 0};
     const mv2 got2[] = {mv2_normal(a2), mv2_add(a2, b2), mv2_sub(a2, b2), mv2_mul(a2, s), mv2_div(a2, s), {mv2_dot(a2, b2), mv2_length(a2)}};
     const mv3 want2[] = {mv3_normal(a0), mv3_add(a0, b0), mv3_sub(a0, b0), mv3_mul(a0, s), mv3_div(a0, s), {mv3_dot(a0, b0), mv3_length(a0)}};
-    for (int op = 0; op < 6; ++op)
-      EXPECT_TRUE(same(got2[op].x, want2[op].x) && same(got2[op].y, want2[op].y)) << "2-vector operation " << op;
+    for (int op = 0; op < 6; ++op) EXPECT_TRUE(same(got2[op].x, want2[op].x) && same(got2[op].y, want2[op].y)) << "2-vector operation " << op;
   }
   // A sum that double evaluation, and not only float, would get wrong.
   if (LDBL_MANT_DIG >= 64) EXPECT_EQ(mv3_dot({1, 0x1p-30f, -1}, {1, 0x1p-30f, 1}), 0x1p-60f);
@@ -82,22 +75,18 @@ TEST(Matrices, ProductsRotationsAndViews) {
       EXPECT_PRED2(same, (&r3.x)[k], row(t, k, v.x, v.y, v.z, 1));
     }
     const float x = rnd(), y = rnd(), z = rnd();
-    const mm44 rx = {{1, 0, 0, 0, 0, c(x), -s(x), 0, 0, s(x), c(x), 0, 0, 0, 0, 1}};
-    const mm44 ry = {{c(y), 0, s(y), 0, 0, 1, 0, 0, -s(y), 0, c(y), 0, 0, 0, 0, 1}};
-    const mm44 rz = {{c(z), -s(z), 0, 0, s(z), c(z), 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}};
-    expect_same(mm44_rotate(x, y, z), product(rx, product(ry, rz)));
-    expect_same(mm44_rotate_x(x), rx);
-    expect_same(mm44_rotate_y(y), ry);
-    expect_same(mm44_rotate_z(z), rz);
+    const mm44 rx = {{1, 0, 0, 0, 0, c(x), -s(x), 0, 0, s(x), c(x), 0, 0, 0, 0, 1}}, ry = {{c(y), 0, s(y), 0, 0, 1, 0, 0, -s(y), 0, c(y), 0, 0, 0, 0, 1}},
+               rz = {{c(z), -s(z), 0, 0, s(z), c(z), 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}};
+    for (auto [got, want] : {std::pair{mm44_rotate(x, y, z), product(rx, product(ry, rz))}, {mm44_rotate_x(x), rx}, {mm44_rotate_y(y), ry}, {mm44_rotate_z(z), rz}})
+      expect_same(got, want);
     // A view from the vector steps (checked above), with the translation as −eye on the left.
     const mv3 eye = rnd3(), target = rnd3(), up = rnd3();
     const mv3 fw = mv3_normal(mv3_sub(target, eye)), sd = mv3_normal(mv3_cross(up, fw)), u = mv3_cross(fw, sd);
-    const mm44 axes = {{sd.x, u.x, fw.x, 0, sd.y, u.y, fw.y, 0, sd.z, u.z, fw.z, 0, 0, 0, 0, 1}};
-    const mm44 move = {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, -eye.x, -eye.y, -eye.z, 1}};
+    const mm44 axes = {{sd.x, u.x, fw.x, 0, sd.y, u.y, fw.y, 0, sd.z, u.z, fw.z, 0, 0, 0, 0, 1}}, move = {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, -eye.x, -eye.y, -eye.z, 1}};
     expect_same(mm44_lookat(eye, target, up), product(move, axes));
   }
-  expect_same(mm44_rotate(0, 0, 0), mm44_identity());
-  expect_same(mm44_identity(), {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}});
+  expect_same(mm44_rotate(0, 0, 0), {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}});
+  expect_same(mm44_identity(), mm44_rotate(0, 0, 0));
   const mm44 lost = mm44_lookat({1, 2, 3}, {1, 2, 3}, {0, 1, 0});
   for (int i : {0, 1, 2, 4, 5, 6, 8, 9, 10}) EXPECT_TRUE(std::isnan(lost.m[i])) << i;
   if (LDBL_MANT_DIG >= 64) {  // 1 + 2^−60 − 1: lost in double, kept in the wide format

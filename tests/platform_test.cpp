@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"; }
@@ -27,22 +28,6 @@ long open_files() { return std::distance(std::filesystem::directory_iterator("/p
 HBITMAP dib(LONG width, LONG height, WORD bit_count = 32, void** bits = nullptr) {
   BITMAPINFO info{{sizeof(BITMAPINFOHEADER), width, height, 1, bit_count, 0, 0, 0, 0, 0, 0}, {}};
   return CreateDIBSection(nullptr, &info, DIB_RGB_COLORS, bits, nullptr, 0);
-}
-
-TEST(Screen, ResolutionWithoutDisplayIs96AndLeavesNothingOpen) {
-  const char* had = std::getenv("DISPLAY");
-  const std::string saved = had ? had : "";
-  unsetenv("DISPLAY");
-  const long files = open_files();
-  for (int i = 0; i < 20; ++i) {
-    HDC dc = GetDC(nullptr);
-    ASSERT_NE(dc, nullptr);
-    EXPECT_EQ(std::pair(GetDeviceCaps(dc, LOGPIXELSX), GetDeviceCaps(dc, LOGPIXELSY)), std::pair(96, 96));
-    EXPECT_TRUE(ReleaseDC(nullptr, dc) == 1 && GetObjectType(dc) == 0);
-  }
-  EXPECT_EQ(open_files(), files);
-  EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 0);
-  if (had) setenv("DISPLAY", saved.c_str(), 1);
 }
 
 TEST(Screen, ResolutionComesFromXftDpi) {
@@ -91,11 +76,21 @@ TEST(Gdi, HandlesOfDeletedObjectsAreRefused) {
 
 // Virtual keys by keysym, and by the key's place for layouts whose keysyms are not Latin.
 TEST(Keys, VirtualKeysByNameAndByPlace) {
-  for (auto [keysym, vk] : {std::pair<uint32_t, UINT>{'q', 'Q'}, {'Z', 'Z'}, {'7', '7'}, {0xffb3, 0x63}, {0xffbe, 0x70},
+  for (auto [keysym, vk] : {std::pair<uint32_t, UINT>{'q', 'Q'}, {'Z', 'Z'}, {'7', '7'}, {0xffb0, 0x60}, {0xffb9, 0x69}, {0xffbe, 0x70},
                             {0xffd5, 0x87}, {0xff1b, 0x1B}, {0xff51, 0x25}, {0xff0d, 0x0D}, {0x6c1, 0}})
     EXPECT_EQ(vk_of_keysym(keysym), vk) << keysym;
   for (auto [keycode, vk] : {std::pair<unsigned, UINT>{10, '1'}, {19, '0'}, {24, 'Q'}, {38, 'A'}, {52, 'Z'}, {9, 0}})
     EXPECT_EQ(vk_of_position(keycode), vk) << keycode;
+  // Typed text, UTF-8, as UTF-16: U+FFFD for each byte that is not UTF-8 (a surrogate's code, a
+  // code past U+10FFFF), pairs beyond the BMP, and nothing past the room given.
+  for (auto [text, room, want] : {std::tuple<std::string, int, std::u16string>{"a\xC3\xA9", 4, u"a\u00e9"}, {"ab", 2, u"ab"},
+                                  {"ab", 1, u"a"}, {"\xF0\x9F\x98\x80", 2, u"\U0001F600"}, {"\xF0\x9F\x98\x80", 1, u""},
+                                  {"\xED\xA0\x80", 4, u"\uFFFD\uFFFD\uFFFD"}, {"\xED\x9F\xBF", 4, u"\uD7FF"},
+                                  {"\xF4\x90\x80\x80", 4, u"\uFFFD\uFFFD\uFFFD\uFFFD"}}) {
+    uint16_t out[4];
+    const int n = quelt::platform::utf8_to_utf16(text.data(), int(text.size()), out, room);
+    EXPECT_EQ(std::u16string(out, out + n), want) << text;
+  }
 }
 
 std::vector<UINT> seen;

@@ -1,15 +1,5 @@
 // Point filters and smoothing: exact numbers, and the threshold passes written out on random
 // surfaces of every pixel size. Smoothing at every width is checked level by level elsewhere.
-#include <gtest/gtest.h>
-#include <quelt/processing/process.h>
-#include <quelt/processing/strip.h>
-#include <quelt/surface/context.h>
-
-#include <algorithm>
-#include <random>
-#include <tuple>
-#include <vector>
-
 #include "support.h"
 
 namespace {

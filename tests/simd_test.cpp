@@ -2,20 +2,13 @@
 // convolution must give the bytes of the plain definitions on random surfaces, colours,
 // rectangles, skip tables and weights. Each level that this processor runs is taken from its own
 // table, so all of them are checked on one machine; the exported functions are checked alike.
-#include <gtest/gtest.h>
 #include <quelt/base/cpu_p.h>
-#include <quelt/processing/kernel.h>
 #include <quelt/processing/kernel_p.h>
-#include <quelt/processing/process.h>
-#include <quelt/processing/strip.h>
 
-#include <cmath>
-#include <cstring>
 #include <limits>
-#include <random>
-#include <vector>
 
 #include "kernel_reference.h"
+#include "support.h"
 
 namespace {
 

@@ -1,28 +1,15 @@
 // Whole-surface transforms, convolution and Gaussian weights, and the exact outline blend.
-#include <gtest/gtest.h>
-#include <quelt/processing/kernel.h>
-#include <quelt/processing/pixel.h>
-#include <quelt/processing/strip.h>
-#include <quelt/surface/context.h>
-#include <quelt/surface/transform.h>
-
 #include <climits>
-#include <cmath>
-#include <cstring>
-#include <functional>
 #include <limits>
-#include <random>
-#include <vector>
 
 #include "support.h"
 
 namespace {
 
+using qtest::fail_lines;
+
 using Bytes = std::vector<uint8_t>;
-std::string fail(const std::string& file, const std::string& fn, const std::string& what = "") {
-  return file + ":N:\t\t" + fn + ": " + what + "\n" + file + ":N:\t" + fn + ".\n";
-}
-const std::string kCreate = fail("surface.cpp", "sf_create", "malloc");
+const std::string kCreate = fail_lines("surface.cpp", "sf_create", "malloc");
 const sf_surface kDetached{4, 4, 4, nullptr, nullptr, 0, nullptr, nullptr, 0, 0};  // a size, no buffer
 
 struct Surf : sf_surface {
@@ -104,7 +91,7 @@ TEST(Enlarge, PlacesCropsAndCopiesThroughTheSkipTable) {
   for (auto [l, rt] : {std::pair{-5, 0}, {INT32_MAX, 1}}) {
     qtest::Stdout out;
     EXPECT_EQ(sf_enlarge(&t, l, 0, rt, 0), 0);
-    EXPECT_EQ(qtest::trace_shape(out.text()), kCreate + fail("transform.cpp", "sf_enlarge"));
+    EXPECT_EQ(qtest::trace_shape(out.text()), kCreate + fail_lines("transform.cpp", "sf_enlarge"));
   }
   EXPECT_EQ(t.bytes(), (Bytes{0, 0, 9, 0}));
 }
@@ -114,11 +101,11 @@ TEST(Transform, FailedAllocationsAreTraced) {
   Surf s(2, 2, 4, noise(16, 2)), d;
   const float one = 1;
   const struct { std::string trace; std::function<int32_t()> call; int32_t width; } cases[] = {
-      {fail("transform.cpp", "sf_duplicate"), [&] { return sf_duplicate(&d, &s); }, 0},
-      {fail("transform.cpp", "sf_convert"), [&] { return sf_convert(&d, &s, 1, nullptr); }, 0},
-      {fail("transform.cpp", "sf_enlarge"), [&] { return sf_enlarge(&s, 1, 1, 1, 1); }, 99},
-      {fail("transform.cpp", "sf_duplicate") + fail("kernel.cpp", "sf_kernel"), [&] { return sf_kernel(&s, &one, 1, 1); }, 99},
-      {fail("kernel.cpp", "sf_kernel_gaussian"), [&] { return sf_kernel_gaussian(&d, -5); }, 99},
+      {fail_lines("transform.cpp", "sf_duplicate"), [&] { return sf_duplicate(&d, &s); }, 0},
+      {fail_lines("transform.cpp", "sf_convert"), [&] { return sf_convert(&d, &s, 1, nullptr); }, 0},
+      {fail_lines("transform.cpp", "sf_enlarge"), [&] { return sf_enlarge(&s, 1, 1, 1, 1); }, 99},
+      {fail_lines("transform.cpp", "sf_duplicate") + fail_lines("kernel.cpp", "sf_kernel"), [&] { return sf_kernel(&s, &one, 1, 1); }, 99},
+      {fail_lines("kernel.cpp", "sf_kernel_gaussian"), [&] { return sf_kernel_gaussian(&d, -5); }, 99},
   };
   for (const auto& c : cases) {
     d.width = 99;

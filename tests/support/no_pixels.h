@@ -3,14 +3,7 @@
 // and leaves the record as it was. Shared by the surface suite and the window suite.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <quelt/quelt.h>
-#include <support.h>
-
-#include <cstdio>
-#include <cstring>
-#include <functional>
-#include <string>
+#include "support.h"
 
 namespace qtest {
 

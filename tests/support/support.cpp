@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <regex>
 
 #ifdef _WIN32
@@ -244,6 +246,22 @@ std::string trace_shape(const std::string& out) {
   static const std::regex line(R"(:[0-9]+:\t)");
   return std::regex_replace(out, line, ":N:\t");
 }
+
+std::string traced(const std::function<void()>& f, long fail) {
+  Stdout out;
+  fail_after(fail), f(), fail_after(-1);
+  return trace_shape(out.text());
+}
+
+std::string fail_lines(const std::string& file, const std::string& fn, const std::string& what) {
+  return file + ":N:\t\t" + fn + ": " + what + "\n" + file + ":N:\t" + fn + ".\n";
+}
+
+std::string slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+void spill(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
 #ifndef _WIN32
 TempDir::TempDir() {

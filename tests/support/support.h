@@ -1,8 +1,22 @@
-// Test support shared by every suite: allocation failure on purpose, and capture of standard
-// output (where the failure trace goes).
+// Test support shared by every suite: the headers they all use, allocation failure on purpose,
+// capture of standard output (where the failure trace goes), and files of one test.
 #pragma once
 
+#include <gtest/gtest.h>
+#include <quelt/quelt.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <random>
 #include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 namespace qtest {
 
@@ -33,6 +47,15 @@ class Stdout {
 
 // The trace with line numbers replaced by N: "vector.cpp:N:\t\tvect_size: malloc\n...".
 std::string trace_shape(const std::string& out);
+// The trace that `f` prints while the allocation after the next `fail` ones fails (-1: none),
+// in the shape of trace_shape.
+std::string traced(const std::function<void()>& f, long fail = -1);
+// The two trace lines of a failure in `fn` of `file`: what failed, then the way out.
+std::string fail_lines(const std::string& file, const std::string& fn, const std::string& what = "");
+
+// A file's bytes, and a file made of bytes.
+std::string slurp(const std::string& path);
+void spill(const std::string& path, const std::string& bytes);
 
 // A fresh empty directory for files of one test; removed with its content by the destructor.
 class TempDir {
