@@ -30,6 +30,12 @@ new_xvfb() {
   rm -f "$number_file"
   number=$(echo "$number" | tr -dc 0-9)
   [ -n "$number" ] || { echo "Xvfb did not start" >&2; return 1; }
+  # Under load the number can come before the server answers: wait for its first answer.
+  for i in $(seq 1 200); do
+    xdpyinfo -display ":$number" > /dev/null 2>&1 && break
+    sleep 0.05
+  done
+  xdpyinfo -display ":$number" > /dev/null 2>&1 || { echo "Xvfb :$number does not answer" >&2; return 1; }
   QUELT_NEW_DISPLAY=":$number"
 }
 
