@@ -7,7 +7,9 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 
 #include <chrono>
@@ -323,7 +325,8 @@ TEST_F(ShowcaseOnWindows, SameLayeredWindow) {
 
 // On sway (QUELT_SWAY_DIR names its runtime folder) the showcase runs natively on Wayland and
 // shows, pixel for pixel, what the X11 build's screenshot holds: the same still frame, drawn
-// before any time passes, read back from the compositor.
+// before any time passes, read back from the compositor. It is handed its connection as a
+// compositor starts its clients (WAYLAND_SOCKET), which can be used only once.
 TEST_F(Showcase, SameFrameOnWaylandAsOnX11) {
   const char* sway = std::getenv("QUELT_SWAY_DIR");
   if (!sway || !*sway || display_dpi() != 96) GTEST_SKIP() << "no sway at the display's 96 dpi";
@@ -334,16 +337,22 @@ TEST_F(Showcase, SameFrameOnWaylandAsOnX11) {
   const Picture x11(on_x11 + "/shot.png");
   ASSERT_EQ(std::pair(x11.s.width, x11.s.height), std::pair(1000, 640));
   setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1), setenv("SWAYSOCK", (runtime + "/ipc.sock").c_str(), 1);
-  setenv("WAYLAND_DISPLAY", (runtime + "/wayland-1").c_str(), 1);
+  sockaddr_un to{AF_UNIX, {}};
+  std::snprintf(to.sun_path, sizeof to.sun_path, "%s/wayland-1", runtime.c_str());
+  const int connection = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(connect(connection, reinterpret_cast<sockaddr*>(&to), sizeof to), 0);
+  setenv("WAYLAND_SOCKET", std::to_string(connection).c_str(), 1);
   const pid_t pid = start(dir.dir(), {"--config", "./settings", "--still"}, on_wayland);
+  unsetenv("WAYLAND_SOCKET"), close(connection);
+  setenv("WAYLAND_DISPLAY", (runtime + "/wayland-1").c_str(), 1);  // for grim
   std::string differs = "no window";
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (!differs.empty() && std::chrono::steady_clock::now() < end) {
-    const host::Rect r = host::way::node(pid).rect;
+    const host::Rect r = host::way::node(getpid()).rect;  // the connection's maker, to sway
     const std::vector<uint32_t> shown = r.right - r.left == 1000 ? host::way::shot(r) : std::vector<uint32_t>{};
     differs = shown.empty() ? "no window" : host::first_difference(shown, 1000, [&](int px, int py) { return x11.at(px, py); }, 0xFFFFFF);
   }
-  host::way::sway("[pid=" + std::to_string(pid) + "] kill");  // its close button
+  host::way::sway("[pid=" + std::to_string(getpid()) + "] kill");  // its close button
   unsetenv("WAYLAND_DISPLAY");  // the suite's own windows stay on X11
   EXPECT_EQ(differs, "");
   EXPECT_EQ(finish(pid, 20), 0);

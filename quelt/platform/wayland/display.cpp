@@ -114,6 +114,9 @@ bool connect() {
   if ((!socket || !*socket) && (!name || !*name)) return false;
   conn.display = wl_display_connect(nullptr);
   if (!conn.display) return false;
+  // A socket handed down by the parent is used once (libwayland forgets it): the connection
+  // then lasts as long as the process.
+  conn.inherited = socket && *socket;
   const char* mode = std::getenv("QUELT_DECORATIONS");
   conn.client_decorations = mode && !std::strcmp(mode, "client");
   conn.frames = wl_display_create_queue(conn.display);
@@ -133,7 +136,7 @@ bool connect() {
 }
 
 void disconnect_if_idle() {
-  if (!conn.display || wnd_first()) return;
+  if (!conn.display || wnd_first() || conn.inherited) return;
   if (conn.dispatching) {
     conn.close_pending = true;  // the dispatch still runs on the connection's objects
     return;

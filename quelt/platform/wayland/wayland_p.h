@@ -50,6 +50,7 @@ struct Connection {
   Output outputs[kMaxOutputs];
   int output_count = 0;
   bool client_decorations = false;  // QUELT_DECORATIONS=client: never ask for the compositor's
+  bool inherited = false;           // from WAYLAND_SOCKET: cannot be made again, kept for life
   int dispatching = 0;              // inside a dispatch: closing waits until it ends
   bool close_pending = false;
 };
