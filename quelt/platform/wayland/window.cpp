@@ -26,15 +26,16 @@ void rescale(Wnd* w) {
     if (n->outputs & (1u << i)) scale = std::max(scale, conn.outputs[i].scale);
   if (scale == 0) scale = largest_scale();
   if (scale == n->scale) return;
+  const HWND hwnd = w->handle;  // the messages below may destroy the window
   const int cw = w->cw * scale / n->scale, ch = w->ch * scale / n->scale;
   n->scale = scale;
   set_frame(w);
   if (cw != w->cw || ch != w->ch) {
     w->cw = std::min(cw, kMaxSize);
     w->ch = std::min(ch, kMaxSize);
-    send_pos_changed(w->handle, SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOMOVE | kNoClientMove);
+    send_pos_changed(hwnd, SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOMOVE | kNoClientMove);
   }
-  if ((w = wnd_get(w->handle)) != nullptr) apply_size(w);
+  if ((w = wnd_get(hwnd)) != nullptr) apply_size(w);
 }
 
 void surface_enter(void*, wl_surface* surface, wl_output* output) {
@@ -97,8 +98,9 @@ void take_size(Wnd* w) {
   if (cw == w->cw && ch == w->ch) return;
   w->cw = cw;
   w->ch = ch;
-  send_pos_changed(w->handle, SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOMOVE | kNoClientMove);
-  if ((w = wnd_get(w->handle)) != nullptr) apply_size(w);
+  const HWND hwnd = w->handle;  // the message may destroy the window
+  send_pos_changed(hwnd, SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOMOVE | kNoClientMove);
+  if ((w = wnd_get(hwnd)) != nullptr) apply_size(w);
 }
 
 void xdg_configure(void* data, xdg_surface* surface, uint32_t serial) {
