@@ -110,6 +110,9 @@ void default_minmax(const Wnd* w, MINMAXINFO* info);
 
 // ---- Text ----------------------------------------------------------------------------------
 int utf8_to_utf16(const char* text, int length, uint16_t* out, int capacity);
+// One code point as one unit or a surrogate pair: the units written, 0 for 0, for a code past
+// U+10FFFF or when `capacity` has no room.
+int ucs_to_utf16(uint32_t code, uint16_t* out, int capacity);
 char* utf16_to_utf8(const WCHAR* text);  // malloc'd, or null
 size_t wide_length(const WCHAR* text);
 

@@ -106,6 +106,15 @@ uint32_t keysym_to_ucs(uint32_t k) {
   return 0;
 }
 
+int ucs_to_utf16(uint32_t code, uint16_t* out, int capacity) {
+  if (code == 0 || code > 0x10FFFF) return 0;
+  if (code < 0x10000) return capacity >= 1 ? (out[0] = static_cast<uint16_t>(code), 1) : 0;
+  if (capacity < 2) return 0;
+  out[0] = static_cast<uint16_t>(0xD800 + ((code - 0x10000) >> 10));
+  out[1] = static_cast<uint16_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
+  return 2;
+}
+
 int utf8_to_utf16(const char* text, int length, uint16_t* out, int capacity) {
   auto* s = reinterpret_cast<const unsigned char*>(text);
   int n = 0;
@@ -128,14 +137,9 @@ int utf8_to_utf16(const char* text, int length, uint16_t* out, int capacity) {
         code = 0xFFFD;
     }
     i += used;
-    if (code >= 0x10000) {
-      if (n + 2 > capacity) break;
-      out[n++] = static_cast<uint16_t>(0xD800 + ((code - 0x10000) >> 10));
-      out[n++] = static_cast<uint16_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
-    } else {
-      if (n + 1 > capacity) break;
-      out[n++] = static_cast<uint16_t>(code);
-    }
+    const int units = code == 0 ? (n < capacity ? (out[n] = 0, 1) : 0) : ucs_to_utf16(code, out + n, capacity - n);
+    if (units == 0) break;
+    n += units;
   }
   return n;
 }

@@ -63,16 +63,7 @@ int key_text(Wnd* w, XKeyEvent* key, uint16_t* text, int capacity, KeySym* keysy
     }
   }
   // Keysyms that name a character beyond what the conversion above knows.
-  uint32_t c = keysym_to_ucs(static_cast<uint32_t>(*keysym));
-  if (c == 0) return 0;
-  if (c >= 0x10000) {
-    if (capacity < 2) return 0;
-    text[0] = static_cast<uint16_t>(0xD800 + ((c - 0x10000) >> 10));
-    text[1] = static_cast<uint16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
-    return 2;
-  }
-  text[0] = static_cast<uint16_t>(c);
-  return 1;
+  return ucs_to_utf16(keysym_to_ucs(static_cast<uint32_t>(*keysym)), text, capacity);
 }
 
 void key_event(Wnd* w, XKeyEvent* key, bool press) {
