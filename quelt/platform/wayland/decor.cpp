@@ -129,14 +129,14 @@ void set_frame(Wnd* w) {
 
 void draw_frame(Wnd* w) {
   if (!drawn(w) || !native(w)->toplevel) return;
-  if (!compose_row(w, 0)) return;
+  const Buffer* b = compose(w);
+  if (!b) return;
   Native* n = native(w);
-  const Buffer& b = n->buffers[n->compose];
   sf_surface s{};
-  s.width = b.width;
-  s.height = b.height;
+  s.width = b->width;
+  s.height = b->height;
   s.bytes_per_pixel = 4;
-  s.pixels = b.data;
+  s.pixels = b->data;
   const int width = outer_width(w), height = outer_height(w);
   const uint32_t bar = n->activated ? 0xFF2B2F36 : 0xFF4A4E55;
   const uint32_t ink = n->activated ? 0xFFF2F2F2 : 0xFFB8BCC2;

@@ -170,10 +170,7 @@ int resolution() {
 }
 
 Wnd* wnd_of(wl_surface* surface) {
-  if (!surface) return nullptr;
-  for (Wnd* w = wnd_first(); w; w = w->next)
-    if (w->native && native(w)->surface == surface) return w;
-  return nullptr;
+  return surface ? wnd_get(static_cast<HWND>(wl_surface_get_user_data(surface))) : nullptr;
 }
 
 }  // namespace quelt::wl

@@ -249,17 +249,8 @@ void key(Wnd* w, uint32_t keycode, bool press, uint32_t time) {
   if (!vk) vk = vk_of_position(keycode);
   uint16_t text[2];
   int length = 0;
-  if (press && sym != XKB_KEY_Delete && sym != XKB_KEY_KP_Delete) {
-    const uint32_t c = xkb_state_key_get_utf32(seat.state, keycode);
-    if (c >= 0x10000 && c <= 0x10FFFF) {
-      text[0] = static_cast<uint16_t>(0xD800 + ((c - 0x10000) >> 10));
-      text[1] = static_cast<uint16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
-      length = 2;
-    } else if (c != 0 && c < 0x10000) {
-      text[0] = static_cast<uint16_t>(c);
-      length = 1;
-    }
-  }
+  if (press && sym != XKB_KEY_Delete && sym != XKB_KEY_KP_Delete)
+    length = ucs_to_utf16(xkb_state_key_get_utf32(seat.state, keycode), text, 2);
   key_input(w, vk, keycode, press, active(XKB_MOD_NAME_ALT), active(XKB_MOD_NAME_CTRL), time, last_pointer(), text,
             length);
 }
@@ -368,8 +359,8 @@ const wl_seat_listener seat_listener = {capabilities, seat_name};
 
 void bind_seat(wl_registry* registry, uint32_t name, uint32_t version) {
   if (conn.seat) return;  // the first seat is the one
-  conn.seat_version = std::min(version, 7u);
-  conn.seat = static_cast<wl_seat*>(wl_registry_bind(registry, name, &wl_seat_interface, conn.seat_version));
+  // Up to version 7: the wheel's notches come as axis_discrete.
+  conn.seat = static_cast<wl_seat*>(wl_registry_bind(registry, name, &wl_seat_interface, std::min(version, 7u)));
   wl_seat_add_listener(conn.seat, &seat_listener, nullptr);
 }
 

@@ -159,11 +159,9 @@ const wl_callback_listener frame_listener = {frame_done};
 
 }  // namespace
 
-uint8_t* compose_row(Wnd* w, int y) {
-  Native* n = native(w);
-  int i = n ? compose_buffer(w) : -1;
-  if (i < 0 || y < 0 || y >= n->buffers[i].height) return nullptr;
-  return n->buffers[i].data + static_cast<size_t>(y) * n->buffers[i].width * 4;
+Buffer* compose(Wnd* w) {
+  const int i = native(w) ? compose_buffer(w) : -1;
+  return i < 0 ? nullptr : &native(w)->buffers[i];
 }
 
 void damage(Wnd* w, RECT r) { unite(native(w)->damage, r); }

@@ -43,7 +43,6 @@ struct Connection {
   zxdg_decoration_manager_v1* decorations = nullptr;
   zwp_text_input_manager_v3* text_inputs = nullptr;
   wl_seat* seat = nullptr;
-  uint32_t seat_version = 0;
   wl_pointer* pointer = nullptr;
   wl_keyboard* keyboard = nullptr;
   zwp_text_input_v3* text_input = nullptr;
@@ -112,7 +111,7 @@ void unmap(Wnd* w);
 void present(Wnd* w, const Bitmap* b, int sx, int sy, int dx, int dy, int width, int height);
 void commit_if_ready(Wnd* w);
 void release_buffers(Native* n);
-uint8_t* compose_row(Wnd* w, int y);  // the compose buffer, made up to date; null without one
+Buffer* compose(Wnd* w);              // the compose buffer, made up to date; null without one
 void damage(Wnd* w, RECT r);          // buffer pixels
 
 // Decorations (decor.cpp): frame sizes, drawing and what the pointer does on them.

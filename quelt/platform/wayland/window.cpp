@@ -38,15 +38,18 @@ void rescale(Wnd* w) {
   if ((w = wnd_get(hwnd)) != nullptr) apply_size(w);
 }
 
-void surface_enter(void*, wl_surface* surface, wl_output* output) {
-  Wnd* w = wnd_of(surface);
+// Every listener of a window's objects gets its handle: a window gone since is no window.
+Wnd* by_handle(void* handle) { return wnd_get(static_cast<HWND>(handle)); }
+
+void surface_enter(void* handle, wl_surface*, wl_output* output) {
+  Wnd* w = by_handle(handle);
   int i = output_index(output);
   if (!w || i < 0) return;
   native(w)->outputs |= 1u << i;
   rescale(w);
 }
-void surface_leave(void*, wl_surface* surface, wl_output* output) {
-  Wnd* w = wnd_of(surface);
+void surface_leave(void* handle, wl_surface*, wl_output* output) {
+  Wnd* w = by_handle(handle);
   int i = output_index(output);
   if (!w || i < 0) return;
   native(w)->outputs &= ~(1u << i);
@@ -54,14 +57,8 @@ void surface_leave(void*, wl_surface* surface, wl_output* output) {
 }
 const wl_surface_listener surface_listener = {surface_enter, surface_leave};
 
-Wnd* wnd_of_toplevel(xdg_toplevel* toplevel) {
-  for (Wnd* w = wnd_first(); w; w = w->next)
-    if (w->native && native(w)->toplevel == toplevel) return w;
-  return nullptr;
-}
-
-void toplevel_configure(void*, xdg_toplevel* toplevel, int32_t width, int32_t height, wl_array* states) {
-  Wnd* w = wnd_of_toplevel(toplevel);
+void toplevel_configure(void* handle, xdg_toplevel*, int32_t width, int32_t height, wl_array* states) {
+  Wnd* w = by_handle(handle);
   if (!w) return;
   Native* n = native(w);
   n->pending_width = width;
@@ -74,8 +71,8 @@ void toplevel_configure(void*, xdg_toplevel* toplevel, int32_t width, int32_t he
   }
 }
 
-void toplevel_close(void*, xdg_toplevel* toplevel) {
-  Wnd* w = wnd_of_toplevel(toplevel);
+void toplevel_close(void* handle, xdg_toplevel*) {
+  Wnd* w = by_handle(handle);
   if (!w) return;
   // The close button: Win32 has the system menu command, whose default is WM_CLOSE.
   MSG msg{w->handle, WM_SYSCOMMAND, SC_CLOSE, 0, 0, last_pointer(), 0};
@@ -103,11 +100,9 @@ void take_size(Wnd* w) {
   if ((w = wnd_get(hwnd)) != nullptr) apply_size(w);
 }
 
-void xdg_configure(void* data, xdg_surface* surface, uint32_t serial) {
+void xdg_configure(void* handle, xdg_surface* surface, uint32_t serial) {
   xdg_surface_ack_configure(surface, serial);
-  Wnd* w = nullptr;
-  for (Wnd* v = wnd_first(); v && !w; v = v->next)
-    if (v->native && native(v)->xsurface == surface) w = v;
+  Wnd* w = by_handle(handle);
   if (!w) return;
   HWND hwnd = w->handle;
   Native* n = native(w);
@@ -127,14 +122,12 @@ void xdg_configure(void* data, xdg_surface* surface, uint32_t serial) {
 }
 const xdg_surface_listener xdg_surface_listener_ = {xdg_configure};
 
-void decoration_configure(void*, zxdg_toplevel_decoration_v1* decoration, uint32_t mode) {
-  for (Wnd* w = wnd_first(); w; w = w->next) {
-    if (!w->native || native(w)->decoration != decoration) continue;
-    native(w)->server_frame = mode == ZXDG_TOPLEVEL_DECORATION_V1_MODE_SERVER_SIDE;
-    set_frame(w);
-    apply_size(w);
-    return;
-  }
+void decoration_configure(void* handle, zxdg_toplevel_decoration_v1*, uint32_t mode) {
+  Wnd* w = by_handle(handle);
+  if (!w) return;
+  native(w)->server_frame = mode == ZXDG_TOPLEVEL_DECORATION_V1_MODE_SERVER_SIDE;
+  set_frame(w);
+  apply_size(w);
 }
 const zxdg_toplevel_decoration_v1_listener decoration_listener = {decoration_configure};
 
@@ -147,7 +140,7 @@ void ask_decoration(Wnd* w) {
   if (!conn.decorations || conn.client_decorations || !n->toplevel) return;
   if (!n->decoration) {
     n->decoration = zxdg_decoration_manager_v1_get_toplevel_decoration(conn.decorations, n->toplevel);
-    zxdg_toplevel_decoration_v1_add_listener(n->decoration, &decoration_listener, nullptr);
+    zxdg_toplevel_decoration_v1_add_listener(n->decoration, &decoration_listener, w->handle);
   }
   const bool server = wants_frame(w) && !conn.client_decorations;
   zxdg_toplevel_decoration_v1_set_mode(n->decoration, server ? ZXDG_TOPLEVEL_DECORATION_V1_MODE_SERVER_SIDE
@@ -178,7 +171,7 @@ bool make_surface(Wnd* w) {
     delete n;
     return false;
   }
-  wl_surface_add_listener(n->surface, &surface_listener, nullptr);
+  wl_surface_add_listener(n->surface, &surface_listener, w->handle);
   n->layered = (w->exstyle & WS_EX_LAYERED) != 0;
   n->scale = largest_scale();
   // Until the compositor answers, a frame is expected where it offers to draw one.
@@ -239,8 +232,8 @@ void map(Wnd* w) {
   if (!n || n->toplevel) return;
   n->xsurface = xdg_wm_base_get_xdg_surface(conn.wm_base, n->surface);
   n->toplevel = xdg_surface_get_toplevel(n->xsurface);
-  xdg_surface_add_listener(n->xsurface, &xdg_surface_listener_, nullptr);
-  xdg_toplevel_add_listener(n->toplevel, &toplevel_listener, nullptr);
+  xdg_surface_add_listener(n->xsurface, &xdg_surface_listener_, w->handle);
+  xdg_toplevel_add_listener(n->toplevel, &toplevel_listener, w->handle);
   xdg_toplevel_set_app_id(n->toplevel, "quelt");
   char* title = utf16_to_utf8(w->text);
   xdg_toplevel_set_title(n->toplevel, title ? title : "");
