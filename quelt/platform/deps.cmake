@@ -20,7 +20,8 @@ else()
   set(generated ${CMAKE_CURRENT_BINARY_DIR}/wayland-protocols)
   file(MAKE_DIRECTORY ${generated})
   foreach(xml stable/xdg-shell/xdg-shell unstable/xdg-decoration/xdg-decoration-unstable-v1
-              unstable/text-input/text-input-unstable-v3)
+              unstable/text-input/text-input-unstable-v3 staging/fractional-scale/fractional-scale-v1
+              stable/viewporter/viewporter unstable/xdg-output/xdg-output-unstable-v1)
     get_filename_component(name ${xml} NAME)
     set(in ${QUELT_WAYLAND_PROTOCOLS}/${xml}.xml)
     add_custom_command(OUTPUT ${generated}/${name}.h ${generated}/${name}.c

@@ -41,7 +41,10 @@
      which move, maximise, minimise and close the window, and edges that resize a sizable one.
      The frame is the non-client area: client sizes and coordinates exclude it.
    - On a scaled output the client area is in device pixels (a 200 x 100 window covers 100 x 50
-     at scale 2), and text is made at 96 dots per inch times the scale.
+     at scale 2), and text is made at 96 dots per inch times the scale. Where the compositor
+     scales by fractions (fractional-scale and viewporter), the scale is the one it prefers for
+     the window (300 x 150 covers 200 x 100 at 1.5, text at 144 dots per inch); elsewhere it is
+     the whole-number scale of the output.
    - An update copies into a buffer the compositor does not hold and returns; the compositor
      shows it when it asks for its next frame, so a burst of updates shows as the last one.
    - Characters that an input method commits arrive as CTL_CHAR without key presses.

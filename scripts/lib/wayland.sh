@@ -4,6 +4,8 @@
 # only the processes started here are stopped, when the script exits.
 #   start_sway [scale]   sets QUELT_SWAY_DIR: its runtime directory, with wayland-1 and ipc.sock
 #   start_weston         sets QUELT_WESTON_DIR: its runtime directory, with wayland-1
+#   start_kwin           sets QUELT_KWIN_DIR: kwin's virtual backend at scale 1.5 (fractional
+#                        scaling), its runtime directory with wayland-1
 QUELT_WAYLAND_PIDS=()
 QUELT_WAYLAND_DIRS=()
 
@@ -66,4 +68,24 @@ start_weston() {
   wait_socket "$dir/wayland-1" || { echo "weston did not start:" >&2; cat "$dir/log" >&2; return 1; }
   export QUELT_WESTON_DIR="$dir"
   echo "weston on $dir/wayland-1 (pid ${QUELT_WAYLAND_PIDS[-1]})"
+}
+
+start_kwin() {
+  command -v kwin_wayland > /dev/null || return 0
+  local dir
+  dir=$(mktemp -d /tmp/quelt-kwin.XXXXXX)
+  QUELT_WAYLAND_DIRS+=("$dir")
+  chmod 700 "$dir"
+  # Debian's kwin_wayland carries a file capability (to raise its scheduling priority), which a
+  # container without that capability refuses to execute: a copy runs without it.
+  cp "$(command -v kwin_wayland)" "$dir/kwin_wayland"
+  trap 'stop_compositors; type stop_displays > /dev/null 2>&1 && stop_displays' EXIT
+  # A 1280 x 800 logical screen at scale 1.5: 1920 x 1200 device pixels.
+  env -u DISPLAY -u WAYLAND_DISPLAY XDG_RUNTIME_DIR="$dir" XDG_CONFIG_HOME="$dir/config" \
+    QT_QPA_PLATFORM=offscreen KWIN_COMPOSE=Q "$dir/kwin_wayland" --virtual --no-lockscreen \
+    --width 1280 --height 800 --scale 1.5 --socket wayland-1 > "$dir/log" 2>&1 &
+  QUELT_WAYLAND_PIDS+=($!)
+  wait_socket "$dir/wayland-1" || { echo "kwin did not start:" >&2; cat "$dir/log" >&2; return 1; }
+  export QUELT_KWIN_DIR="$dir"
+  echo "kwin on $dir/wayland-1 (pid ${QUELT_WAYLAND_PIDS[-1]})"
 }

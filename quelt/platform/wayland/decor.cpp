@@ -3,7 +3,7 @@
 // a border, drawn with quelt's own fills, lines and text into the same buffer as the client
 // area, around it. The pointer on the frame moves the window (a drag on the title), resizes it
 // (the edges of a sizable window), maximises it (a double click on the title or the button),
-// minimises and closes it. Sizes are logical pixels times the window's scale.
+// minimises and closes it. Sizes are logical pixels times the window's scale, rounded.
 #include "wayland_p.h"
 
 #include <quelt/drawing/render.h>
@@ -66,7 +66,7 @@ bool drawn(const Wnd* w) { return native(w) && !native(w)->server_frame && wants
 
 uint32_t resize_edges(const Wnd* w, int x, int y) {
   const int s = native(w)->scale, width = outer_width(w), height = outer_height(w);
-  const int edge = kBorder * s, corner = kCorner * s;
+  const int edge = scaled(kBorder, s), corner = scaled(kCorner, s);
   uint32_t edges = 0;
   if (y < edge) edges |= XDG_TOPLEVEL_RESIZE_EDGE_TOP;
   if (y >= height - edge) edges |= XDG_TOPLEVEL_RESIZE_EDGE_BOTTOM;
@@ -88,7 +88,7 @@ void draw_button(sf_surface& s, const Wnd* w, Part part, RECT r, bool hover, uin
     sf_rect area{r.left, r.top, r.right, r.bottom};
     sf_fill(&s, &area);
   }
-  const float scale = static_cast<float>(native(w)->scale);
+  const float scale = static_cast<float>(native(w)->scale) / kScaleUnit;
   const float cx = (r.left + r.right) / 2.0f, cy = (r.top + r.bottom) / 2.0f, h = 5.0f * scale;
   switch (part) {
     case Part::close:
@@ -114,9 +114,9 @@ void set_frame(Wnd* w) {
   int left = 0, top = 0, right = 0, bottom = 0;
   if (drawn(w)) {
     const int s = native(w)->scale;
-    const int border = (w->style & WS_THICKFRAME) ? kBorder * s : kThinBorder * s;
+    const int border = scaled((w->style & WS_THICKFRAME) ? kBorder : kThinBorder, s);
     left = right = bottom = border;
-    top = has_title(w) ? kTitle * s : border;
+    top = has_title(w) ? scaled(kTitle, s) : border;
   }
   // The client area keeps its place; the outer rectangle grows or shrinks around it.
   w->x += w->frame_left - left;
@@ -152,7 +152,7 @@ void draw_frame(Wnd* w) {
     }
     if (sf_face* f = face(); f && w->text) {
       // The caption, centred on the bar's height, clipped before the buttons.
-      sf_rect room{w->frame_left + 8 * n->scale, 0, width - w->frame_right - buttons * w->frame_top, w->frame_top};
+      sf_rect room{w->frame_left + scaled(8, n->scale), 0, width - w->frame_right - buttons * w->frame_top, w->frame_top};
       s.clip = &room;
       s.color = ink;
       const int y = (w->frame_top - sf_face_height(f)) / 2;
@@ -172,7 +172,7 @@ Part part_at(const Wnd* w, int x, int y) {
   if (x >= w->frame_left && x < w->frame_left + w->cw && y >= w->frame_top && y < w->frame_top + w->ch)
     return Part::client;
   if ((w->style & WS_THICKFRAME) && !native(w)->maximized && resize_edges(w, x, y) &&
-      (y < kBorder * s || !has_title(w) || y >= w->frame_top))
+      (y < scaled(kBorder, s) || !has_title(w) || y >= w->frame_top))
     return Part::edge;
   for (int i = 0; i < button_count(w); ++i) {
     RECT r = button_rect(w, i);

@@ -1,7 +1,7 @@
 // The connection with the compositor: opened with the first window, closed with the last, like
 // the X11 backend's display. The globals quelt needs are xdg_wm_base and wl_shm; the rest
-// (decorations, text input, the seat and the outputs) are used
-// when the compositor offers them.
+// (decorations, text input, fractional scaling, the seat and the outputs) are used when the
+// compositor offers them.
 #include "wayland_p.h"
 
 #include <algorithm>
@@ -30,6 +30,29 @@ void output_scale(void* data, wl_output*, int32_t factor) {
 const wl_output_listener output_listener = {output_geometry, output_mode, output_done, output_scale,
                                                  nullptr, nullptr};  // names: version 4, not bound
 
+// The logical size of an output against its mode gives its scale where that is a fraction.
+void xdg_output_position(void*, zxdg_output_v1*, int32_t, int32_t) {}
+void xdg_output_size(void* data, zxdg_output_v1*, int32_t width, int32_t height) {
+  auto* o = static_cast<Output*>(data);
+  o->logical_width = width;
+  o->logical_height = height;
+}
+void xdg_output_done(void*, zxdg_output_v1*) {}
+void xdg_output_name(void*, zxdg_output_v1*, const char*) {}
+const zxdg_output_v1_listener xdg_output_listener = {xdg_output_position, xdg_output_size, xdg_output_done,
+                                                     xdg_output_name, xdg_output_name};
+
+void watch_logical_size(Output& o) {
+  if (o.xdg || !conn.xdg_outputs) return;
+  o.xdg = zxdg_output_manager_v1_get_xdg_output(conn.xdg_outputs, o.output);
+  if (o.xdg) zxdg_output_v1_add_listener(o.xdg, &xdg_output_listener, &o);
+}
+
+void forget_output(Output& o) {
+  if (o.xdg) zxdg_output_v1_destroy(o.xdg);
+  wl_output_destroy(o.output);
+}
+
 void ping(void*, xdg_wm_base* base, uint32_t serial) { xdg_wm_base_pong(base, serial); }
 const xdg_wm_base_listener wm_base_listener = {ping};
 
@@ -49,6 +72,13 @@ void global(void*, wl_registry* registry, uint32_t name, const char* interface, 
   } else if (!std::strcmp(interface, zxdg_decoration_manager_v1_interface.name)) {
     conn.decorations =
         bind<zxdg_decoration_manager_v1>(registry, name, &zxdg_decoration_manager_v1_interface, version, 1);
+  } else if (!std::strcmp(interface, wp_fractional_scale_manager_v1_interface.name)) {
+    conn.fractions =
+        bind<wp_fractional_scale_manager_v1>(registry, name, &wp_fractional_scale_manager_v1_interface, version, 1);
+  } else if (!std::strcmp(interface, wp_viewporter_interface.name)) {
+    conn.viewporter = bind<wp_viewporter>(registry, name, &wp_viewporter_interface, version, 1);
+  } else if (!std::strcmp(interface, zxdg_output_manager_v1_interface.name)) {
+    conn.xdg_outputs = bind<zxdg_output_manager_v1>(registry, name, &zxdg_output_manager_v1_interface, version, 2);
   } else if (!std::strcmp(interface, zwp_text_input_manager_v3_interface.name)) {
     conn.text_inputs =
         bind<zwp_text_input_manager_v3>(registry, name, &zwp_text_input_manager_v3_interface, version, 1);
@@ -60,13 +90,14 @@ void global(void*, wl_registry* registry, uint32_t name, const char* interface, 
     o.name = name;
     o.output = bind<wl_output>(registry, name, &wl_output_interface, version, 2);
     wl_output_add_listener(o.output, &output_listener, &o);
+    watch_logical_size(o);
   }
 }
 
 void global_remove(void*, wl_registry*, uint32_t name) {
   for (int i = 0; i < conn.output_count; ++i)
     if (conn.outputs[i].name == name) {
-      wl_output_destroy(conn.outputs[i].output);
+      forget_output(conn.outputs[i]);
       // The last output takes the place of the one gone, in the table and in each window's bits.
       const int last = --conn.output_count;
       for (Wnd* w = wnd_first(); w; w = w->next) {
@@ -78,6 +109,7 @@ void global_remove(void*, wl_registry*, uint32_t name) {
       if (i != last) {
         conn.outputs[i] = conn.outputs[last];
         wl_proxy_set_user_data(reinterpret_cast<wl_proxy*>(conn.outputs[i].output), &conn.outputs[i]);
+        if (conn.outputs[i].xdg) wl_proxy_set_user_data(reinterpret_cast<wl_proxy*>(conn.outputs[i].xdg), &conn.outputs[i]);
       }
       return;
     }
@@ -93,7 +125,10 @@ void drop(T*& proxy, void (*destroy)(T*)) {
 void disconnect() {
   release_caption_face();
   release_seat();
-  for (int i = 0; i < conn.output_count; ++i) wl_output_destroy(conn.outputs[i].output);
+  for (int i = 0; i < conn.output_count; ++i) forget_output(conn.outputs[i]);
+  drop(conn.xdg_outputs, zxdg_output_manager_v1_destroy);
+  drop(conn.viewporter, wp_viewporter_destroy);
+  drop(conn.fractions, wp_fractional_scale_manager_v1_destroy);
   drop(conn.text_inputs, zwp_text_input_manager_v3_destroy);
   drop(conn.decorations, zxdg_decoration_manager_v1_destroy);
   drop(conn.wm_base, xdg_wm_base_destroy);
@@ -123,9 +158,11 @@ bool connect() {
   conn.registry = wl_display_get_registry(conn.display);
   if (conn.frames && conn.registry) {
     wl_registry_add_listener(conn.registry, &registry_listener, nullptr);
-    // The globals, then what the bound ones announce (output modes and scales, seat
-    // capabilities, the keymap).
+    // The globals, then what the bound ones announce (output modes, scales and logical sizes,
+    // seat capabilities, the keymap). Outputs announced before the manager of their logical
+    // sizes get theirs asked for between the two.
     wl_display_roundtrip(conn.display);
+    for (int i = 0; i < conn.output_count; ++i) watch_logical_size(conn.outputs[i]);
     wl_display_roundtrip(conn.display);
   }
   if (!conn.compositor || !conn.shm || !conn.wm_base || wl_display_get_error(conn.display)) {
@@ -144,9 +181,19 @@ void disconnect_if_idle() {
   disconnect();
 }
 
+bool fractional() { return conn.fractions && conn.viewporter; }
+
+// Where fractions are shown, an output's mode against its logical size (both sides summed, so
+// that a rotated output compares alike); elsewhere its whole-number scale.
+int output_scale(const Output& o) {
+  const int64_t logical = int64_t{o.logical_width} + o.logical_height, device = int64_t{o.width} + o.height;
+  if (!fractional() || logical <= 0 || device <= 0) return o.scale * kScaleUnit;
+  return static_cast<int>(std::clamp<int64_t>((device * kScaleUnit + logical / 2) / logical, kScaleUnit, 8 * kScaleUnit));
+}
+
 int largest_scale() {
-  int scale = 1;
-  for (int i = 0; i < conn.output_count; ++i) scale = std::max(scale, conn.outputs[i].scale);
+  int scale = kScaleUnit;
+  for (int i = 0; i < conn.output_count; ++i) scale = std::max(scale, output_scale(conn.outputs[i]));
   return scale;
 }
 
@@ -166,7 +213,7 @@ int resolution() {
   if (!connect()) return 96;
   int scale = largest_scale();
   if (opened) disconnect_if_idle();
-  return 96 * scale;
+  return scaled(96, scale);
 }
 
 Wnd* wnd_of(wl_surface* surface) {

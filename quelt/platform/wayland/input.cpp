@@ -51,7 +51,7 @@ WPARAM mouse_keys() {
 }
 
 void pointer_at(Wnd* w, wl_fixed_t sx, wl_fixed_t sy) {
-  const int s = native(w)->scale;
+  const double s = static_cast<double>(native(w)->scale) / kScaleUnit;
   seat.x = static_cast<int>(wl_fixed_to_double(sx) * s);
   seat.y = static_cast<int>(wl_fixed_to_double(sy) * s);
   set_pointer(on_screen(w, seat.x, seat.y));

@@ -100,18 +100,26 @@ void wait_for_release(Native* n) {
   }
 }
 
+// The size of the window's buffers: a whole-number buffer scale needs whole logical pixels, a
+// viewport takes any size.
+bool buffer_fits(const Wnd* w, const Buffer& b, int* width, int* height) {
+  const Native* n = native(w);
+  const int s = n->viewport ? 1 : n->scale / kScaleUnit;
+  *width = std::max(1, (outer_width(w) + s - 1) / s * s);
+  *height = std::max(1, (outer_height(w) + s - 1) / s * s);
+  return b.width == *width && b.height == *height;
+}
+
 // The compose buffer of the window's current size, up to date with the newest buffer; -1 when
 // none can be had.
 int compose_buffer(Wnd* w) {
   Native* n = native(w);
-  const int s = n->scale;
-  const int width = std::max(1, (outer_width(w) + s - 1) / s * s);
-  const int height = std::max(1, (outer_height(w) + s - 1) / s * s);
+  int width = 0, height = 0;
   if (n->compose >= 0) {
-    const Buffer& b = n->buffers[n->compose];
-    if (b.width == width && b.height == height) return n->compose;
+    if (buffer_fits(w, n->buffers[n->compose], &width, &height)) return n->compose;
     n->compose = -1;
   }
+  buffer_fits(w, Buffer{}, &width, &height);
   int pick = -1;
   for (int pass = 0; pass < 2 && pick < 0; ++pass) {
     for (int i = 0; i < kBuffers && pick < 0; ++i) {
@@ -186,8 +194,14 @@ void commit_if_ready(Wnd* w) {
   Native* n = native(w);
   if (!n || !n->configured || !n->toplevel || n->frame || n->compose < 0 || empty(n->damage)) return;
   Buffer& b = n->buffers[n->compose];
+  // One of a size the window had before a change of scale waits for the paint of the new size.
+  int width = 0, height = 0;
+  if (!buffer_fits(w, b, &width, &height)) return;
   wl_surface_attach(n->surface, b.buffer, 0, 0);
-  wl_surface_set_buffer_scale(n->surface, n->scale);
+  if (n->viewport)
+    wp_viewport_set_destination(n->viewport, unscaled(b.width, n->scale), unscaled(b.height, n->scale));
+  else
+    wl_surface_set_buffer_scale(n->surface, n->scale / kScaleUnit);
   const RECT& d = n->damage;
   if (wl_proxy_get_version(reinterpret_cast<wl_proxy*>(n->surface)) >= 4)
     wl_surface_damage_buffer(n->surface, d.left, d.top, d.right - d.left, d.bottom - d.top);

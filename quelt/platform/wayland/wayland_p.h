@@ -2,9 +2,13 @@
 // of each window (surface, xdg roles, buffers, decorations) and the functions the backend's
 // files share. Like the X11 backend it works on the core's records and hands events up.
 //
-// Sizes: the core's records hold device pixels, as a Win32 program sees them. A window's
-// surface has a whole-number buffer scale (the largest scale of the outputs it is on), so its
-// logical size is its device size divided by that scale.
+// Sizes: the core's records hold device pixels, as a Win32 program sees them. Scales are kept in
+// 120ths (the fractional-scale protocol's unit: 120 is 1, 180 is 1.5). Where the compositor
+// offers fractional scaling (wp_fractional_scale_v1 and wp_viewporter), a window's scale is the
+// one the compositor prefers for its surface, and its buffer, at device size, is shown through a
+// viewport at its logical size. Elsewhere the surface has a whole-number buffer scale, the
+// largest of the outputs it is on. Either way the logical size is the device size divided by the
+// scale, rounded up.
 #pragma once
 
 #include <quelt/platform/core/core_p.h>
@@ -12,8 +16,11 @@
 #include <wayland-client.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include "fractional-scale-v1.h"
 #include "text-input-unstable-v3.h"
+#include "viewporter.h"
 #include "xdg-decoration-unstable-v1.h"
+#include "xdg-output-unstable-v1.h"
 #include "xdg-shell.h"
 
 #include <cstdint>
@@ -28,8 +35,10 @@ using namespace quelt::platform;
 struct Output {
   wl_output* output = nullptr;
   uint32_t name = 0;
-  int scale = 1;
-  int width = 0, height = 0;  // current mode, device pixels
+  int scale = 1;                  // whole number, from wl_output
+  int width = 0, height = 0;      // current mode, device pixels
+  zxdg_output_v1* xdg = nullptr;  // tells the logical size
+  int logical_width = 0, logical_height = 0;
 };
 constexpr int kMaxOutputs = 8;
 
@@ -42,6 +51,9 @@ struct Connection {
   xdg_wm_base* wm_base = nullptr;
   zxdg_decoration_manager_v1* decorations = nullptr;
   zwp_text_input_manager_v3* text_inputs = nullptr;
+  wp_fractional_scale_manager_v1* fractions = nullptr;
+  wp_viewporter* viewporter = nullptr;
+  zxdg_output_manager_v1* xdg_outputs = nullptr;
   wl_seat* seat = nullptr;
   wl_pointer* pointer = nullptr;
   wl_keyboard* keyboard = nullptr;
@@ -57,7 +69,12 @@ extern Connection conn;
 
 bool connect();             // opens the connection and binds the globals; false without them
 void disconnect_if_idle();  // when no window is left (at once, or after the dispatch ends)
-int largest_scale();        // of the outputs, at least 1
+constexpr int kScaleUnit = 120;
+inline int scaled(int logical, int scale) { return (logical * scale + kScaleUnit / 2) / kScaleUnit; }
+inline int unscaled(int device, int scale) { return (device * kScaleUnit + scale - 1) / scale; }
+bool fractional();          // the compositor scales by fractions: buffers go through viewports
+int output_scale(const Output& o);  // in 120ths
+int largest_scale();        // of the outputs, in 120ths, at least 120
 void screen_size(int* width, int* height);
 int resolution();           // 96 × the scale text is drawn at
 Wnd* wnd_of(wl_surface* surface);
@@ -81,7 +98,10 @@ struct Native {
   xdg_surface* xsurface = nullptr;
   xdg_toplevel* toplevel = nullptr;
   zxdg_toplevel_decoration_v1* decoration = nullptr;
-  int scale = 1;
+  wp_viewport* viewport = nullptr;        // where the compositor scales by fractions
+  wp_fractional_scale_v1* fraction = nullptr;
+  int scale = kScaleUnit;   // in 120ths
+  int preferred = 0;        // the compositor's scale for the surface, 0 until it tells
   bool layered = false;     // ARGB8888 with premultiplied alpha, else XRGB8888
   bool configured = false;  // the first configure came: buffers may be attached
   bool server_frame = false;  // the compositor draws the frame

@@ -17,14 +17,17 @@ int output_index(wl_output* output) {
   return -1;
 }
 
-// The scale of a surface: the largest of the outputs it is on, else of all outputs. A change
+// The scale of a surface: the one the compositor prefers for it, else the largest of the outputs
+// it is on, else of all outputs; a whole number where no viewport shows fractions. A change
 // keeps the logical size, so the device size, the client size and the frame change with it.
 void rescale(Wnd* w) {
   Native* n = native(w);
   int scale = 0;
   for (int i = 0; i < conn.output_count; ++i)
-    if (n->outputs & (1u << i)) scale = std::max(scale, conn.outputs[i].scale);
+    if (n->outputs & (1u << i)) scale = std::max(scale, output_scale(conn.outputs[i]));
+  if (n->preferred > 0) scale = n->preferred;
   if (scale == 0) scale = largest_scale();
+  if (!n->viewport) scale = (scale + kScaleUnit - 1) / kScaleUnit * kScaleUnit;
   if (scale == n->scale) return;
   const HWND hwnd = w->handle;  // the messages below may destroy the window
   const int cw = w->cw * scale / n->scale, ch = w->ch * scale / n->scale;
@@ -56,6 +59,16 @@ void surface_leave(void* handle, wl_surface*, wl_output* output) {
   rescale(w);
 }
 const wl_surface_listener surface_listener = {surface_enter, surface_leave};
+
+// Compositors may tell a scale before the surface is on an output and another once it is: the
+// last one told before the first configure is the one the window starts with.
+void preferred_scale(void* handle, wp_fractional_scale_v1*, uint32_t scale) {
+  Wnd* w = by_handle(handle);
+  if (!w) return;
+  native(w)->preferred = static_cast<int>(std::clamp<uint32_t>(scale, kScaleUnit, 8 * kScaleUnit));
+  if (native(w)->configured) rescale(w);
+}
+const wp_fractional_scale_v1_listener fraction_listener = {preferred_scale};
 
 void toplevel_configure(void* handle, xdg_toplevel*, int32_t width, int32_t height, wl_array* states) {
   Wnd* w = by_handle(handle);
@@ -89,7 +102,7 @@ void take_size(Wnd* w) {
   n->maximized = n->pending_maximized;
   if (n->pending_width <= 0 || n->pending_height <= 0) return;
   if (!(w->style & WS_THICKFRAME) && !maximizing && !n->maximized) return;
-  const int outer_w = n->pending_width * n->scale, outer_h = n->pending_height * n->scale;
+  const int outer_w = scaled(n->pending_width, n->scale), outer_h = scaled(n->pending_height, n->scale);
   const int cw = std::clamp(outer_w - w->frame_left - w->frame_right, 0, kMaxSize);
   const int ch = std::clamp(outer_h - w->frame_top - w->frame_bottom, 0, kMaxSize);
   if (cw == w->cw && ch == w->ch) return;
@@ -107,6 +120,11 @@ void xdg_configure(void* handle, xdg_surface* surface, uint32_t serial) {
   HWND hwnd = w->handle;
   Native* n = native(w);
   const bool first = !n->configured;
+  if (first) {
+    rescale(w);
+    if (!(w = wnd_get(hwnd))) return;
+    n = native(w);
+  }
   n->configured = true;
   const bool activation = n->activated != n->pending_activated;
   n->activated = n->pending_activated;
@@ -151,7 +169,7 @@ void ask_decoration(Wnd* w) {
 void apply_limits(Wnd* w) {
   Native* n = native(w);
   if (!n->toplevel) return;
-  const int lw = (outer_width(w) + n->scale - 1) / n->scale, lh = (outer_height(w) + n->scale - 1) / n->scale;
+  const int lw = unscaled(outer_width(w), n->scale), lh = unscaled(outer_height(w), n->scale);
   if (w->style & WS_THICKFRAME) {
     xdg_toplevel_set_min_size(n->toplevel, 1, 1);
     xdg_toplevel_set_max_size(n->toplevel, 0, 0);
@@ -173,7 +191,13 @@ bool make_surface(Wnd* w) {
   }
   wl_surface_add_listener(n->surface, &surface_listener, w->handle);
   n->layered = (w->exstyle & WS_EX_LAYERED) != 0;
+  if (fractional()) {
+    n->viewport = wp_viewporter_get_viewport(conn.viewporter, n->surface);
+    n->fraction = wp_fractional_scale_manager_v1_get_fractional_scale(conn.fractions, n->surface);
+    if (n->fraction) wp_fractional_scale_v1_add_listener(n->fraction, &fraction_listener, w->handle);
+  }
   n->scale = largest_scale();
+  if (!n->viewport) n->scale = (n->scale + kScaleUnit - 1) / kScaleUnit * kScaleUnit;
   // Until the compositor answers, a frame is expected where it offers to draw one.
   n->server_frame = conn.decorations && !conn.client_decorations;
   w->native = n;
@@ -187,6 +211,8 @@ void destroy_surface(Wnd* w) {
   unmap(w);
   window_gone(w);
   release_buffers(n);
+  if (n->fraction) wp_fractional_scale_v1_destroy(n->fraction);
+  if (n->viewport) wp_viewport_destroy(n->viewport);
   wl_surface_destroy(n->surface);
   delete n;
   w->native = nullptr;
@@ -218,9 +244,8 @@ void apply_size(Wnd* w) {
   if (!n) return;
   apply_limits(w);
   if (n->xsurface) {
-    const int s = n->scale;
-    xdg_surface_set_window_geometry(n->xsurface, 0, 0, std::max(1, (outer_width(w) + s - 1) / s),
-                                    std::max(1, (outer_height(w) + s - 1) / s));
+    xdg_surface_set_window_geometry(n->xsurface, 0, 0, std::max(1, unscaled(outer_width(w), n->scale)),
+                                    std::max(1, unscaled(outer_height(w), n->scale)));
   }
   invalidate(w, nullptr, true);
   draw_frame(w);
