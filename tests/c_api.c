@@ -36,25 +36,16 @@ int main(void) {
   vect_vector* v = NULL;
   int32_t value = 7;
 
-  CHECK(sf_create(&target, 8, 8, 4) == 1);
-  CHECK(sf_create(&glyph, 2, 2, 1) == 1);
-
+  CHECK(sf_create(&target, 8, 8, 4) == 1 && sf_create(&glyph, 2, 2, 1) == 1);
   target.color = 0xFF123456u;
-  CHECK(sf_fill(&target, &half) == 1);
-  CHECK(pixel(&target, 3, 7) == 0xFF123456u);
-  CHECK(pixel(&target, 4, 0) == 0);
-
+  CHECK(sf_fill(&target, &half) == 1 && pixel(&target, 3, 7) == 0xFF123456u && pixel(&target, 4, 0) == 0);
   glyph.pixels[0] = 255;
   target.color = 0xFF102030u;
-  CHECK(sf_blend(&target, &glyph, NULL, 6, 6, NULL) == 1);
-  CHECK(pixel(&target, 6, 6) == 0xFF0F1F2Fu);
+  CHECK(sf_blend(&target, &glyph, NULL, 6, 6, NULL) == 1 && pixel(&target, 6, 6) == 0xFF0F1F2Fu);
 
-  CHECK(sf_push(&target, &half) == 1);
-  CHECK(target.clip != NULL && target.clip->right == 4);
+  CHECK(sf_push(&target, &half) == 1 && target.clip != NULL && target.clip->right == 4);
   CHECK(sf_pop(&target) == 1 && target.clip == NULL);
-
-  CHECK(vect_create(&v, (int32_t)sizeof value) == 1);
-  CHECK(vect_push(v, &value) == 1 && v->size == 1);
+  CHECK(vect_create(&v, (int32_t)sizeof value) == 1 && vect_push(v, &value) == 1 && v->size == 1);
   vect_release(&v);
   CHECK(v == NULL);
 

@@ -29,11 +29,14 @@ Bytes noise(size_t n, unsigned seed) {
 }
 
 TEST(Flip, MirrorsInPlaceAndIntoAnotherSurface) {
-  // Into another surface the odd middle row keeps what the target held; another shape does nothing.
-  Surf src(2, 3, 1, {1, 2, 3, 4, 5, 6}), dst(2, 3, 1, Bytes(6, 9)), wide(3, 2, 1, Bytes(6, 9));
+  // Into another surface the odd middle row keeps what the target held; a surface of another
+  // shape (one side alike) or pixel size is neither read nor written.
+  Surf src(2, 3, 1, {1, 2, 3, 4, 5, 6}), dst(2, 3, 1, Bytes(6, 9)), wide(3, 3, 1, Bytes(9, 9)), tall(2, 4, 1, Bytes(8, 9)), grey(2, 3, 2, Bytes(12, 9));
   sf_flip_vertical(&src, &dst);
-  sf_flip_horizontal(&src, &wide);
-  EXPECT_TRUE(dst.bytes() == (Bytes{5, 6, 9, 9, 1, 2}) && wide.bytes() == Bytes(6, 9));
+  for (Surf* other : {&wide, &tall, &grey})
+    for (auto flip : {sf_flip_vertical, sf_flip_horizontal}) flip(&src, other), flip(other, &src);
+  EXPECT_TRUE(dst.bytes() == (Bytes{5, 6, 9, 9, 1, 2}) && wide.bytes() == Bytes(9, 9) && tall.bytes() == Bytes(8, 9) &&
+              grey.bytes() == Bytes(12, 9) && src.bytes() == (Bytes{1, 2, 3, 4, 5, 6}));
   for (int32_t bpp : {1, 2, 3, 4, 5}) {  // every row loop: each size of its own, and the general one
     const Bytes before = noise(size_t(7) * 5 * bpp, unsigned(bpp));
     Surf s(7, 5, bpp, before);

@@ -263,25 +263,14 @@ std::string slurp(const std::string& path) {
 }
 void spill(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
-#ifndef _WIN32
-TempDir::TempDir() {
-  char name[] = "/tmp/quelt-test-XXXXXX";
-  dir_ = mkdtemp(name) ? name : "/tmp";
-}
-TempDir::~TempDir() {
-  std::error_code ec;
-  if (dir_ != "/tmp") std::filesystem::remove_all(dir_, ec);
-}
-#else
-// A new directory in the user's temporary folder, named after the process and a counter, with
+// A new directory in the system's temporary folder, named after the process and a counter, with
 // forward slashes so that path() joins names the same way on both systems.
 TempDir::TempDir() {
   std::error_code ec;
-  std::filesystem::path base = std::filesystem::temp_directory_path(ec);
+  const std::filesystem::path base = std::filesystem::temp_directory_path(ec);
   static unsigned serial = 0;
   for (int attempt = 0; attempt < 1000 && dir_.empty(); ++attempt) {
-    std::filesystem::path dir = base / ("quelt-test-" + std::to_string(GetCurrentProcessId()) + "-" +
-                                        std::to_string(GetTickCount()) + "-" + std::to_string(serial++));
+    const std::filesystem::path dir = base / ("quelt-test-" + std::to_string(std::random_device{}()) + "-" + std::to_string(serial++));
     if (std::filesystem::create_directory(dir, ec)) dir_ = dir.generic_string();
   }
 }
@@ -289,6 +278,5 @@ TempDir::~TempDir() {
   std::error_code ec;
   if (!dir_.empty()) std::filesystem::remove_all(dir_, ec);
 }
-#endif
 
 }  // namespace qtest
