@@ -14,10 +14,7 @@ using Bytes = std::vector<uint8_t>;
 using namespace std::string_literals;
 
 void save(const std::string& path, const Bytes& b) { std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size())); }
-Bytes slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), {});
-}
+Bytes slurp(const std::string& path) { const std::string s = qtest::slurp(path); return Bytes(s.begin(), s.end()); }
 bool exists(const std::string& path) { return std::ifstream(path).good(); }
 void put32(Bytes& b, size_t at, uint32_t v) { std::memcpy(&b[at], &v, 4); }
 
@@ -30,8 +27,7 @@ struct Surface {
   Bytes bytes() const { return Bytes(s.pixels, s.pixels + size_t(s.width) * s.height * s.bytes_per_pixel); }
 };
 bool zeroed(const sf_surface& s) {
-  return !s.width && !s.height && !s.bytes_per_pixel && !s.pixels && !s.strip && !s.color && !s.clip &&
-         !s.clip_stack && s.anchor_x == 0 && s.anchor_y == 0;
+  return !s.width && !s.height && !s.bytes_per_pixel && !s.pixels && !s.strip && !s.color && !s.clip && !s.clip_stack && !s.anchor_x && !s.anchor_y;
 }
 // Expected 4-byte surface of the test picture; alpha from the picture or 255.
 Bytes picture(int w, int h, bool alpha) {
@@ -59,13 +55,12 @@ Bytes make_bmp(int32_t w, int32_t h, int bits, uint32_t gap = 0, uint32_t info =
 
 // A PNG file written by libpng from rows of `data`, with a grey palette for colour type 3.
 Bytes make_png(int w, int h, int type, int depth, const Bytes& data, bool interlaced = false) {
-  qtest::TempDir dir;
-  FILE* f = std::fopen(dir.path("p.png").c_str(), "wb");
+  Bytes file;
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_infop info = png_create_info_struct(png);
   if (setjmp(png_jmpbuf(png))) ADD_FAILURE() << "libpng refused the test file";
   else {
-    png_init_io(png, f);
+    png_set_write_fn(png, &file, [](png_structp p, png_bytep b, size_t n) { auto& f = *static_cast<Bytes*>(png_get_io_ptr(p)); f.insert(f.end(), b, b + n); }, nullptr);
     png_set_IHDR(png, info, w, h, depth, type, interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, 0, 0);
     png_color palette[256];
     for (int i = 0; i < 256; ++i) palette[i] = {png_byte(i), png_byte(i), png_byte(i)};
@@ -78,8 +73,7 @@ Bytes make_png(int w, int h, int type, int depth, const Bytes& data, bool interl
     png_write_end(png, nullptr);
   }
   png_destroy_write_struct(&png, &info);
-  std::fclose(f);
-  return slurp(dir.path("p.png"));
+  return file;
 }
 
 std::string traced(const std::function<int32_t()>& op, int32_t want = 0) {
