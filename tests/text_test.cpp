@@ -11,6 +11,7 @@
 #endif
 
 #include <filesystem>
+#include <set>
 
 #include "support.h"
 
@@ -238,6 +239,29 @@ TEST(Glyph, CacheAndOnGlyph) {
   const auto before = t.bytes();
   EXPECT_EQ(sf_face_glyph(face.f, &t.s, 'M', 10, 10), 1);
   EXPECT_EQ(t.bytes(), before);
+}
+
+// Each allocation of a new glyph fails in turn: every failure is traced and leaves no glyph
+// behind; a glyph whose skip table could not be made is whole all the same. FreeType 2.12 itself
+// crashes when an allocation fails while it sets up the hinting of a new size, on the first glyph
+// of a face: a first glyph is loaded before failures start.
+TEST(Glyph, EveryFailedAllocationIsTraced) {
+  const std::string strip = fail_lines("strip.cpp", "sf_strip", "malloc");
+  const std::set<std::string> failed = {fail_lines("face.cpp", "sf_face_check", "malloc"), fail_lines("face.cpp", "sf_face_check", "FT_Load_Char"),
+                                        fail_lines("surface.cpp", "sf_create", "malloc") + fail_lines("face.cpp", "sf_face_check", "")};
+  std::set<std::string> seen;
+  for (long n = 0, more = 1; more; ++n) {
+    Face face(sans, 12);
+    face.f->lcd = 1;
+    ASSERT_EQ(sf_face_check(face.f, 'B'), 1);
+    int32_t r = 0;
+    const std::string text = traced(n, [&] { r = sf_face_check(face.f, 'A'), more = qtest::failure_happened(); });
+    EXPECT_TRUE(r ? text.empty() || text == strip : failed.count(text) == 1) << text;
+    EXPECT_TRUE(r ? face['A'] && (face['A']->surface.strip == nullptr) == (text == strip) : !face['A']) << text;
+    seen.insert(text);
+  }
+  for (const std::string& s : failed) EXPECT_TRUE(seen.count(s)) << s;
+  EXPECT_TRUE(seen.count(strip));
 }
 
 // Measuring: the larger of advance and bitmap per glyph, spacing between, kerning by FreeType,
