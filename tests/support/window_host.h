@@ -5,21 +5,12 @@
 // input thread would.
 #pragma once
 
+#include "support.h"  // before Xlib, whose macros break GoogleTest
+
+#include <chrono>
 #ifdef _WIN32
 #include <windows.h>
-#endif
-#include <quelt/quelt.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <functional>
-#include <string>
-#include <vector>
-
-#ifndef _WIN32
+#else
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -30,7 +21,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 
 namespace qtest {
 // The test's own connection to the server (null when there is no display).
@@ -44,7 +34,6 @@ inline Display* x() {
 namespace host {
 
 struct Rect { int left, top, right, bottom; };
-struct Point { int x, y; };
 
 // Runs the loop until `done` holds or `ms` pass.
 inline bool pump_until(const std::function<bool()>& done, int ms = 3000) {
@@ -116,7 +105,7 @@ inline void close_button(ctl_window_rec* w) { PostMessageW(w->hwnd, WM_SYSCOMMAN
 inline void key(ctl_window_rec* w, uint32_t vk, bool down) {
   PostMessageW(w->hwnd, down ? WM_KEYDOWN : WM_KEYUP, vk, down ? 1 : 0xC0000001);
 }
-inline Point mouse{};
+inline POINT mouse{};
 inline void move(ctl_window_rec* w, int x, int y) {
   mouse = {x, y};
   PostMessageW(w->hwnd, WM_MOUSEMOVE, 0, MAKELPARAM(x, y));
@@ -135,14 +124,12 @@ constexpr bool real_pointer = false;
 #else
 using qtest::x;
 
-inline bool wayland() {
-  const char* d = std::getenv("WAYLAND_DISPLAY");
-  return d && *d;
-}
-// On a Wayland compositor the suite asks the compositor. On sway: its tree through swaymsg for
-// places and captions, grim for pixels. On weston, which has neither, the whole screen through
-// its screenshooter (weston --debug), where the window is found by quelt's own frame. Input
-// comes from virtual devices on both. The compositor places windows itself.
+inline bool set(const char* variable) { return std::getenv(variable) && *std::getenv(variable); }
+inline bool wayland() { return set("WAYLAND_DISPLAY"); }
+// On a Wayland compositor the suite asks the compositor, which places windows itself. On sway:
+// its tree through swaymsg for places and captions, grim for pixels, virtual devices for input.
+// On weston, which has none of them, the whole screen through its screenshooter (weston --debug),
+// where the window is found by quelt's own frame.
 namespace way {
 inline std::string run(const std::string& command) {
   std::string out;
@@ -154,10 +141,7 @@ inline std::string run(const std::string& command) {
   return out;
 }
 inline void sway(const std::string& command) { run("swaymsg '" + command + "' > /dev/null 2>&1"); }
-inline bool sway_tree() {
-  const char* socket = std::getenv("SWAYSOCK");
-  return socket && *socket;
-}
+inline bool sway_tree() { return set("SWAYSOCK"); }
 // What swaymsg answers to `type`, without the spaces outside strings, so that fields are found as text.
 inline std::string query(const char* type) {
   const std::string json = run(std::string("swaymsg -r -t ") + type + " 2> /dev/null");
@@ -228,11 +212,7 @@ inline std::vector<uint32_t> shot(Rect r, sf_surface* whole = nullptr) {
   else sf_release(&image);
   return out;
 }
-struct Node {
-  bool found = false, focused = false;
-  Rect rect{};
-  std::string name;
-};
+struct Node { bool found = false, focused = false; Rect rect{}; std::string name; };
 // The newest window of a process (this one unless named) in sway's tree.
 inline Node node(pid_t of = getpid()) {
   const std::string tree = query("get_tree");
@@ -302,8 +282,7 @@ inline bool ready() { return wayland() || x() != nullptr; }
 // Windows get quelt's own frame: on weston, which draws none, and on sway when the suite tells
 // the library not to ask for one.
 inline bool own_frame() {
-  const char* mode = std::getenv("QUELT_DECORATIONS");
-  return wayland() && (!way::sway_tree() || (mode && std::string(mode) == "client"));
+  return wayland() && (!way::sway_tree() || (set("QUELT_DECORATIONS") && std::string(std::getenv("QUELT_DECORATIONS")) == "client"));
 }
 // Captions can be read back (not on weston).
 inline bool reads_captions() { return !wayland() || way::sway_tree(); }
@@ -351,25 +330,24 @@ inline Window xwindow(quelt_hwnd hwnd) {
   XSetErrorHandler(handler_before_walk);
   return found;
 }
-inline bool exists(quelt_hwnd h) {
-  if (wayland()) return way::window(nullptr).found;  // on weston: shown, at least
-  return xwindow(h) != 0;
-}
+inline bool exists(quelt_hwnd h) { return wayland() ? way::window(nullptr).found /* on weston: shown */ : xwindow(h) != 0; }
 
+// A WM_PROTOCOLS message to the window, as a window manager sends it.
+inline void send_protocol(Window xw, const char* protocol, long stamp = 0) {
+  XEvent e{};
+  e.xclient = {ClientMessage, 0, False, x(), xw, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
+  e.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), protocol, False));
+  e.xclient.data.l[1] = stamp, e.xclient.data.l[2] = static_cast<long>(xw);
+  XSendEvent(x(), xw, False, NoEventMask, &e);
+  XSync(x(), False);
+}
 // A _NET_WM_PING sent to the window comes back on the root once the library has read every
 // event the server sent it before: the suite's way to wait until the library is up to date.
 inline long send_ping(Window xw) {
   static long serial = 0;
-  const long stamp = 0x5E771E00 + ++serial;
   XSelectInput(x(), DefaultRootWindow(x()), SubstructureNotifyMask);
-  XEvent ping{};
-  ping.xclient = {ClientMessage, 0, False, x(), xw, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
-  ping.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), "_NET_WM_PING", False));
-  ping.xclient.data.l[1] = stamp;
-  ping.xclient.data.l[2] = static_cast<long>(xw);
-  XSendEvent(x(), xw, False, NoEventMask, &ping);
-  XSync(x(), False);
-  return stamp;
+  send_protocol(xw, "_NET_WM_PING", 0x5E771E00 + ++serial);
+  return 0x5E771E00 + serial;
 }
 inline bool pong_seen(long stamp) {
   bool back = false;
@@ -377,12 +355,9 @@ inline bool pong_seen(long stamp) {
   return back;
 }
 inline void settle(ctl_window_rec* w) {
-  if (wayland()) {
-    // The compositor has written what the suite's commands caused before they returned: a short
-    // run of the loop reads and dispatches it.
-    pump_until([] { return false; }, 100);
-    return;
-  }
+  // A compositor has written what the suite's commands caused before they returned: a short run
+  // of the loop reads and dispatches it.
+  if (wayland()) return (void)pump_until([] { return false; }, 100);
   XSync(x(), False);
   if (const Window xw = w ? xwindow(w->hwnd) : 0) {
     const long stamp = send_ping(xw);
@@ -464,17 +439,11 @@ inline bool wmctrl(ctl_window_rec* w, const std::string& action) {
 // Input. Keys go by their keysym: XTest finds the server's key for it, wl_input the key of its
 // keymap.
 inline KeySym keysym(uint32_t vk) {
-  switch (vk) {
-    case 0x0D: return XK_Return;
-    case 0x10: return XK_Shift_L;
-    case 0x1B: return XK_Escape;
-    case 0x25: return XK_Left;
-    case 0x26: return XK_Up;
-    case 0x27: return XK_Right;
-    case 0x28: return XK_Down;
-    case 0x74: return XK_F5;
-    default: return vk >= 'A' && vk <= 'Z' ? vk - 'A' + XK_a : vk;  // letters and digits
-  }
+  const std::pair<uint32_t, KeySym> named[] = {{0x0D, XK_Return}, {0x10, XK_Shift_L}, {0x1B, XK_Escape}, {0x25, XK_Left},
+                                               {0x26, XK_Up},     {0x27, XK_Right},   {0x28, XK_Down},   {0x74, XK_F5}};
+  for (auto [v, sym] : named)
+    if (v == vk) return sym;
+  return vk >= 'A' && vk <= 'Z' ? vk - 'A' + XK_a : vk;  // letters and digits
 }
 inline void key(ctl_window_rec*, uint32_t vk, bool down) {
   if (wayland()) return (void)way::input("key " + std::to_string(keysym(vk)) + (down ? " 1" : " 0"));
@@ -501,27 +470,14 @@ inline void wheel(ctl_window_rec* w, bool up) {
 }
 constexpr bool real_pointer = true;
 
-// Where quelt's own frame has the close (0), maximise (1) and minimise (2) buttons: squares as
-// high as the title bar from the right, inside the border.
-inline Point frame_button(ctl_window_rec* w, int index) {
-  const Rect o = outer(w);
-  return {o.right - 4 - 14 - 28 * index, o.top + 14};
-}
-// The frame's close button: quelt's own on sway, else the compositor's or the window manager's
-// (or, on a bare server, the message one would send).
+// The frame's close button: quelt's own on sway (the rightmost square as high as the title bar,
+// inside the border), else the compositor's or the window manager's (or, on a bare server, the
+// message one would send).
 inline void close_button(ctl_window_rec* w) {
-  if (wayland() && own_frame() && way::sway_tree()) {
-    const Point p = frame_button(w, 0);
-    return pointer_to(p.x, p.y), button(w, 1, true), button(w, 1, false);
-  }
+  if (wayland() && own_frame() && way::sway_tree())
+    return pointer_to(outer(w).right - 4 - 14, outer(w).top + 14), button(w, 1, true), button(w, 1, false);
   if (wayland()) return way::sway("[pid=" + std::to_string(getpid()) + "] kill");
-  if (window_manager() && wmctrl(w, "-c")) return;
-  const Window xw = xwindow(w->hwnd);
-  XEvent ev{};
-  ev.xclient = {ClientMessage, 0, False, x(), xw, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
-  ev.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), "WM_DELETE_WINDOW", False));
-  XSendEvent(x(), xw, False, NoEventMask, &ev);
-  XSync(x(), False);
+  if (!window_manager() || !wmctrl(w, "-c")) send_protocol(xwindow(w->hwnd), "WM_DELETE_WINDOW");
 }
 
 inline bool has_xtest() {
@@ -548,10 +504,8 @@ struct KeepServer {
     XGetKeyboardControl(d, &keyboard);
   }
   ~KeepServer() {
-    if (!d) {
-      way::input("reset");
-      return;
-    }
+    if (!d) way::input("reset");
+    if (!d) return;
     Window root, child;
     int rx, ry, wx, wy;
     unsigned held = 0;
