@@ -1,7 +1,7 @@
 #!/bin/sh
 # Runs the window suite on a Wayland compositor that the test command started (scripts/test,
-# through scripts/lib/wayland.sh), where weston writes its screenshots: sway with its frames,
-# sway with quelt's own, or weston. Exits 77 (skipped) when that compositor is not running.
+# through scripts/lib/wayland.sh): sway with its frames, sway with quelt's own, or weston.
+# Exits 77 (skipped) when that compositor is not running.
 run=$1 suite=$2 frames=server sock=""
 case $run in
   sway) dir=${QUELT_SWAY_DIR:-} sock=$dir/ipc.sock ;;
@@ -9,5 +9,5 @@ case $run in
   weston) dir=${QUELT_WESTON_DIR:-} ;;
 esac
 [ -n "$dir" ] && [ -S "$dir/wayland-1" ] || { echo "no $run compositor: skipped"; exit 77; }
-cd "$dir" && exec env -u DISPLAY -u WAYLAND_SOCKET XDG_RUNTIME_DIR="$dir" WAYLAND_DISPLAY="$dir/wayland-1" \
+exec env -u DISPLAY -u WAYLAND_SOCKET XDG_RUNTIME_DIR="$dir" WAYLAND_DISPLAY="$dir/wayland-1" \
   SWAYSOCK="$sock" QUELT_DECORATIONS=$frames "$suite" --gtest_brief=1
