@@ -1,30 +1,27 @@
 # The window suite reads back and drives its windows through the system: Xlib and XTest on X11,
 # GDI on Windows. Its tests share the screen, the pointer and the keyboard focus: they run one at
-# a time.
-if(WIN32)
-  target_link_libraries(window_test PRIVATE gdi32 user32)
-else()
-  pkg_check_modules(QUELT_TEST_X11 REQUIRED IMPORTED_TARGET x11 xtst)
-  target_link_libraries(window_test PRIVATE PkgConfig::QUELT_TEST_X11)
-endif()
-# The same suite on the Wayland compositors that the test command starts (skipped without them),
-# one at a time: their windows share the compositor's pointer and keyboard.
-if(NOT WIN32)
-  foreach(run sway sway_own_frames weston)
-    add_test(NAME window_test_on_${run} COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/support/on_wayland.sh ${run}
-             $<TARGET_FILE:window_test>)
-    set_tests_properties(window_test_on_${run} PROPERTIES SKIP_RETURN_CODE 77 RESOURCE_LOCK wayland TIMEOUT 300)
-  endforeach()
-endif()
+# a time, and so do its runs on the Wayland compositors that the test command starts (skipped
+# without them).
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/window_lock.cmake
   "if(window_test_TESTS)\n  set_tests_properties(\${window_test_TESTS} PROPERTIES RESOURCE_LOCK x_server)\nendif()\n")
 set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_CURRENT_BINARY_DIR}/window_lock.cmake)
+if(WIN32)
+  target_link_libraries(window_test PRIVATE gdi32 user32)
+  return()
+endif()
+pkg_check_modules(QUELT_TEST_X11 REQUIRED IMPORTED_TARGET x11 xtst)
+target_link_libraries(window_test PRIVATE PkgConfig::QUELT_TEST_X11)
+foreach(run sway sway_own_frames weston)
+  add_test(NAME window_test_on_${run} COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/support/on_wayland.sh ${run}
+           $<TARGET_FILE:window_test>)
+  set_tests_properties(window_test_on_${run} PROPERTIES SKIP_RETURN_CODE 77 RESOURCE_LOCK wayland TIMEOUT 300)
+endforeach()
 
-# On a wlroots compositor the suite's input comes from its virtual keyboard and pointer and an
-# input method (tests/support/wl_input.cpp), whose protocols are wlroots' own: given their
-# folder (QUELT_WLR_PROTOCOLS, from Debian's wlroots source), the tool is built beside the suite.
+# On a wlroots compositor the suite's input comes from virtual devices and an input method
+# (support/wl_input.cpp), whose protocols are wlroots' own: given their folder
+# (QUELT_WLR_PROTOCOLS, from Debian's wlroots source), that tool is built beside the suite.
 set(QUELT_WLR_PROTOCOLS "" CACHE PATH "Folder of wlroots' protocol XML files, for the suite's Wayland input")
-if(NOT WIN32 AND QUELT_WLR_PROTOCOLS)
+if(QUELT_WLR_PROTOCOLS)
   pkg_check_modules(QUELT_TEST_WAYLAND REQUIRED IMPORTED_TARGET wayland-client xkbcommon)
   pkg_get_variable(scanner wayland-scanner wayland_scanner)
   set(generated ${CMAKE_CURRENT_BINARY_DIR}/wlr-protocols)

@@ -2,16 +2,12 @@
 # Runs the window suite on a Wayland compositor that the test command started (scripts/test,
 # through scripts/lib/wayland.sh): sway with its frames, sway with quelt's own, or weston.
 # Exits 77 (skipped) when that compositor is not running.
-run=$1 suite=$2
+run=$1 suite=$2 frames=server sock=""
 case $run in
-  sway | sway_own_frames) dir=${QUELT_SWAY_DIR:-} ;;
+  sway) dir=${QUELT_SWAY_DIR:-} sock=$dir/ipc.sock ;;
+  sway_own_frames) dir=${QUELT_SWAY_DIR:-} sock=$dir/ipc.sock frames=client ;;
   weston) dir=${QUELT_WESTON_DIR:-} ;;
 esac
 [ -n "$dir" ] && [ -S "$dir/wayland-1" ] || { echo "no $run compositor: skipped"; exit 77; }
-frames=server
-[ "$run" = sway_own_frames ] && frames=client
-sock=""
-[ "$run" = weston ] || sock="$dir/ipc.sock"
-# weston's screenshots are written into the current folder.
-cd "$dir" && exec env -u DISPLAY -u WAYLAND_SOCKET XDG_RUNTIME_DIR="$dir" WAYLAND_DISPLAY="$dir/wayland-1" \
+exec env -u DISPLAY -u WAYLAND_SOCKET XDG_RUNTIME_DIR="$dir" WAYLAND_DISPLAY="$dir/wayland-1" \
   SWAYSOCK="$sock" QUELT_DECORATIONS=$frames "$suite" --gtest_brief=1

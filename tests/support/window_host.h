@@ -1,66 +1,39 @@
 // What the window suite asks of the system that shows its windows: whether there is one, the
 // window as the system holds it (place, caption, pixels, whether it still exists), and input
-// sent to it. On X11 the input is real (XTest: the server routes it); on Windows it is posted to
-// the window, as the system's input thread would.
+// sent to it. On X11 the input is real (XTest: the server routes it), on a wlroots compositor it
+// comes from virtual devices (wl_input); on Windows it is posted to the window, as the system's
+// input thread would.
 #pragma once
 
+#include "support.h"  // before Xlib, whose macros break GoogleTest
+
+#include <chrono>
 #ifdef _WIN32
 #include <windows.h>
-#endif
-#include <quelt/quelt.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cstdint>
-#include <cstdio>
-#include <functional>
-#include <string>
-#include <vector>
-
-#ifndef _WIN32
+#else
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
 #include <X11/extensions/XTest.h>
-#include <quelt/imagefile/image.h>
 #include <dirent.h>
+#include <quelt/imagefile/image.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 
-// The test's own connection to the server, and walks of the window tree that survive other
-// clients' windows going away.
 namespace qtest {
-
 // The test's own connection to the server (null when there is no display).
 inline Display* x() {
   static Display* display = XOpenDisplay(nullptr);
   return display;
 }
-
-// Other clients' windows may go away while a test walks the window tree (a program that has
-// just ended, Wine's windows after its last program). While `walk` runs, BadWindow on the
-// test's connection is taken as a window that isn't there; other errors go where they went.
-inline XErrorHandler handler_before_walk = nullptr;
-inline int ignore_vanished(Display* display, XErrorEvent* e) {
-  if (display == x() && e->error_code == BadWindow) return 0;
-  return handler_before_walk ? handler_before_walk(display, e) : 0;
-}
-template <class F>
-auto walking(F walk) {
-  handler_before_walk = XSetErrorHandler(ignore_vanished);
-  auto result = walk();
-  XSync(x(), False);
-  XSetErrorHandler(handler_before_walk);
-  return result;
-}
-
 }  // namespace qtest
 #endif
 
 namespace host {
+
+struct Rect { int left, top, right, bottom; };
 
 // Runs the loop until `done` holds or `ms` pass.
 inline bool pump_until(const std::function<bool()>& done, int ms = 3000) {
@@ -77,7 +50,6 @@ inline bool pump_until(const std::function<bool()>& done, int ms = 3000) {
   return done();
 }
 
-struct Rect { int left, top, right, bottom; };
 // Where the first pixel that differs from want(x, y) in the bits of `mask` is, "" when none.
 using Want = std::function<uint32_t(int, int)>;
 inline std::string first_difference(const std::vector<uint32_t>& got, int width, const Want& want, uint32_t mask) {
@@ -96,7 +68,6 @@ inline std::string first_difference(const std::vector<uint32_t>& got, int width,
 inline bool wayland() { return false; }
 inline bool reads_captions() { return true; }
 inline bool own_frame() { return false; }
-inline Rect placed(ctl_window_rec* w, int x, int y) { return {x, y, x + ctl_window_width(w), y + ctl_window_height(w)}; }
 inline bool ready() { return true; }
 inline void settle(ctl_window_rec*) { ctl_do_events(); }
 inline bool exists(quelt_hwnd h) { return IsWindow(h); }
@@ -105,6 +76,11 @@ inline Rect outer(ctl_window_rec* w) {
   RECT r{};
   GetWindowRect(w->hwnd, &r);
   return {r.left, r.top, r.right, r.bottom};
+}
+inline Rect client(ctl_window_rec* w) {
+  POINT p{0, 0};
+  ClientToScreen(w->hwnd, &p);
+  return {p.x, p.y, p.x + ctl_window_width(w), p.y + ctl_window_height(w)};
 }
 inline Rect screen() { return {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)}; }
 inline std::string caption(ctl_window_rec* w) {
@@ -120,10 +96,8 @@ inline std::vector<uint32_t> pixels(ctl_window_rec* w, int width, int height) {
   HBITMAP bitmap = CreateDIBSection(copy, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
   HGDIOBJ old = SelectObject(copy, bitmap);
   std::vector<uint32_t> out;
-  if (BitBlt(copy, 0, 0, width, height, screen_dc, 0, 0, SRCCOPY)) {
-    GdiFlush();
-    out.assign(static_cast<uint32_t*>(bits), static_cast<uint32_t*>(bits) + width * height);
-  }
+  if (BitBlt(copy, 0, 0, width, height, screen_dc, 0, 0, SRCCOPY))
+    GdiFlush(), out.assign(static_cast<uint32_t*>(bits), static_cast<uint32_t*>(bits) + width * height);
   SelectObject(copy, old), DeleteObject(bitmap), DeleteDC(copy), ReleaseDC(w->hwnd, screen_dc);
   return out;
 }
@@ -131,39 +105,31 @@ inline void close_button(ctl_window_rec* w) { PostMessageW(w->hwnd, WM_SYSCOMMAN
 inline void key(ctl_window_rec* w, uint32_t vk, bool down) {
   PostMessageW(w->hwnd, down ? WM_KEYDOWN : WM_KEYUP, vk, down ? 1 : 0xC0000001);
 }
-inline LPARAM at(int x, int y) { return MAKELPARAM(x, y); }
-inline int mouse_x = 0, mouse_y = 0;
+inline POINT mouse{};
 inline void move(ctl_window_rec* w, int x, int y) {
-  mouse_x = x, mouse_y = y;
-  PostMessageW(w->hwnd, WM_MOUSEMOVE, 0, at(x, y));
+  mouse = {x, y};
+  PostMessageW(w->hwnd, WM_MOUSEMOVE, 0, MAKELPARAM(x, y));
 }
 inline void button(ctl_window_rec* w, int b, bool down) {  // 1 left, 2 middle, 3 right
   static const UINT downs[] = {0, WM_LBUTTONDOWN, WM_MBUTTONDOWN, WM_RBUTTONDOWN};
-  PostMessageW(w->hwnd, downs[b] + (down ? 0 : 1), 0, at(mouse_x, mouse_y));
-}
-inline Rect client(ctl_window_rec* w) {
-  POINT p{0, 0};
-  ClientToScreen(w->hwnd, &p);
-  return {p.x, p.y, p.x + ctl_window_width(w), p.y + ctl_window_height(w)};
+  PostMessageW(w->hwnd, downs[b] + (down ? 0 : 1), 0, MAKELPARAM(mouse.x, mouse.y));
 }
 // One notch of the wheel (up when `up`) where the pointer is; its place in screen coordinates.
 inline void wheel(ctl_window_rec* w, bool up) {
   const Rect c = client(w);
-  PostMessageW(w->hwnd, WM_MOUSEWHEEL, MAKEWPARAM(0, up ? 120 : -120), at(c.left + mouse_x, c.top + mouse_y));
+  PostMessageW(w->hwnd, WM_MOUSEWHEEL, MAKEWPARAM(0, up ? 120 : -120), MAKELPARAM(c.left + mouse.x, c.top + mouse.y));
 }
 // Real input leaves a window's client area to the window under the pointer; posted input does not.
 constexpr bool real_pointer = false;
 #else
 using qtest::x;
 
-// On a Wayland compositor the suite asks the compositor. On sway: its tree through swaymsg for
-// places and captions, grim for pixels, and input from virtual devices (wl_input). On weston,
-// which has neither, the whole screen through its screenshooter (weston --debug), where the
-// window is found by quelt's own frame. The compositor places windows itself.
-inline bool wayland() {
-  const char* d = std::getenv("WAYLAND_DISPLAY");
-  return d && *d;
-}
+inline bool set(const char* variable) { return std::getenv(variable) && *std::getenv(variable); }
+inline bool wayland() { return set("WAYLAND_DISPLAY"); }
+// On a Wayland compositor the suite asks the compositor, which places windows itself. On sway:
+// its tree through swaymsg for places and captions, grim for pixels, virtual devices for input.
+// On weston, which has none of them, the whole screen through its screenshooter (weston --debug),
+// where the window is found by quelt's own frame.
 namespace way {
 inline std::string run(const std::string& command) {
   std::string out;
@@ -174,8 +140,11 @@ inline std::string run(const std::string& command) {
   }
   return out;
 }
-// The JSON of swaymsg without the spaces outside strings, so that fields can be found as text.
-inline std::string compact(const std::string& json) {
+inline void sway(const std::string& command) { run("swaymsg '" + command + "' > /dev/null 2>&1"); }
+inline bool sway_tree() { return set("SWAYSOCK"); }
+// What swaymsg answers to `type`, without the spaces outside strings, so that fields are found as text.
+inline std::string query(const char* type) {
+  const std::string json = run(std::string("swaymsg -r -t ") + type + " 2> /dev/null");
   std::string out;
   bool quoted = false;
   for (size_t i = 0; i < json.size(); ++i) {
@@ -186,120 +155,102 @@ inline std::string compact(const std::string& json) {
   }
   return out;
 }
-inline Rect rect_at(const std::string& json, size_t at) {
+// The first "rect" of a JSON text.
+inline Rect rect_in(const std::string& json) {
   Rect r{};
-  int width = 0, height = 0;
-  if (at != std::string::npos &&
-      std::sscanf(json.c_str() + at, "\"rect\":{\"x\":%d,\"y\":%d,\"width\":%d,\"height\":%d", &r.left, &r.top,
-                  &width, &height) == 4)
-    r.right = r.left + width, r.bottom = r.top + height;
+  const size_t at = json.find("\"rect\":{");
+  if (at != std::string::npos && std::sscanf(json.c_str() + at, "\"rect\":{\"x\":%d,\"y\":%d,\"width\":%d,\"height\":%d",
+                                             &r.left, &r.top, &r.right, &r.bottom) == 4)
+    r.right += r.left, r.bottom += r.top;
   return r;
 }
-struct Node {
-  bool found = false, focused = false;
-  Rect rect{};
-  std::string name;
-};
-inline bool sway_tree() {
-  const char* socket = std::getenv("SWAYSOCK");
-  return socket && *socket;
-}
-// The whole screen through weston's screenshooter, which writes it into the current folder.
-inline bool screen_shot(sf_surface* out) {
-  char dir[] = "/tmp/quelt-weston-XXXXXX";
-  if (!mkdtemp(dir)) return false;
-  bool ok = std::system(("cd " + std::string(dir) + " && weston-screenshooter > /dev/null 2>&1").c_str()) == 0;
-  DIR* d = opendir(dir);
-  std::string file;
-  for (dirent* e; d && (e = readdir(d));)
-    if (e->d_name[0] != '.') file = std::string(dir) + "/" + e->d_name;
-  if (d) closedir(d);
-  ok = ok && !file.empty() && sf_image_load(out, file.c_str()) && out->bytes_per_pixel == 4;
-  if (!file.empty()) unlink(file.c_str());
-  rmdir(dir);
-  return ok;
-}
-// On weston: the top left corner of quelt's title bar (active or not) on the screen, the first
-// pixel of its colour with 20 more to the right and below and none above or to the left.
-inline Node frame_on_screen(int client_width, int client_height) {
-  sf_surface screen{};
-  Node out;
-  if (screen_shot(&screen)) {
-    auto at = [&](int x, int y) {
-      if (x < 0 || y < 0 || x >= screen.width || y >= screen.height) return false;
-      uint32_t v;
-      std::memcpy(&v, screen.pixels + (size_t(y) * screen.width + x) * 4, 4);
-      return v == 0xFF2B2F36u || v == 0xFF4A4E55u;
-    };
-    for (int y = 0; y < screen.height && !out.found; ++y)
-      for (int x = 0; x < screen.width && !out.found; ++x) {
-        bool corner = at(x, y) && !at(x - 1, y) && !at(x, y - 1);
-        for (int i = 1; corner && i <= 20; ++i) corner = at(x + i, y) && at(x, y + i);
-        if (corner) out = {true, false, {x, y, x + client_width + 8, y + client_height + 32}, ""};
-      }
-  }
-  sf_release(&screen);
-  return out;
-}
-// The newest window of a process (this one unless named) in the compositor's tree.
-inline Node node(pid_t of = getpid()) {
-  const std::string tree = compact(run("swaymsg -t get_tree -r 2> /dev/null"));
-  const size_t pid = tree.rfind("\"pid\":" + std::to_string(of) + ",");
-  if (pid == std::string::npos) return {};
-  const size_t start = tree.rfind("\"id\":", pid);
-  const std::string n = tree.substr(start, pid - start);
-  Node out{true, n.find("\"focused\":true") != std::string::npos, rect_at(n, n.find("\"rect\":{")), ""};
-  const size_t name = n.find("\"name\":\"");
-  for (size_t i = name == std::string::npos ? n.size() : name + 8; i < n.size() && n[i] != '"'; ++i)
-    out.name += n[i] == '\\' ? n[++i] : n[i];
-  return out;
-}
-// What the compositor shows in a rectangle of the screen (grim), B, G, R, A words.
 // The output's scale: device pixels to a logical one.
 inline int scale() {
   if (!sway_tree()) return 1;
-  const std::string outputs = compact(run("swaymsg -t get_outputs -r 2> /dev/null"));
+  const std::string outputs = query("get_outputs");
   const size_t at = outputs.find("\"scale\":");
   return at == std::string::npos ? 1 : std::max(1, std::atoi(outputs.c_str() + at + 8));
 }
 // Sets every output's scale for a test, and back to 1 at the end of it.
 struct Scale {
-  explicit Scale(int s) { run("swaymsg output '*' scale " + std::to_string(s) + " > /dev/null 2>&1"); }
-  ~Scale() { run("swaymsg output '*' scale 1 > /dev/null 2>&1"); }
+  explicit Scale(int s) { sway("output * scale " + std::to_string(s)); }
+  ~Scale() { sway("output * scale 1"); }
 };
-// A logical rectangle of the screen in device pixels (grim takes them at the output's scale).
-inline std::vector<uint32_t> shot(Rect r) {
+// A logical rectangle of the screen in device pixels, B, G, R, A words: on sway through grim, which
+// takes it at the output's scale, on weston cut from the whole screen; the whole screen into
+// `whole` when given.
+inline std::vector<uint32_t> shot(Rect r, sf_surface* whole = nullptr) {
+  char dir[] = "/tmp/quelt-shot-XXXXXX";
   std::vector<uint32_t> out;
-  char path[] = "/tmp/quelt-shot-XXXXXX.png";
-  const int fd = mkstemps(path, 4);
-  if (fd < 0) return out;
-  close(fd);
+  if (!mkdtemp(dir)) return out;
+  const bool grim = sway_tree() && !whole;
   const int s = scale(), width = (r.right - r.left) * s, height = (r.bottom - r.top) * s;
-  if (!sway_tree()) {
-    sf_surface screen{};
-    if (screen_shot(&screen) && r.left >= 0 && r.top >= 0 && r.right <= screen.width && r.bottom <= screen.height)
-      for (int y = r.top; y < r.bottom; ++y)
-        for (int x = r.left; x < r.right; ++x) {
-          uint32_t v;
-          std::memcpy(&v, screen.pixels + (size_t(y) * screen.width + x) * 4, 4);
-          out.push_back(v);
-        }
-    sf_release(&screen);
-    unlink(path);
-    return out;
-  }
   char command[256];
-  std::snprintf(command, sizeof command, "grim -g '%d,%d %dx%d' %s 2> /dev/null", r.left, r.top, r.right - r.left,
-                r.bottom - r.top, path);
+  if (grim)
+    std::snprintf(command, sizeof command, "cd %s && grim -g '%d,%d %dx%d' shot.png 2> /dev/null", dir, r.left, r.top,
+                  r.right - r.left, r.bottom - r.top);
+  else
+    std::snprintf(command, sizeof command, "cd %s && weston-screenshooter > /dev/null 2>&1", dir);
+  const bool made = std::system(command) == 0;
   sf_surface image{};
-  if (std::system(command) == 0 && sf_image_load(&image, path) && image.bytes_per_pixel == 4 && image.width == width &&
-      image.height == height)
-    out.assign(reinterpret_cast<uint32_t*>(image.pixels), reinterpret_cast<uint32_t*>(image.pixels) + width * height);
-  sf_release(&image);
-  unlink(path);
+  DIR* d = opendir(dir);
+  for (dirent* e; d && (e = readdir(d));) {
+    const std::string file = std::string(dir) + "/" + e->d_name;
+    if (e->d_name[0] != '.' && made && !image.pixels) sf_image_load(&image, file.c_str());
+    unlink(file.c_str());
+  }
+  if (d) closedir(d);
+  rmdir(dir);
+  const int x0 = grim ? 0 : r.left, y0 = grim ? 0 : r.top;
+  if (image.pixels && image.bytes_per_pixel == 4 && x0 >= 0 && y0 >= 0 && x0 + width <= image.width &&
+      y0 + height <= image.height && (!grim || (image.width == width && image.height == height)))
+    for (int y = y0; y < y0 + height; ++y) {
+      const uint32_t* row = reinterpret_cast<const uint32_t*>(image.pixels) + size_t(y) * image.width;
+      out.insert(out.end(), row + x0, row + x0 + width);
+    }
+  if (whole) *whole = image;
+  else sf_release(&image);
   return out;
 }
-inline void sway(const std::string& command) { run("swaymsg '" + command + "' > /dev/null 2>&1"); }
+struct Node { bool found = false, focused = false; Rect rect{}; std::string name; };
+// The newest window of a process (this one unless named) in sway's tree.
+inline Node node(pid_t of = getpid()) {
+  const std::string tree = query("get_tree");
+  const size_t pid = tree.rfind("\"pid\":" + std::to_string(of) + ",");
+  if (pid == std::string::npos) return {};
+  const size_t start = tree.rfind("\"id\":", pid);
+  const std::string n = tree.substr(start, pid - start);
+  Node out{true, n.find("\"focused\":true") != std::string::npos, rect_in(n), ""};
+  const size_t name = n.find("\"name\":\"");
+  for (size_t i = name == std::string::npos ? n.size() : name + 8; i < n.size() && n[i] != '"'; ++i)
+    out.name += n[i] == '\\' ? n[++i] : n[i];
+  return out;
+}
+// On weston: quelt's title bar (active or not) on the screen, its top left corner the first pixel
+// of its colour with 20 more to the right and below and none above or to the left. The rect is
+// the window around a client area of the size given.
+inline Node frame_on_screen(int client_width, int client_height) {
+  sf_surface screen{};
+  Node out;
+  shot({}, &screen);
+  auto at = [&](int x, int y) {
+    if (x < 0 || y < 0 || x >= screen.width || y >= screen.height) return false;
+    const uint32_t v = reinterpret_cast<const uint32_t*>(screen.pixels)[size_t(y) * screen.width + x];
+    return v == 0xFF2B2F36u || v == 0xFF4A4E55u;
+  };
+  for (int y = 0; y < screen.height && !out.found; ++y)
+    for (int x = 0; x < screen.width && !out.found; ++x) {
+      bool corner = at(x, y) && !at(x - 1, y) && !at(x, y - 1);
+      for (int i = 1; corner && i <= 20; ++i) corner = at(x + i, y) && at(x, y + i);
+      if (corner) out = {true, false, {x, y, x + client_width + 8, y + client_height + 32}, ""};
+    }
+  sf_release(&screen);
+  return out;
+}
+// The window as the compositor shows it, frame included.
+inline Node window(ctl_window_rec* w) {
+  return sway_tree() ? node() : frame_on_screen(w ? ctl_window_width(w) : 0, w ? ctl_window_height(w) : 0);
+}
 // The compositor's virtual keyboard and pointer and an input method, held by one helper process
 // for the whole run (tests/support/wl_input.cpp); false when it is not there or not answering.
 inline bool input(const std::string& command) {
@@ -325,40 +276,16 @@ inline bool input(const std::string& command) {
   return false;
 #endif
 }
-// The evdev code of a virtual key the suite types, on a US keyboard.
-inline int evdev(uint32_t vk) {
-  static const char letters[] = "\x1e\x30\x2e\x20\x12\x21\x22\x23\x17\x24\x25\x26\x32\x31\x18\x19\x10\x13\x1f\x14\x16\x2f\x11\x2d\x15\x2c";
-  if (vk >= 'A' && vk <= 'Z') return letters[vk - 'A'];
-  if (vk >= '1' && vk <= '9') return 2 + int(vk - '1');
-  switch (vk) {
-    case '0': return 11;
-    case 0x0D: return 28;
-    case 0x10: return 42;
-    case 0x1B: return 1;
-    case 0x25: return 105;
-    case 0x26: return 103;
-    case 0x27: return 106;
-    case 0x28: return 108;
-    case 0x74: return 63;
-    default: return 0;
-  }
-}
 }  // namespace way
 
 inline bool ready() { return wayland() || x() != nullptr; }
 // Windows get quelt's own frame: on weston, which draws none, and on sway when the suite tells
 // the library not to ask for one.
 inline bool own_frame() {
-  const char* mode = std::getenv("QUELT_DECORATIONS");
-  return wayland() && (!way::sway_tree() || (mode && std::string(mode) == "client"));
+  return wayland() && (!way::sway_tree() || (set("QUELT_DECORATIONS") && std::string(std::getenv("QUELT_DECORATIONS")) == "client"));
 }
 // Captions can be read back (not on weston).
 inline bool reads_captions() { return !wayland() || way::sway_tree(); }
-// The client area of a window that the program put at (x, y), as the library reports it.
-inline Rect placed(ctl_window_rec* w, int x, int y) {
-  const int side = own_frame() ? 4 : 0, top = own_frame() ? 28 : 0;
-  return {x + side, y + top, x + side + ctl_window_width(w), y + top + ctl_window_height(w)};
-}
 
 // Up to `count` 32-bit items of a window's property.
 inline std::vector<unsigned long> property(Window w, const char* name, long count) {
@@ -375,44 +302,52 @@ inline std::vector<unsigned long> property(Window w, const char* name, long coun
 }
 // The first window that `match` takes among the root's children and, below them, a window
 // manager's frames; 0 when none.
-inline Window find_window(const std::function<bool(Window)>& match, Window top = 0, int depth = 2) {
+inline Window find_window(const std::function<bool(Window)>& match, Window top, int depth = 2) {
   Window root, parent, *children = nullptr, found = 0;
   unsigned count = 0;
-  if (!XQueryTree(x(), top ? top : DefaultRootWindow(x()), &root, &parent, &children, &count)) return 0;
+  if (!XQueryTree(x(), top, &root, &parent, &children, &count)) return 0;
   for (unsigned i = 0; i < count && !found; ++i)
     if (match(children[i])) found = children[i];
   for (unsigned i = 0; i < count && !found && depth > 0; ++i) found = find_window(match, children[i], depth - 1);
   if (children) XFree(children);
   return found;
 }
+// Other clients' windows may go away while the walk runs (a program that has just ended, Wine's
+// windows after its last program): BadWindow on the test's connection is a window not there.
+inline XErrorHandler handler_before_walk = nullptr;
+inline int ignore_vanished(Display* display, XErrorEvent* e) {
+  if (display == x() && e->error_code == BadWindow) return 0;
+  return handler_before_walk ? handler_before_walk(display, e) : 0;
+}
 // The X window of a handle, by the property the library puts on it (low half first).
 inline Window xwindow(quelt_hwnd hwnd) {
-  return qtest::walking([&] {
-    return find_window([&](Window w) {
-      const std::vector<unsigned long> v = property(w, "_QUELT_HWND", 2);
-      return v.size() == 2 && (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) == reinterpret_cast<uintptr_t>(hwnd);
-    });
-  });
+  handler_before_walk = XSetErrorHandler(ignore_vanished);
+  const Window found = find_window([&](Window w) {
+    const std::vector<unsigned long> v = property(w, "_QUELT_HWND", 2);
+    return v.size() == 2 && (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) == reinterpret_cast<uintptr_t>(hwnd);
+  }, DefaultRootWindow(x()));
+  XSync(x(), False);
+  XSetErrorHandler(handler_before_walk);
+  return found;
 }
-inline bool exists(quelt_hwnd h) {
-  if (wayland() && !way::sway_tree()) return way::frame_on_screen(0, 0).found;  // shown, at least
-  return wayland() ? way::node().found : xwindow(h) != 0;
-}
+inline bool exists(quelt_hwnd h) { return wayland() ? way::window(nullptr).found /* on weston: shown */ : xwindow(h) != 0; }
 
-// Waits until the library has read and dispatched every event the server sent it so far: a
-// _NET_WM_PING sent to its window now comes back on the root once the library has read it.
+// A WM_PROTOCOLS message to the window, as a window manager sends it.
+inline void send_protocol(Window xw, const char* protocol, long stamp = 0) {
+  XEvent e{};
+  e.xclient = {ClientMessage, 0, False, x(), xw, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
+  e.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), protocol, False));
+  e.xclient.data.l[1] = stamp, e.xclient.data.l[2] = static_cast<long>(xw);
+  XSendEvent(x(), xw, False, NoEventMask, &e);
+  XSync(x(), False);
+}
+// A _NET_WM_PING sent to the window comes back on the root once the library has read every
+// event the server sent it before: the suite's way to wait until the library is up to date.
 inline long send_ping(Window xw) {
   static long serial = 0;
-  const long stamp = 0x5E771E00 + ++serial;
   XSelectInput(x(), DefaultRootWindow(x()), SubstructureNotifyMask);
-  XEvent ping{};
-  ping.xclient = {ClientMessage, 0, False, x(), xw, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
-  ping.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), "_NET_WM_PING", False));
-  ping.xclient.data.l[1] = stamp;
-  ping.xclient.data.l[2] = static_cast<long>(xw);
-  XSendEvent(x(), xw, False, NoEventMask, &ping);
-  XSync(x(), False);
-  return stamp;
+  send_protocol(xw, "_NET_WM_PING", 0x5E771E00 + ++serial);
+  return 0x5E771E00 + serial;
 }
 inline bool pong_seen(long stamp) {
   bool back = false;
@@ -420,13 +355,9 @@ inline bool pong_seen(long stamp) {
   return back;
 }
 inline void settle(ctl_window_rec* w) {
-  if (wayland()) {
-    // The compositor has written what the suite's commands caused before they returned: a short
-    // run of the loop reads and dispatches it.
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
-    while (std::chrono::steady_clock::now() < end) ctl_do_events(), usleep(2000);
-    return;
-  }
+  // A compositor has written what the suite's commands caused before they returned: a short run
+  // of the loop reads and dispatches it.
+  if (wayland()) return (void)pump_until([] { return false; }, 100);
   XSync(x(), False);
   if (const Window xw = w ? xwindow(w->hwnd) : 0) {
     const long stamp = send_ping(xw);
@@ -434,10 +365,9 @@ inline void settle(ctl_window_rec* w) {
   }
   ctl_do_events();
 }
-// Mapped and holding the keyboard focus.
+// Mapped and holding the keyboard focus (on weston: shown).
 inline bool shown_ready(ctl_window_rec* w) {
-  if (wayland() && !way::sway_tree()) return way::frame_on_screen(ctl_window_width(w), ctl_window_height(w)).found;
-  if (wayland()) return way::node().focused;
+  if (wayland()) return way::sway_tree() ? way::node().focused : way::window(w).found;
   Window focus = 0, xw = xwindow(w->hwnd);
   int revert = 0;
   XGetInputFocus(x(), &focus, &revert);
@@ -448,10 +378,10 @@ inline bool shown_ready(ctl_window_rec* w) {
 // around it (none on a bare server).
 inline Rect client(ctl_window_rec* w) {
   if (wayland()) {
-    // Inside quelt's own frame: the border is as wide on every side but the title's. The tree is
-    // in logical pixels, the window's sizes in device pixels.
+    // Inside the frame the border is as wide on every side but the title's. The compositor's
+    // places are logical pixels, the window's sizes device pixels.
     const int s = way::scale(), cw = ctl_window_width(w), ch = ctl_window_height(w);
-    const Rect r = way::sway_tree() ? way::node().rect : way::frame_on_screen(cw, ch).rect;
+    const Rect r = way::window(w).rect;
     const int side = ((r.right - r.left) * s - cw) / 2, top = (r.bottom - r.top) * s - ch - side;
     return {r.left + side / s, r.top + top / s, r.left + (side + cw) / s, r.top + (top + ch) / s};
   }
@@ -463,23 +393,19 @@ inline Rect client(ctl_window_rec* w) {
   return {left, top, left + a.width, top + a.height};
 }
 inline Rect outer(ctl_window_rec* w) {
-  if (wayland() && !way::sway_tree()) return way::frame_on_screen(ctl_window_width(w), ctl_window_height(w)).rect;
-  if (wayland()) return way::node().rect;
+  if (wayland()) return way::window(w).rect;
   Rect r = client(w);
   const std::vector<unsigned long> f = property(xwindow(w->hwnd), "_NET_FRAME_EXTENTS", 4);
   if (f.size() == 4) r.left -= int(f[0]), r.right += int(f[1]), r.top -= int(f[2]), r.bottom += int(f[3]);
   return r;
 }
 inline Rect screen() {
-  if (wayland() && !way::sway_tree()) {
-    sf_surface shot{};
-    const Rect r = way::screen_shot(&shot) ? Rect{0, 0, shot.width, shot.height} : Rect{};
-    sf_release(&shot);
-    return r;
-  }
+  if (wayland() && way::sway_tree()) return way::rect_in(way::query("get_outputs"));
   if (wayland()) {
-    const std::string outputs = way::compact(way::run("swaymsg -t get_outputs -r 2> /dev/null"));
-    return way::rect_at(outputs, outputs.find("\"rect\":{"));
+    sf_surface whole{};
+    way::shot({}, &whole);
+    const Rect r{0, 0, whole.width, whole.height};
+    return sf_release(&whole), r;
   }
   return {0, 0, DisplayWidth(x(), DefaultScreen(x())), DisplayHeight(x(), DefaultScreen(x()))};
 }
@@ -494,15 +420,12 @@ inline std::vector<uint32_t> pixels(ctl_window_rec* w, int width, int height) {
   std::vector<uint32_t> out;
   if (wayland()) {
     const Rect c = client(w);
-    const int s = way::scale();
-    return way::shot({c.left, c.top, c.left + width / s, c.top + height / s});
+    return way::shot({c.left, c.top, c.left + width / way::scale(), c.top + height / way::scale()});
   }
-  XImage* image = XGetImage(x(), xwindow(w->hwnd), 0, 0, static_cast<unsigned>(width), static_cast<unsigned>(height),
-                            AllPlanes, ZPixmap);
-  if (!image) return out;
-  for (int py = 0; py < height; ++py)
+  XImage* image = XGetImage(x(), xwindow(w->hwnd), 0, 0, unsigned(width), unsigned(height), AllPlanes, ZPixmap);
+  for (int py = 0; image && py < height; ++py)
     for (int px = 0; px < width; ++px) out.push_back(static_cast<uint32_t>(XGetPixel(image, px, py)));
-  XDestroyImage(image);
+  if (image) XDestroyImage(image);
   return out;
 }
 inline bool window_manager() { return !wayland() && !property(DefaultRootWindow(x()), "_NET_SUPPORTING_WM_CHECK", 1).empty(); }
@@ -512,60 +435,32 @@ inline bool wmctrl(ctl_window_rec* w, const std::string& action) {
   std::snprintf(id, sizeof id, "0x%lx", xwindow(w->hwnd));
   return std::system(("wmctrl -i " + action + " " + id + " > /dev/null 2>&1").c_str()) == 0;
 }
-// The window manager's close button, or on a bare server the message it would send.
-// The pointer to (x, y) of the screen, on Wayland, and a press and release of the left button.
-inline bool pointer_to(int x, int y) {
-  const Rect s = screen();
-  return way::input("move " + std::to_string(std::max(0, x)) + " " + std::to_string(std::max(0, y)) + " " +
-                    std::to_string(s.right) + " " + std::to_string(s.bottom));
-}
-inline void click(int x, int y) { pointer_to(x, y), way::input("button 272 1"), way::input("button 272 0"); }
-// Where quelt's own frame has the close (0), maximise (1) and minimise (2) buttons: squares as
-// high as the title bar from the right, inside the border.
-struct Point { int x, y; };
-inline Point frame_button(ctl_window_rec* w, int index) {
-  const Rect o = outer(w);
-  return {o.right - 4 - 14 - 28 * index, o.top + 14};
-}
-inline void close_button(ctl_window_rec* w) {
-  if (wayland() && own_frame() && way::sway_tree()) return click(frame_button(w, 0).x, frame_button(w, 0).y);
-  if (wayland()) return way::sway("[pid=" + std::to_string(getpid()) + "] kill");
-  if (window_manager() && wmctrl(w, "-c")) return;
-  const Window xw = xwindow(w->hwnd);
-  XEvent ev{};
-  ev.xclient = {ClientMessage, 0, False, x(), xw, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
-  ev.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), "WM_DELETE_WINDOW", False));
-  XSendEvent(x(), xw, False, NoEventMask, &ev);
-  XSync(x(), False);
-}
-// The key of a virtual-key code the suite types.
+
+// Input. Keys go by their keysym: XTest finds the server's key for it, wl_input the key of its
+// keymap.
 inline KeySym keysym(uint32_t vk) {
-  switch (vk) {
-    case 0x0D: return XK_Return;
-    case 0x10: return XK_Shift_L;
-    case 0x1B: return XK_Escape;
-    case 0x25: return XK_Left;
-    case 0x26: return XK_Up;
-    case 0x27: return XK_Right;
-    case 0x28: return XK_Down;
-    case 0x74: return XK_F5;
-    default: return vk >= 'A' && vk <= 'Z' ? vk - 'A' + XK_a : vk;  // letters and digits
-  }
+  const std::pair<uint32_t, KeySym> named[] = {{0x0D, XK_Return}, {0x10, XK_Shift_L}, {0x1B, XK_Escape}, {0x25, XK_Left},
+                                               {0x26, XK_Up},     {0x27, XK_Right},   {0x28, XK_Down},   {0x74, XK_F5}};
+  for (auto [v, sym] : named)
+    if (v == vk) return sym;
+  return vk >= 'A' && vk <= 'Z' ? vk - 'A' + XK_a : vk;  // letters and digits
 }
 inline void key(ctl_window_rec*, uint32_t vk, bool down) {
-  if (wayland()) return (void)way::input("key " + std::to_string(way::evdev(vk)) + (down ? " 1" : " 0"));
+  if (wayland()) return (void)way::input("key " + std::to_string(keysym(vk)) + (down ? " 1" : " 0"));
   XTestFakeKeyEvent(x(), XKeysymToKeycode(x(), keysym(vk)), down, CurrentTime), XSync(x(), False);
+}
+// The pointer to (x, y) of the screen.
+inline void pointer_to(int sx, int sy) {
+  if (!wayland()) return (void)(XTestFakeMotionEvent(x(), -1, sx, sy, CurrentTime), XSync(x(), False));
+  const Rect s = screen();
+  way::input("move " + std::to_string(std::max(0, sx)) + " " + std::to_string(std::max(0, sy)) + " " +
+             std::to_string(s.right) + " " + std::to_string(s.bottom));
 }
 inline void move(ctl_window_rec* w, int cx, int cy) {
   const Rect r = client(w);
-  if (wayland()) {
-    const Rect s = screen();
-    return (void)way::input("move " + std::to_string(std::max(0, r.left + cx)) + " " + std::to_string(std::max(0, r.top + cy)) +
-                            " " + std::to_string(s.right) + " " + std::to_string(s.bottom));
-  }
-  XTestFakeMotionEvent(x(), -1, r.left + cx, r.top + cy, CurrentTime), XSync(x(), False);
+  pointer_to(r.left + cx, r.top + cy);
 }
-inline void button(ctl_window_rec*, int b, bool down) {
+inline void button(ctl_window_rec*, int b, bool down) {  // 1 left, 2 middle, 3 right (4 and 5 the wheel on X11)
   if (wayland()) return (void)way::input("button " + std::to_string(b == 1 ? 0x110 : b == 2 ? 0x112 : 0x111) + (down ? " 1" : " 0"));
   XTestFakeButtonEvent(x(), static_cast<unsigned>(b), down, CurrentTime), XSync(x(), False);
 }
@@ -575,15 +470,26 @@ inline void wheel(ctl_window_rec* w, bool up) {
 }
 constexpr bool real_pointer = true;
 
+// The frame's close button: quelt's own on sway (the rightmost square as high as the title bar,
+// inside the border), else the compositor's or the window manager's (or, on a bare server, the
+// message one would send).
+inline void close_button(ctl_window_rec* w) {
+  if (wayland() && own_frame() && way::sway_tree())
+    return pointer_to(outer(w).right - 4 - 14, outer(w).top + 14), button(w, 1, true), button(w, 1, false);
+  if (wayland()) return way::sway("[pid=" + std::to_string(getpid()) + "] kill");
+  if (!window_manager() || !wmctrl(w, "-c")) send_protocol(xwindow(w->hwnd), "WM_DELETE_WINDOW");
+}
+
 inline bool has_xtest() {
   if (wayland()) return way::input("reset");
   int event = 0, error = 0, major = 0, minor = 0;
   return x() && XTestQueryExtension(x(), &event, &error, &major, &minor);
 }
 // Keeps the server as a test found it: on destruction (also after a failed assertion) no button or
-// key is held, and the keyboard mapping and auto-repeat are as they were.
+// key is held, and the keyboard mapping and auto-repeat are as they were. (On Wayland the virtual
+// devices release what they hold.)
 struct KeepServer {
-  Display* d = x();
+  Display* d = wayland() ? nullptr : x();
   int min_code = 0, max_code = 0, per = 0;
   KeySym* mapping = nullptr;
   unsigned delay = 0, interval = 0;
@@ -591,17 +497,15 @@ struct KeepServer {
 
   KeySym* current(int* per_code) { return XGetKeyboardMapping(d, KeyCode(min_code), max_code - min_code + 1, per_code); }
   KeepServer() {
-    if (!d) return;  // on Wayland every burst of keys is a virtual keyboard of its own
+    if (!d) return;
     XDisplayKeycodes(d, &min_code, &max_code);
     mapping = current(&per);
     XkbGetAutoRepeatRate(d, XkbUseCoreKbd, &delay, &interval);
     XGetKeyboardControl(d, &keyboard);
   }
   ~KeepServer() {
-    if (!d) {
-      if (wayland()) way::input("reset");
-      return;
-    }
+    if (!d) way::input("reset");
+    if (!d) return;
     Window root, child;
     int rx, ry, wx, wy;
     unsigned held = 0;
@@ -635,14 +539,13 @@ inline void tap(ctl_window_rec* w, uint32_t vk) {
 #endif
   key(w, vk, false);
 }
+// Where what the window shows first differs from `want`, "" when nowhere. A compositor shows a
+// frame when it asks for the next one: there the loop runs until it does.
 inline std::string shown_differs(ctl_window_rec* w, int width, int height, const Want& want, uint32_t mask = 0xFFFFFF) {
-  std::string differs = first_difference(pixels(w, width, height), width, want, mask);
-#ifndef _WIN32
-  // A compositor shows a frame when it asks for the next one: the loop runs until it does.
-  if (wayland() && !differs.empty())
-    pump_until([&] { return (differs = first_difference(pixels(w, width, height), width, want, mask)).empty(); });
-#endif
-  return differs;
+  std::string differs;
+  const bool same = pump_until([&] { return (differs = first_difference(pixels(w, width, height), width, want, mask)).empty(); },
+                               wayland() ? 3000 : 0);
+  return same ? "" : differs;
 }
 
 }  // namespace host

@@ -4,7 +4,7 @@
 //   move X Y W H     the pointer to (X, Y) of a layout W x H
 //   button CODE 0|1  a button (evdev code) released or pressed
 //   wheel AXIS N     N notches on an axis (0 vertical, 1 horizontal), positive down or right
-//   key CODE 0|1     a key (evdev code) released or pressed
+//   key SYM 0|1      the key of a keysym (without modifiers, in the keymap) released or pressed
 //   text UTF-8       the input method commits the text (when a text input is active)
 //   reset            every held key and button released, the pointer in the top left corner
 #include <wayland-client.h>
@@ -46,15 +46,12 @@ void global(void*, wl_registry* r, uint32_t name, const char* interface, uint32_
 void global_remove(void*, wl_registry*, uint32_t) {}
 const wl_registry_listener registry_listener = {global, global_remove};
 
+// Of the input method's events only "done" matters: commits name their count.
 using Method = zwp_input_method_v2;
 const zwp_input_method_v2_listener method_listener = {
-    [](void*, Method*) {},                                // activate
-    [](void*, Method*) {},                                // deactivate
-    [](void*, Method*, const char*, uint32_t, uint32_t) {},  // surrounding text
-    [](void*, Method*, uint32_t) {},                      // change cause
-    [](void*, Method*, uint32_t, uint32_t) {},            // content type
-    [](void*, Method*) { ++done_count; },                 // done: commits name this count
-    [](void*, Method*) {}};                               // unavailable
+    [](void*, Method*) {}, [](void*, Method*) {}, [](void*, Method*, const char*, uint32_t, uint32_t) {},
+    [](void*, Method*, uint32_t) {}, [](void*, Method*, uint32_t, uint32_t) {}, [](void*, Method*) { ++done_count; },
+    [](void*, Method*) {}};
 
 uint32_t now() {
   using namespace std::chrono;
@@ -85,6 +82,16 @@ bool send_keymap(zwp_virtual_keyboard_v1* keyboard) {
   return ok;
 }
 
+// The evdev code of the key that gives `sym` at the first level, 0 when none does.
+uint32_t code_of(xkb_keysym_t sym) {
+  xkb_keymap* keymap = xkb_state_get_keymap(state);
+  for (xkb_keycode_t k = xkb_keymap_min_keycode(keymap); k <= xkb_keymap_max_keycode(keymap); ++k) {
+    const xkb_keysym_t* syms = nullptr;
+    if (xkb_keymap_key_get_syms_by_level(keymap, k, 0, 0, &syms) > 0 && syms[0] == sym) return k - 8;
+  }
+  return 0;
+}
+
 }  // namespace
 
 int main() {
@@ -93,27 +100,15 @@ int main() {
   wl_registry* registry = wl_display_get_registry(display);
   wl_registry_add_listener(registry, &registry_listener, nullptr);
   wl_display_roundtrip(display);
-  zwp_virtual_keyboard_v1* keyboard = nullptr;
-  zwlr_virtual_pointer_v1* pointer = nullptr;
-  zwp_input_method_v2* method = nullptr;
-  auto end = [&](const char* why) {
+  auto end = [&](const char* why) {  // the compositor drops the devices with the connection
     if (why) std::fprintf(stderr, "wl_input: %s\n", why);
-    if (method) zwp_input_method_v2_destroy(method);
-    if (pointer) zwlr_virtual_pointer_v1_destroy(pointer);
-    if (keyboard) zwp_virtual_keyboard_v1_destroy(keyboard);
-    if (methods) zwp_input_method_manager_v2_destroy(methods);
-    if (pointers) zwlr_virtual_pointer_manager_v1_destroy(pointers);
-    if (keyboards) zwp_virtual_keyboard_manager_v1_destroy(keyboards);
-    if (seat) wl_seat_destroy(seat);
-    if (state) xkb_state_unref(state);
-    wl_registry_destroy(registry);
     wl_display_disconnect(display);
     return why ? 1 : 0;
   };
   if (!seat || !keyboards || !pointers) return end("no virtual devices");
-  keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(keyboards, seat);
-  pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(pointers, seat);
-  method = methods ? zwp_input_method_manager_v2_get_input_method(methods, seat) : nullptr;
+  auto* keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(keyboards, seat);
+  auto* pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(pointers, seat);
+  auto* method = methods ? zwp_input_method_manager_v2_get_input_method(methods, seat) : nullptr;
   if (method) zwp_input_method_v2_add_listener(method, &method_listener, nullptr);
   if (!send_keymap(keyboard)) return end("no keymap");
   wl_display_roundtrip(display);
@@ -133,25 +128,20 @@ int main() {
       zwlr_virtual_pointer_v1_axis_source(pointer, WL_POINTER_AXIS_SOURCE_WHEEL);
       zwlr_virtual_pointer_v1_axis_discrete(pointer, now(), a, wl_fixed_from_int(10 * n), n);
       zwlr_virtual_pointer_v1_frame(pointer);
-    } else if (std::sscanf(line, "key %u %u", &a, &b) == 2) {
+    } else if (std::sscanf(line, "key %u %u", &a, &b) == 2 && (a = code_of(a))) {
       b ? (void)keys.insert(a) : (void)keys.erase(a);
       zwp_virtual_keyboard_v1_key(keyboard, now(), a, b);
-      if (state) {
-        xkb_state_update_key(state, a + 8, b ? XKB_KEY_DOWN : XKB_KEY_UP);
-        zwp_virtual_keyboard_v1_modifiers(keyboard, xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED),
-                                          xkb_state_serialize_mods(state, XKB_STATE_MODS_LATCHED),
-                                          xkb_state_serialize_mods(state, XKB_STATE_MODS_LOCKED),
-                                          xkb_state_serialize_layout(state, XKB_STATE_LAYOUT_EFFECTIVE));
-      }
+      xkb_state_update_key(state, a + 8, b ? XKB_KEY_DOWN : XKB_KEY_UP);
+      zwp_virtual_keyboard_v1_modifiers(keyboard, xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED),
+                                        xkb_state_serialize_mods(state, XKB_STATE_MODS_LATCHED),
+                                        xkb_state_serialize_mods(state, XKB_STATE_MODS_LOCKED),
+                                        xkb_state_serialize_layout(state, XKB_STATE_LAYOUT_EFFECTIVE));
     } else if (!std::strncmp(line, "text ", 5) && method) {
       line[std::strcspn(line, "\n")] = 0;
       zwp_input_method_v2_commit_string(method, line + 5);
       zwp_input_method_v2_commit(method, done_count);
     } else if (!std::strncmp(line, "reset", 5)) {
-      for (uint32_t k : keys) {
-        zwp_virtual_keyboard_v1_key(keyboard, now(), k, 0);
-        if (state) xkb_state_update_key(state, k + 8, XKB_KEY_UP);
-      }
+      for (uint32_t k : keys) zwp_virtual_keyboard_v1_key(keyboard, now(), k, 0), xkb_state_update_key(state, k + 8, XKB_KEY_UP);
       if (!keys.empty()) zwp_virtual_keyboard_v1_modifiers(keyboard, 0, 0, 0, 0);
       for (uint32_t k : buttons) zwlr_virtual_pointer_v1_button(pointer, now(), k, 0);
       // The pointer rests in the screen's corner, away from the windows that tests make.
