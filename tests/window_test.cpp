@@ -6,6 +6,8 @@
 #include "window_host.h"
 
 #ifndef _WIN32
+#include <fcntl.h>
+
 // Xlib keeps a few process-wide blocks (locale and input-method tables) for good.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"; }
 #endif
@@ -707,6 +709,70 @@ TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
   const host::Rect moved = host::outer(t.w);
   drag(moved.right - 2, moved.top + 60, 30, 0);
   EXPECT_TRUE(host::pump_until([&] { return ctl_window_width(t.w) == 230 && t.s->width == 230; }));
+}
+
+// What a window asks of the compositor where the compositor shows no effect: libwayland writes
+// each request to standard error when WAYLAND_DEBUG is set as a connection opens. `body` runs in
+// a child process (only its connection writes), which exits with 0 when every request it waits
+// for (`asked`: a text, and how many times it must appear) was written.
+using Asked = std::function<bool(const std::string&, int)>;
+void exits_when_asked(const std::function<void(const Asked&)>& body) {
+  qtest::TempDir dir;
+  const std::string log = dir.path("requests");
+  EXPECT_EXIT(
+      {
+        setenv("WAYLAND_DEBUG", "client", 1);
+        const int file = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        if (file < 0 || dup2(file, 2) < 0) std::_Exit(3);
+        bool all = true;
+        body([&](const std::string& request, int times) {
+          const bool seen = host::pump_until([&] {
+            const std::string text = qtest::slurp(log);
+            int n = 0;
+            for (size_t at = 0; (at = text.find(request, at)) != std::string::npos; ++at) ++n;
+            return n >= times;
+          });
+          return all = all && seen;
+        });
+        std::_Exit(all ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+// The maximise and minimise buttons of quelt's own frame and a double click on its title ask the
+// compositor (sway answers neither with a change that could be seen).
+TEST_F(Windows, OwnFrameAsksToMaximiseAndMinimise) {
+  if (!host::own_frame() || !host::way::sway_tree() || !host::has_xtest()) GTEST_SKIP() << "quelt's own frame, on sway";
+  host::KeepServer keep;
+  exits_when_asked([](const Asked& asked) {
+    TestWindow t(200, 100);
+    if (!t.show()) std::_Exit(2);
+    const host::Rect o = host::outer(t.w);
+    auto click = [&](int x, int y) { host::pointer_to(x, y), host::button(t.w, 1, true), host::button(t.w, 1, false); };
+    click(o.right - 4 - 14 - 28, o.top + 14);  // the buttons from the right: close, maximise, minimise
+    asked(".set_maximized()", 1);
+    click(o.right - 4 - 14 - 56, o.top + 14);
+    asked(".set_minimized()", 1);
+    click(o.left + 60, o.top + 14), click(o.left + 60, o.top + 14);
+    asked(".set_maximized()", 2);
+  });
+}
+
+// Where the compositor scales by fractions (kwin at 1.5, in a run of its own): the client area is
+// in device pixels, the buffer is that size and the compositor is told the logical size through a
+// viewport; text is made at 144 dots per inch (DejaVu Sans's line, 1.164 em, is 28 pixels at 12
+// points there; 19 at 96 dots per inch).
+TEST_F(Windows, FractionalScaleShowsDevicePixelsThroughAViewport) {
+  if (!std::getenv("QUELT_FRACTIONAL_RUN")) GTEST_SKIP() << "a compositor at scale 1.5";
+  exits_when_asked([](const Asked& asked) {
+    TestWindow t(300, 150);
+    ctl_window_show(t.w);
+    asked("preferred_scale(180)", 1), asked(", 0, 300, 150, 1200, ", 1), asked(".set_destination(200, 100)", 1);
+    sf_face* face = nullptr;
+    const int height = sf_face_create(&face, "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", 12) ? sf_face_height(face) : 0;
+    sf_face_release(&face);
+    if (height != 28 || ctl_window_width(t.w) != 300 || t.s->width != 300) std::_Exit(1);
+  });
 }
 
 // On an output at scale 2 a window is in device pixels: its pixels show one for one, the
