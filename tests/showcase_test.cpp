@@ -229,38 +229,59 @@ TEST_F(ShowcaseOnWindows, SameLayeredWindow) {
   EXPECT_TRUE(translucent > 460 * 460 / 2 && worst <= 1 && opaque == 460L * 460) << translucent << " " << worst << " " << opaque;
 }
 
-// On sway (QUELT_SWAY_DIR names its runtime folder) the showcase runs natively on Wayland and
-// shows, pixel for pixel, what the X11 build's screenshot holds: the same still frame, drawn
-// before any time passes, read back from the compositor. It is handed its connection as a
-// compositor starts its clients (WAYLAND_SOCKET), which can be used only once.
+// On sway and on weston (QUELT_SWAY_DIR, QUELT_WESTON_DIR name their runtime folders) the showcase
+// runs natively on Wayland and shows, pixel for pixel, what the X11 build's screenshot holds: the
+// same still frame, drawn before any time passes, read back from the compositor (on weston inside
+// quelt's own frame, found on the screen). It is handed its connection as a compositor starts its
+// clients (WAYLAND_SOCKET), which can be used only once.
 TEST_F(Showcase, SameFrameOnWaylandAsOnX11) {
-  const char* sway = std::getenv("QUELT_SWAY_DIR");
-  if (!sway || !*sway || display_dpi() != 96) GTEST_SKIP() << "no sway at the display's 96 dpi";
-  const std::string on_x11 = dir.path("x11"), on_wayland = dir.path("wayland"), runtime = sway;
-  ASSERT_EQ(mkdir(on_x11.c_str(), 0755) + mkdir(on_wayland.c_str(), 0755), 0);
+  const char *sway = std::getenv("QUELT_SWAY_DIR"), *weston = std::getenv("QUELT_WESTON_DIR");
+  if ((!sway || !*sway) && (!weston || !*weston)) GTEST_SKIP() << "no Wayland compositor";
+  if (display_dpi() != 96) GTEST_SKIP() << "a display at another resolution than the compositors'";
+  const std::string on_x11 = dir.path("x11");
+  ASSERT_EQ(mkdir(on_x11.c_str(), 0755), 0);
   ASSERT_EQ(finish(start(dir.dir(), {"--config", "./settings", "--screenshot", "shot.png"}, on_x11)), 0);
   const Picture x11(on_x11 + "/shot.png");
   ASSERT_EQ(std::pair(x11.s.width, x11.s.height), std::pair(1000, 640));
-  setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1), setenv("SWAYSOCK", (runtime + "/ipc.sock").c_str(), 1);
-  sockaddr_un to{AF_UNIX, {}};
-  std::snprintf(to.sun_path, sizeof to.sun_path, "%s/wayland-1", runtime.c_str());
-  const int connection = socket(AF_UNIX, SOCK_STREAM, 0);
-  ASSERT_EQ(connect(connection, reinterpret_cast<sockaddr*>(&to), sizeof to), 0);
-  setenv("WAYLAND_SOCKET", std::to_string(connection).c_str(), 1);
-  const pid_t pid = start(dir.dir(), {"--config", "./settings", "--still"}, on_wayland);
-  unsetenv("WAYLAND_SOCKET"), close(connection);
-  setenv("WAYLAND_DISPLAY", (runtime + "/wayland-1").c_str(), 1);  // for grim
-  std::string differs = "no window";
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!differs.empty() && std::chrono::steady_clock::now() < end) {
-    const host::Rect r = host::way::node(getpid()).rect;  // the connection's maker, to sway
-    const std::vector<uint32_t> shown = r.right - r.left == 1000 ? host::way::shot(r) : std::vector<uint32_t>{};
-    differs = shown.empty() ? "no window" : host::first_difference(shown, 1000, [&](int px, int py) { return x11.at(px, py); }, 0xFFFFFF);
+  for (const char* runtime : {sway, weston}) {
+    if (!runtime || !*runtime) continue;
+    const bool on_sway = runtime == sway;
+    SCOPED_TRACE(on_sway ? "sway" : "weston");
+    const std::string cwd = dir.path(on_sway ? "sway" : "weston");
+    ASSERT_EQ(mkdir(cwd.c_str(), 0755), 0);
+    setenv("XDG_RUNTIME_DIR", runtime, 1);
+    on_sway ? setenv("SWAYSOCK", (std::string(runtime) + "/ipc.sock").c_str(), 1) : unsetenv("SWAYSOCK");
+    sockaddr_un to{AF_UNIX, {}};
+    std::snprintf(to.sun_path, sizeof to.sun_path, "%s/wayland-1", runtime);
+    const int connection = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(connect(connection, reinterpret_cast<sockaddr*>(&to), sizeof to), 0);
+    setenv("WAYLAND_SOCKET", std::to_string(connection).c_str(), 1);
+    const pid_t pid = start(dir.dir(), {"--config", "./settings", "--still"}, cwd);
+    unsetenv("WAYLAND_SOCKET"), close(connection);
+    setenv("WAYLAND_DISPLAY", (std::string(runtime) + "/wayland-1").c_str(), 1);  // for the screenshots
+    std::string differs = "no window";
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!differs.empty() && std::chrono::steady_clock::now() < end) {
+      // To sway the connection's maker is the window's process; on weston the client area is
+      // inside the frame's border and title bar.
+      host::Rect r = on_sway ? host::way::node(getpid()).rect : host::way::frame_on_screen(1000, 640).rect;
+      if (!on_sway) r = {r.left + 4, r.top + 28, r.left + 1004, r.top + 668};
+      std::vector<uint32_t> shown = r.right - r.left == 1000 ? host::way::shot(r) : std::vector<uint32_t>{};
+      // weston's screenshots take the unused byte of a buffer without alpha for alpha and divide
+      // the colours by it, as a picture with alpha is written: multiplied again, they are the
+      // window's pixels.
+      for (uint32_t& p : shown) {
+        const uint32_t a = p >> 24;
+        for (int c = 0; c < 24 && !on_sway; c += 8) p = (p & ~(0xFFu << c)) | (((p >> c & 0xFF) * a + 127) / 255) << c;
+      }
+      differs = shown.empty() ? "no window" : host::first_difference(shown, 1000, [&](int px, int py) { return x11.at(px, py); }, 0xFFFFFF);
+    }
+    // Its close button on sway; weston has no way to ask a window to close.
+    on_sway ? host::way::sway("[pid=" + std::to_string(getpid()) + "] kill") : void(kill(pid, SIGTERM));
+    unsetenv("WAYLAND_DISPLAY"), unsetenv("SWAYSOCK");  // the suite's own windows stay on X11
+    EXPECT_EQ(differs, "");
+    EXPECT_EQ(finish(pid, 20), on_sway ? 0 : -1);
   }
-  host::way::sway("[pid=" + std::to_string(getpid()) + "] kill");  // its close button
-  unsetenv("WAYLAND_DISPLAY");  // the suite's own windows stay on X11
-  EXPECT_EQ(differs, "");
-  EXPECT_EQ(finish(pid, 20), 0);
 }
 
 }  // namespace
