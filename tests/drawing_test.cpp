@@ -8,16 +8,7 @@ namespace {
 
 using words = std::vector<uint32_t>;
 
-struct Surf {
-  sf_surface s{};
-  Surf(int32_t w, int32_t h, int32_t bpp = 4, uint32_t fill = 0) {
-    EXPECT_EQ(sf_create(&s, w, h, bpp), 1);
-    if (bpp == 4) set(words(size_t(w) * h, fill));
-  }
-  ~Surf() { sf_release(&s); }
-  words get() const { return words(reinterpret_cast<uint32_t*>(s.pixels), reinterpret_cast<uint32_t*>(s.pixels) + size_t(s.width) * s.height); }
-  void set(const words& v) { std::memcpy(s.pixels, v.data(), v.size() * 4); }
-};
+using qtest::Surf;
 
 uint32_t over(uint32_t p, uint32_t w, uint32_t rgb) {
   uint32_t out = (((p >> 24) * (255 - w)) >> 8) + w;
@@ -48,9 +39,9 @@ TEST(Line, ExactPlotsBothWays) {
     for (const auto& [n, x, y, dx, dy, w] : c.runs)
       for (int k = 0; k < n; ++k) want[(y + k * dy) * 24 + x + k * dx] = over(0, uint32_t(w), 0xFFFFFF);
     for (bool reversed : {false, true}) {
-      Surf a(24, 16);
-      EXPECT_EQ(reversed ? sf_line(&a.s, c.x1, c.y1, c.x0, c.y0, 0xFFFFFF) : sf_line(&a.s, c.x0, c.y0, c.x1, c.y1, 0xFFFFFF), 1);
-      EXPECT_EQ(a.get(), want) << c.x0 << "," << c.y0 << " " << c.x1 << "," << c.y1 << " reversed " << reversed;
+      Surf a(24, 16, 4);
+      EXPECT_EQ(reversed ? sf_line(&a, c.x1, c.y1, c.x0, c.y0, 0xFFFFFF) : sf_line(&a, c.x0, c.y0, c.x1, c.y1, 0xFFFFFF), 1);
+      EXPECT_EQ(a.words(), want) << c.x0 << "," << c.y0 << " " << c.x1 << "," << c.y1 << " reversed " << reversed;
     }
   }
 }
@@ -74,24 +65,25 @@ void line_reference(words& px, int w, int h, double x0, double y0, double x1, do
 TEST(Line, RandomLinesMatchTheWalkIgnoreTheClipAndReverse) {
   std::mt19937 rng(7);
   std::uniform_real_distribution<float> cx(0, 48), cy(0, 38);
-  Surf a(40, 30, 4, 0x40302010), b(40, 30, 4, 0x40302010);
+  Surf a(40, 30, 4), b(40, 30, 4);
+  a.paint(0x40302010), b.paint(0x40302010);
   sf_rect clip{0, 0, 2, 2};
-  ASSERT_EQ(sf_push(&a.s, &clip), 1);
-  words want = a.get();
+  ASSERT_EQ(sf_push(&a, &clip), 1);
+  words want = a.words();
   for (int i = 0; i < 400; ++i) {
     float x0 = cx(rng), y0 = cy(rng), x1 = i % 5 ? cx(rng) : x0, y1 = cy(rng);
     if (i % 4 == 0) x0 = std::floor(x0), y0 = std::floor(y0);  // weight-0 neighbours still blend
     const uint32_t color = rng();
     line_reference(want, 40, 30, x0, y0, x1, y1, color);
-    sf_line(&a.s, x0, y0, x1, y1, color);
-    sf_line(&b.s, x1, y1, x0, y0, color | 0xFF000000);  // the top byte plays no part
+    sf_line(&a, x0, y0, x1, y1, color);
+    sf_line(&b, x1, y1, x0, y0, color | 0xFF000000);  // the top byte plays no part
   }
-  EXPECT_EQ(a.get(), want);
-  EXPECT_EQ(b.get(), want);
-  sf_pop(&a.s);
+  EXPECT_EQ(a.words(), want);
+  EXPECT_EQ(b.words(), want);
+  sf_pop(&a);
   Surf one(3, 1, 1);  // only 4-byte surfaces are drawn on: nothing is written past this one
-  EXPECT_EQ(sf_line(&one.s, 0, 0, 2, 0, 0xFFFFFF), 1);
-  EXPECT_EQ(one.s.pixels[0], 0);
+  EXPECT_EQ(sf_line(&one, 0, 0, 2, 0, 0xFFFFFF), 1);
+  EXPECT_EQ(one.pixels[0], 0);
 }
 
 // One mask byte before smoothing, as defined.
@@ -120,12 +112,12 @@ TEST(Ring, BandsSizesSmoothingAndSymmetry) {
     const int n = r.size, c = n / 2;
     for (int y = 0; y < n; ++y)
       for (int x = 0; x < n; ++x)
-        want.s.pixels[y * n + x] = ring_byte(float(std::sqrt(double((x - c) * (x - c) + (y - c) * (y - c)))), r.radius, inner);
+        want.pixels[y * n + x] = ring_byte(float(std::sqrt(double((x - c) * (x - c) + (y - c) * (y - c)))), r.radius, inner);
     if (n) {
-      sf_smooth(&want.s);
-      sf_strip(&want.s);
-      EXPECT_EQ(std::memcmp(m.pixels, want.s.pixels, size_t(n) * n), 0);
-      EXPECT_EQ(std::memcmp(m.strip, want.s.strip, size_t(n) * n), 0);
+      sf_smooth(&want);
+      sf_strip(&want);
+      EXPECT_EQ(std::memcmp(m.pixels, want.pixels, size_t(n) * n), 0);
+      EXPECT_EQ(std::memcmp(m.strip, want.strip, size_t(n) * n), 0);
     }
     // A whole radius gives a mask that is its own mirror image both ways.
     for (int y = 0; r.radius == std::floor(r.radius) && y < n; ++y)
@@ -163,8 +155,9 @@ TEST(Frame, EveryInsetRunsTheFourPassesOfTheTable) {
       {{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}, 3}, {{INT32_MIN, -5, INT32_MAX, INT32_MAX}, INT32_MAX},
   };
   for (const auto& c : cases) {
-    Surf a(10, 8, 4, bg);
-    words want = a.get();
+    Surf a(10, 8, 4);
+    a.paint(bg);
+    words want = a.words();
     // Each pass of the table blends its rectangle, if it isn't inverted, over what the earlier
     // passes left. On a 10 × 8 surface only the first and the last 40 insets can reach it.
     const int64_t L = c.r.left, T = c.r.top, R = c.r.right, B = c.r.bottom, n = std::max(c.thickness, 0);
@@ -182,15 +175,15 @@ TEST(Frame, EveryInsetRunsTheFourPassesOfTheTable) {
     passes(tl, [&](int64_t i) { return r4{L + i, T + i, R - i - 1, T + i + 1}; });
     passes(br, [&](int64_t i) { return r4{R - i - 1, T + i, R - i, B - i}; });
     passes(br, [&](int64_t i) { return r4{L + i, B - i - 1, R - i - 1, B - i}; });
-    sf_frame(&a.s, &c.r, tl, br, c.thickness);
-    EXPECT_EQ(a.get(), want) << L << "," << T << "," << R << "," << B << " t " << c.thickness;
-    EXPECT_EQ(a.s.color, br);
+    sf_frame(&a, &c.r, tl, br, c.thickness);
+    EXPECT_EQ(a.words(), want) << L << "," << T << "," << R << "," << B << " t " << c.thickness;
+    EXPECT_EQ(a.color, br);
   }
   // A rectangle of height 0 still gets its top edge: row 0 up to the last pixel.
-  Surf z(4, 2, 4, 0);
+  Surf z(4, 2, 4);
   const sf_rect flat{0, 0, 3, 0};
-  sf_frame(&z.s, &flat, 0xFF0000FF, 0xFF00FF00, 2);
-  EXPECT_EQ(z.get(), (words{0xFF0000FF, 0xFF0000FF, 0, 0, 0, 0, 0, 0}));
+  sf_frame(&z, &flat, 0xFF0000FF, 0xFF00FF00, 2);
+  EXPECT_EQ(z.words(), (words{0xFF0000FF, 0xFF0000FF, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {
@@ -203,38 +196,39 @@ TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {
   for (int k = 0; k < 500; ++k) {
     const int W = 1 + rng() % 9, H = 1 + rng() % 9, bpp = k % 7 ? 1 : 4, hw = W / 2, hh = H / 2, fw = W - hw, fh = H - hh;
     Surf sh(W, H, bpp);
-    for (int i = 0; i < W * H * bpp; ++i) sh.s.pixels[i] = uint8_t(rng() % 3 == 0 ? 0 : rng() % 3 == 0 ? 255 : rng());
-    if (k % 2) sf_strip(&sh.s);
+    for (int i = 0; i < W * H * bpp; ++i) sh.pixels[i] = uint8_t(rng() % 3 == 0 ? 0 : rng() % 3 == 0 ? 255 : rng());
+    if (k % 2) sf_strip(&sh);
     const int L = int(rng() % 30) - 8, T = int(rng() % 24) - 8;  // a quarter of them exactly the shape's size
     const int R = L + W + (k % 4 ? int(rng() % 20) : 0), B = T + H + (k % 4 ? int(rng() % 16) : 0);
-    Surf a(24, 20, 4, 0x80808080 ^ rng()), b(24, 20);
-    b.set(a.get());
+    Surf a(24, 20, 4), b(24, 20, 4);
+    a.paint(0x80808080 ^ rng());
+    b.set(a.words());
     sf_rect clip{3, 2, 20, 17};
-    if (k % 3 == 0) sf_push(&a.s, &clip), sf_push(&b.s, &clip);
-    a.s.color = b.s.color = colors[k % 6];
+    if (k % 3 == 0) sf_push(&a, &clip), sf_push(&b, &clip);
+    a.color = b.color = colors[k % 6];
     const sf_rect r{L, T, R, B};
-    sf_shape(&a.s, &sh.s, &r);
-    auto part = [&](int l, int t, int rr, int bb, int x, int y) { const sf_rect s{l, t, rr, bb}; sf_blend(&b.s, &sh.s, &s, x, y, nullptr); };
+    sf_shape(&a, &sh, &r);
+    auto part = [&](int l, int t, int rr, int bb, int x, int y) { const sf_rect s{l, t, rr, bb}; sf_blend(&b, &sh, &s, x, y, nullptr); };
     part(0, 0, hw, hh, L, T), part(0, hh, hw, H, L, B - fh), part(hw, 0, W, hh, R - fw, T), part(hw, hh, W, H, R - fw, B - fh);
     for (int i = 0; i < B - T - H; ++i) part(0, hh, hw, hh + 1, L, T + hh + i), part(hw, hh, W, hh + 1, R - fw, T + hh + i);
     for (int i = 0; i < R - L - W; ++i) part(hw, 0, hw + 1, hh, L + hw + i, T), part(hw, hh, hw + 1, H, L + hw + i, B - fh);
-    const uint32_t c = b.s.color, p = sh.s.pixels[(hh * W + hw) * bpp];
-    b.s.color = (((p * (c >> 24)) >> 8) << 24) | (c & 0xFFFFFF);
+    const uint32_t c = b.color, p = sh.pixels[(hh * W + hw) * bpp];
+    b.color = (((p * (c >> 24)) >> 8) << 24) | (c & 0xFFFFFF);
     const sf_rect inside{L + hw, T + hh, R - fw, B - fh};
-    sf_fill(&b.s, &inside);
-    ASSERT_EQ(a.get(), b.get()) << k;
-    EXPECT_EQ(a.s.color, colors[k % 6]);
-    if (k % 3 == 0) sf_pop(&a.s), sf_pop(&b.s);
+    sf_fill(&b, &inside);
+    ASSERT_EQ(a.words(), b.words()) << k;
+    EXPECT_EQ(a.color, colors[k % 6]);
+    if (k % 3 == 0) sf_pop(&a), sf_pop(&b);
   }
   // On a huge rectangle only the inside reaches the surface, its alpha scaled by the centre's 128.
   sf_surface disc;
   ASSERT_EQ(sf_render_ring(&disc, 4, 0), 1);
   disc.pixels[5 * 10 + 5] = 128;
-  Surf d(40, 30);
-  d.s.color = 0xFF102030;
+  Surf d(40, 30, 4);
+  d.color = 0xFF102030;
   const sf_rect huge{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX};
-  sf_shape(&d.s, &disc, &huge);
-  EXPECT_TRUE(d.get() == words(40 * 30, over(0, 0x7F, 0x102030)) && d.s.color == 0xFF102030u);
+  sf_shape(&d, &disc, &huge);
+  EXPECT_TRUE(d.words() == words(40 * 30, over(0, 0x7F, 0x102030)) && d.color == 0xFF102030u);
   sf_release(&disc);
 }
 

@@ -13,21 +13,13 @@ namespace {
 using Words = std::vector<uint32_t>;
 using Bytes = std::vector<uint8_t>;
 
-struct Surface : sf_surface {
-  Surface(int w, int h, int bpp) { EXPECT_EQ(sf_create(this, w, h, bpp), 1); }
-  ~Surface() { while (clip_stack) sf_pop(this); sf_release(this); }
-  uint8_t* at(int x, int y) const { return pixels + (static_cast<size_t>(y) * width + x) * bytes_per_pixel; }
-  uint32_t px(int x, int y) const { uint32_t v = 0; std::memcpy(&v, at(x, y), bytes_per_pixel); return v; }
-  void set(int x, int y, uint32_t v) { std::memcpy(at(x, y), &v, bytes_per_pixel); }
-  Words pxs(std::initializer_list<std::pair<int, int>> at) const {
-    Words out;
-    for (auto [x, y] : at) out.push_back(px(x, y));
-    return out;
-  }
-  void paint(uint32_t v) { for (int i = 0; i < width * height; ++i) set(i % width, i / width, v); }
-  Bytes bytes() const { return Bytes(pixels, pixels + static_cast<size_t>(width) * height * bytes_per_pixel); }
-  Bytes strip_bytes() const { return Bytes(strip, strip + width * height); }
-};
+using Surface = qtest::Surf;
+Words pxs(const Surface& s, std::initializer_list<std::pair<int, int>> at) {
+  Words out;
+  for (auto [x, y] : at) out.push_back(s.px(x, y));
+  return out;
+}
+Bytes strip_bytes(const Surface& s) { return Bytes(s.strip, s.strip + s.width * s.height); }
 
 TEST(Surface, CreateAndRelease) {
   Surface s(3, 2, 4);
@@ -126,7 +118,7 @@ TEST(Blend, KernelCases) {
     Surface dst(3, 1, 4), src(1, 1, c.src_bpp);
     dst.paint(c.target), src.set(0, 0, c.source), dst.color = c.color;
     EXPECT_EQ(sf_blend(&dst, &src, nullptr, 1, 0, nullptr), 1);
-    EXPECT_EQ(dst.pxs({{0, 0}, {1, 0}, {2, 0}}), (Words{c.target, c.want, c.target})) << std::hex << c.color << " " << c.source;
+    EXPECT_EQ(pxs(dst, {{0, 0}, {1, 0}, {2, 0}}), (Words{c.target, c.want, c.target})) << std::hex << c.color << " " << c.source;
   }
 }
 
@@ -139,9 +131,9 @@ TEST(Blend, ChoiceAnchorsAndRefusals) {
   dst.anchor_x = 0.5f, dst.anchor_y = 1.0f;
   ASSERT_EQ(sf_blend(&dst, &src, nullptr, 20, 20, nullptr), 1);  // the 11 × 4 block from (15, 16)
   EXPECT_EQ(dst.anchor_x, 0.0f);
-  EXPECT_EQ(dst.pxs({{15, 16}, {14, 16}, {25, 19}, {26, 19}}), (Words{0xFFFEFEFE, 0, 0xFFFEFEFE, 0}));
+  EXPECT_EQ(pxs(dst, {{15, 16}, {14, 16}, {25, 19}, {26, 19}}), (Words{0xFFFEFEFE, 0, 0xFFFEFEFE, 0}));
   ASSERT_EQ(sf_blend(&dst, &src, nullptr, 28, 20, nullptr), 1);  // anchors were spent
-  EXPECT_EQ(dst.pxs({{28, 20}, {28, 19}}), (Words{0xFFFEFEFE, 0}));
+  EXPECT_EQ(pxs(dst, {{28, 20}, {28, 19}}), (Words{0xFFFEFEFE, 0}));
   // Anchors are spent also when nothing is drawn, and odd anchors don't break the position.
   dst.anchor_x = std::numeric_limits<float>::quiet_NaN(), dst.anchor_y = 1e30f;
   EXPECT_EQ(sf_blend(&dst, &src, nullptr, 20, 20, nullptr), 0);
@@ -155,7 +147,7 @@ TEST(Blend, ChoiceAnchorsAndRefusals) {
   for (sf_blend_kernel k : {sf_blend_4b4b, sf_blend_4b3b}) EXPECT_EQ(sf_blend(&dst, &grey, nullptr, 38, 38, k), 1);
   for (sf_blend_kernel k : {sf_blend_4b1b, sf_blend_4b3b}) EXPECT_EQ(sf_blend(&dst, &src, nullptr, 29, 36, k), 1);
   EXPECT_EQ(sf_blend(&grey, &grey, nullptr, 0, 0, sf_blend_4b1b), 1);
-  EXPECT_EQ(dst.pxs({{0, 0}, {39, 39}, {29, 36}}), (Words{0, 0, 0}));
+  EXPECT_EQ(pxs(dst, {{0, 0}, {39, 39}, {29, 36}}), (Words{0, 0, 0}));
 }
 
 // Runs of every length, entered at every column by clipping, against a walk that looks at each
@@ -229,7 +221,7 @@ TEST(Fill, Cases) {
   s.color = grey.color = 0xFF123456;
   sf_rect clip{1, 0, 3, 4};
   ASSERT_EQ(sf_push(&s, &clip) + sf_fill(&s, nullptr), 2);
-  EXPECT_EQ(s.pxs({{0, 0}, {1, 3}, {3, 3}}), (Words{0, 0xFF123456, 0}));
+  EXPECT_EQ(pxs(s, {{0, 0}, {1, 3}, {3, 3}}), (Words{0, 0xFF123456, 0}));
   EXPECT_EQ(sf_fill(&grey, nullptr), 0);  // 32-bit words only go to 4-byte surfaces
 }
 
@@ -269,8 +261,8 @@ TEST(Strip, RunsCountDownModulo256) {
   const uint8_t values[] = {0, 0, 7, 0, 9};
   std::memcpy(row.pixels, values, 5);
   ASSERT_EQ(sf_strip(&row) + sf_strip(&blank), 2);
-  EXPECT_EQ(row.strip_bytes(), (Bytes{2, 1, 0, 1, 0}));
-  EXPECT_EQ(blank.strip_bytes(), (Bytes{4, 3, 2, 1, 4, 3, 2, 1}));  // runs end with their row
+  EXPECT_EQ(strip_bytes(row), (Bytes{2, 1, 0, 1, 0}));
+  EXPECT_EQ(strip_bytes(blank), (Bytes{4, 3, 2, 1, 4, 3, 2, 1}));  // runs end with their row
   for (int n : {256, 300}) {
     Surface run(n, 1, 4);
     ASSERT_EQ(sf_strip(&run), 1);
@@ -278,11 +270,11 @@ TEST(Strip, RunsCountDownModulo256) {
   }
   px.set(0, 0, 0x00000001);  // one bit in any byte makes a pixel non-empty
   ASSERT_EQ(sf_strip(&px), 1);
-  EXPECT_EQ(px.strip_bytes(), (Bytes{0, 1}));
+  EXPECT_EQ(strip_bytes(px), (Bytes{0, 1}));
   uint8_t* block = px.strip;
   px.set(0, 0, 0);
   ASSERT_EQ(sf_strip(&px), 1);  // rebuilt in the same block
-  EXPECT_TRUE(px.strip == block && px.strip_bytes() == (Bytes{2, 1}));
+  EXPECT_TRUE(px.strip == block && strip_bytes(px) == (Bytes{2, 1}));
 }
 
 }  // namespace

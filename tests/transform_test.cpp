@@ -12,14 +12,8 @@ using Bytes = std::vector<uint8_t>;
 const std::string kCreate = fail_lines("surface.cpp", "sf_create", "malloc");
 const sf_surface kDetached{4, 4, 4, nullptr, nullptr, 0, nullptr, nullptr, 0, 0};  // a size, no buffer
 
-struct Surf : sf_surface {
-  Surf(int32_t w = 0, int32_t h = 0, int32_t bpp = 0, const Bytes& px = {}) : sf_surface{} {
-    if (bpp) EXPECT_EQ(sf_create(this, w, h, bpp), 1);
-    if (!px.empty()) std::memcpy(pixels, px.data(), px.size());
-  }
-  ~Surf() { sf_release(this); }  Bytes bytes() const { return pixels ? Bytes(pixels, pixels + size_t(width) * height * bytes_per_pixel) : Bytes{}; }
-  float weight(int i) const { return reinterpret_cast<const float*>(pixels)[i]; }
-};
+using qtest::Surf;
+float weight(const Surf& s, int i) { return reinterpret_cast<const float*>(s.pixels)[i]; }
 
 Bytes noise(size_t n, unsigned seed) {
   std::mt19937 gen(seed);
@@ -153,17 +147,17 @@ TEST(Gaussian, WeightsFollowFromTheSizeAlone) {
     Surf k;
     ASSERT_EQ(sf_kernel_gaussian(&k, n), 1);
     EXPECT_TRUE(k.width == n && k.height == 1 && k.bytes_per_pixel == 4);
-    for (int i = 0; i < n; ++i) EXPECT_FLOAT_EQ(k.weight(i), want[i]) << n;
+    for (int i = 0; i < n; ++i) EXPECT_FLOAT_EQ(weight(k, i), want[i]) << n;
   }
   Surf k, sq, zero;
   ASSERT_TRUE(sf_kernel_gaussian(&k, 100) && sf_kernel_gaussian(&sq, -3) && sf_kernel_gaussian(&zero, 0));
-  EXPECT_EQ(k.weight(50), float(1 / (2.5066282746310002L * 10)));  // σ = 10: the peak is 1 / (10 √(2π))
-  EXPECT_TRUE(k.weight(49) < k.weight(50) && k.weight(49) == k.weight(51));
+  EXPECT_EQ(weight(k, 50), float(1 / (2.5066282746310002L * 10)));  // σ = 10: the peak is 1 / (10 √(2π))
+  EXPECT_TRUE(weight(k, 49) < weight(k, 50) && weight(k, 49) == weight(k, 51));
   // Square: g, not g², at the centre; corners g e^(−2/d).
   const double sigma = std::sqrt(3.0) * std::exp(0.03 - 1);
   EXPECT_TRUE(sq.width == 3 && sq.height == 3);
-  EXPECT_FLOAT_EQ(sq.weight(4), 0.60759628f);
-  EXPECT_FLOAT_EQ(sq.weight(0), float(0.60759628 * std::exp(-1 / (sigma * sigma))));
+  EXPECT_FLOAT_EQ(weight(sq, 4), 0.60759628f);
+  EXPECT_FLOAT_EQ(weight(sq, 0), float(0.60759628 * std::exp(-1 / (sigma * sigma))));
   EXPECT_TRUE(zero.width == 0 && zero.height == 1 && zero.bytes_per_pixel == 4 && !zero.pixels);
 }
 
