@@ -1,5 +1,5 @@
 // Lines, ring masks, frames and shapes: exact pixels, the literal line walk on random lines,
-// symmetry of the masks, single coverage of frames and shapes, traced failures.
+// masks against their definition, single coverage of frames and shapes, traced failures.
 #include <array>
 
 #include "support.h"
@@ -7,7 +7,6 @@
 namespace {
 
 using words = std::vector<uint32_t>;
-
 using qtest::Surf;
 
 uint32_t over(uint32_t p, uint32_t w, uint32_t rgb) {
@@ -94,17 +93,14 @@ uint8_t ring_byte(float d, float radius, float inner) {
   return uint8_t(uint32_t(double(float(1.0 - (e - 0.005))) * 255.0));
 }
 
-TEST(Ring, BandsSizesSmoothingAndSymmetry) {
-  const float bands[][4] = {{10, 10, -2, 0}, {9.5f, 10, -2, 127}, {9, 10, -2, 255}, {6.9f, 10, 7, 0},
-                            {7.25f, 10, 7, 64}, {8.5f, 10, 7, 255}, {9.75f, 10, 7, 64}, {10.1f, 10, 7, 0}};
-  for (const auto& b : bands) EXPECT_EQ(ring_byte(b[0], b[1], b[2]), b[3]) << b[0] << " " << b[2];
+TEST(Ring, SizesBandsAndSmoothing) {
   struct Ring { float radius, thickness; int size; };
   std::vector<Ring> rings = {{10, 0, 22}, {10, -4, 22}, {10, 3, 22}, {0, 0, 2}, {2.5f, 0, 7}, {7.3f, 1.5f, 16}, {-0.75f, 0, 0}};
   for (int radius = 1; radius <= 24; ++radius)
     for (float thickness : {0.0f, 1.0f, 2.5f, 5.0f}) rings.push_back({float(radius), thickness, 2 * radius + 2});
   for (const auto& r : rings) {
     SCOPED_TRACE(testing::Message() << "radius " << r.radius << ", thickness " << r.thickness);
-    sf_surface m;
+    Surf m;
     ASSERT_EQ(sf_render_ring(&m, r.radius, r.thickness), 1);
     ASSERT_EQ(std::make_tuple(m.width, m.height, m.bytes_per_pixel), std::make_tuple(r.size, r.size, 1));
     Surf want(r.size, r.size, 1);
@@ -113,17 +109,8 @@ TEST(Ring, BandsSizesSmoothingAndSymmetry) {
     for (int y = 0; y < n; ++y)
       for (int x = 0; x < n; ++x)
         want.pixels[y * n + x] = ring_byte(float(std::sqrt(double((x - c) * (x - c) + (y - c) * (y - c)))), r.radius, inner);
-    if (n) {
-      sf_smooth(&want);
-      sf_strip(&want);
-      EXPECT_EQ(std::memcmp(m.pixels, want.pixels, size_t(n) * n), 0);
-      EXPECT_EQ(std::memcmp(m.strip, want.strip, size_t(n) * n), 0);
-    }
-    // A whole radius gives a mask that is its own mirror image both ways.
-    for (int y = 0; r.radius == std::floor(r.radius) && y < n; ++y)
-      for (int x = 0; x < n; ++x)
-        ASSERT_TRUE(m.pixels[y * n + x] == m.pixels[y * n + n - 1 - x] && m.pixels[y * n + x] == m.pixels[(n - 1 - y) * n + x]) << x << "," << y;
-    sf_release(&m);
+    sf_smooth(&want), sf_strip(&want);  // the mask, and with it its symmetry, and its skip table
+    EXPECT_TRUE(m.bytes() == want.bytes() && (!n || std::memcmp(m.strip, want.strip, size_t(n) * n) == 0));
   }
 }
 
@@ -136,11 +123,8 @@ TEST(Ring, FailuresAreTraced) {
       {10, 0, ring}, {NAN, -1, ring}, {-3, -1, ring}, {1e9f, -1, ring}, {4, 1, "strip.cpp:N:\t\tsf_strip: malloc\nstrip.cpp:N:\tsf_strip.\n"}};
   for (const auto& c : cases) {
     sf_surface m;
-    qtest::Stdout out;
-    qtest::fail_after(c.fail);
-    EXPECT_EQ(sf_render_ring(&m, c.radius, 0), c.fail == 1);
-    qtest::fail_after(-1);
-    EXPECT_EQ(qtest::trace_shape(out.text()), c.trace) << c.radius;
+    std::memset(&m, 0xAB, sizeof m);  // a failure leaves a zero record
+    EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(sf_render_ring(&m, c.radius, 0), c.fail == 1); }, c.fail), c.trace) << c.radius;
     EXPECT_TRUE(c.fail == 1 ? m.pixels && !m.strip : !m.pixels) << c.radius;
     if (c.fail == 1) sf_release(&m);
   }
@@ -179,11 +163,6 @@ TEST(Frame, EveryInsetRunsTheFourPassesOfTheTable) {
     EXPECT_EQ(a.words(), want) << L << "," << T << "," << R << "," << B << " t " << c.thickness;
     EXPECT_EQ(a.color, br);
   }
-  // A rectangle of height 0 still gets its top edge: row 0 up to the last pixel.
-  Surf z(4, 2, 4);
-  const sf_rect flat{0, 0, 3, 0};
-  sf_frame(&z, &flat, 0xFF0000FF, 0xFF00FF00, 2);
-  EXPECT_EQ(z.words(), (words{0xFF0000FF, 0xFF0000FF, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {

@@ -4,9 +4,6 @@
 
 // Found by argument-dependent lookup: sf_rect lives in the global namespace.
 static bool operator==(const sf_rect& a, const sf_rect& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
-static std::ostream& operator<<(std::ostream& o, const sf_rect& r) {
-  return o << "{" << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << "}";
-}
 
 namespace {
 
@@ -20,16 +17,6 @@ Words pxs(const Surface& s, std::initializer_list<std::pair<int, int>> at) {
   return out;
 }
 Bytes strip_bytes(const Surface& s) { return Bytes(s.strip, s.strip + s.width * s.height); }
-
-TEST(Surface, CreateAndRelease) {
-  Surface s(3, 2, 4);
-  EXPECT_TRUE(s.bytes() == Bytes(24, 0) && !s.strip && !s.color && !s.clip && !s.clip_stack && s.anchor_x == 0.0f);
-  ASSERT_EQ(sf_strip(&s), 1);
-  sf_release(&s);  // frees the strip too; the record is reusable and releasable again
-  sf_release(&s);
-  ASSERT_EQ(sf_create(&s, 0, 5, 4), 1);  // an empty surface keeps its dimensions, with no block
-  EXPECT_EQ(std::make_tuple(s.pixels, s.width, s.height, s.bytes_per_pixel), std::make_tuple(nullptr, 0, 5, 4));
-}
 
 // Every traced refusal of the surface calls: the call, the allocation made to fail, the trace;
 // a refused call leaves the record zeroed (a surface) or as it was (a clip stack).
@@ -54,13 +41,7 @@ TEST(Surface, RefusalsAreTraced) {
       {"first block", [&] { return sf_push(&empty, &r); }, 1, grow},
       {"strip", [&] { return sf_strip(&fresh); }, 0, "strip.cpp:N:\t\tsf_strip: malloc\nstrip.cpp:N:\tsf_strip.\n"},
   };
-  for (const auto& row : rows) {
-    qtest::Stdout out;
-    qtest::fail_after(row.fail);
-    EXPECT_EQ(row.call(), 0) << row.name;
-    qtest::fail_after(-1);
-    EXPECT_EQ(qtest::trace_shape(out.text()), row.trace) << row.name;
-  }
+  for (const auto& row : rows) EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(row.call(), 0) << row.name; }, row.fail), row.trace) << row.name;
   EXPECT_TRUE(full.clip == top && full.clip_stack->size == 8 && !empty.clip && !empty.clip_stack && !fresh.strip);
 }
 
@@ -70,17 +51,14 @@ TEST(Rect, ValidOverlapClip) {
       {{0, 0, 0, 0}, {0, 0, 10, 10}, 0, 1},    {{10, 5, 10, 5}, {0, 0, 10, 10}, 0, 1}, {{4, 0, 3, 10}, {0, 0, 10, 10}, 0, 0},
       {{-5, -5, 1, 1}, {0, 0, 10, 10}, 1, 1},  {{0, 0, 10, 10}, {0, 10, 10, 20}, 0, 1},  // touching below: apart
   };
-  for (auto c : cases) {
-    EXPECT_EQ(sf_rect_overlap(&c.a, &c.b), c.overlap) << c.a << c.b;
-    EXPECT_EQ(sf_rect_overlap(&c.b, &c.a), c.overlap) << c.b << c.a;
-    EXPECT_EQ(sf_rect_valid(&c.a), c.a_valid) << c.a;
-  }
+  for (auto& c : cases)
+    EXPECT_TRUE(sf_rect_overlap(&c.a, &c.b) == c.overlap && sf_rect_overlap(&c.b, &c.a) == c.overlap && sf_rect_valid(&c.a) == c.a_valid)
+        << "row " << &c - cases;
   // Clipped to a limit: one wholly outside comes back inverted, an invalid one untouched.
   const sf_rect limit{0, 0, 10, 10};
   for (auto [r, ok, want] : {std::tuple{sf_rect{20, 20, 30, 30}, 0, sf_rect{20, 20, 10, 10}},
                              {sf_rect{-5, 2, 4, 20}, 1, sf_rect{0, 2, 4, 10}}, {sf_rect{4, 0, 3, 10}, 0, sf_rect{4, 0, 3, 10}}}) {
-    EXPECT_EQ(sf_rect_clip(&limit, &r), ok);
-    EXPECT_EQ(r, want);
+    EXPECT_TRUE(sf_rect_clip(&limit, &r) == ok && r == want) << ok;
   }
   // Placing a source rectangle at (x, y) on a target with a clip narrows both sides alike.
   const sf_rect dst{0, 0, 100, 100}, src{0, 0, 10, 10};
@@ -98,9 +76,8 @@ TEST(Rect, ValidOverlapClip) {
   for (auto c : placed) {
     const sf_rect sentinel{7, 7, 7, 7};
     sf_clip_result r{sentinel, sentinel};
-    ASSERT_EQ(sf_clip(&r, &dst, &c.clip, &src, &c.src_rect, c.x, c.y), c.ok) << c.x << "," << c.y;
-    EXPECT_EQ(r.dst, c.ok ? c.want_dst : sentinel);
-    EXPECT_EQ(r.src, c.ok ? c.want_src : sentinel);
+    EXPECT_EQ(sf_clip(&r, &dst, &c.clip, &src, &c.src_rect, c.x, c.y), c.ok) << c.x << "," << c.y;
+    EXPECT_TRUE(r.dst == (c.ok ? c.want_dst : sentinel) && r.src == (c.ok ? c.want_src : sentinel)) << c.x << "," << c.y;
   }
 }
 
@@ -117,7 +94,7 @@ TEST(Blend, KernelCases) {
   for (auto c : cases) {
     Surface dst(3, 1, 4), src(1, 1, c.src_bpp);
     dst.paint(c.target), src.set(0, 0, c.source), dst.color = c.color;
-    EXPECT_EQ(sf_blend(&dst, &src, nullptr, 1, 0, nullptr), 1);
+    ASSERT_EQ(sf_blend(&dst, &src, nullptr, 1, 0, nullptr), 1);
     EXPECT_EQ(pxs(dst, {{0, 0}, {1, 0}, {2, 0}}), (Words{c.target, c.want, c.target})) << std::hex << c.color << " " << c.source;
   }
 }
@@ -214,8 +191,7 @@ TEST(Fill, Cases) {
   for (auto c : cases) {
     Surface s(4, 4, 4);
     s.paint(c.target), s.color = c.color;
-    EXPECT_EQ(sf_fill(&s, &c.rect), c.result);
-    EXPECT_EQ(s.px(2, 2), c.want) << std::hex << c.color;
+    EXPECT_TRUE(sf_fill(&s, &c.rect) == c.result && s.px(2, 2) == c.want) << std::hex << c.color;
   }
   Surface s(4, 4, 4), grey(4, 4, 1);
   s.color = grey.color = 0xFF123456;
@@ -231,35 +207,26 @@ TEST(ClipStack, PushNarrowsPopRestores) {
   sf_rect a{0, 0, 10, 10}, b{5, 5, 20, 20}, apart{20, 20, 30, 30}, touching{10, 0, 20, 10};
   ASSERT_EQ(sf_push(&s, &a) + sf_push(&s, &b), 2);
   EXPECT_TRUE(b == (sf_rect{5, 5, 10, 10}) && *s.clip == b);
-  EXPECT_EQ(sf_push(&s, &apart) + sf_push(&s, &touching), 0);
-  EXPECT_EQ(*s.clip, (sf_rect{5, 5, 10, 10}));
-  ASSERT_EQ(sf_pop(&s), 1);
-  EXPECT_EQ(*s.clip, (sf_rect{0, 0, 10, 10}));
+  EXPECT_TRUE(sf_push(&s, &apart) + sf_push(&s, &touching) == 0 && *s.clip == b);
+  EXPECT_TRUE(sf_pop(&s) == 1 && *s.clip == a);
   EXPECT_TRUE(sf_pop(&s) == 1 && !s.clip && !s.clip_stack && sf_pop(&s) == 0);
   // A first rectangle wholly outside the surface is accepted; then nothing draws.
   sf_rect outside{200, 200, 300, 300};
-  ASSERT_EQ(sf_push(&s, &outside), 1);
-  s.color = 0xFFFFFFFF;
   Surface src(4, 4, 4);
-  EXPECT_EQ(sf_fill(&s, nullptr) + sf_blend(&s, &src, nullptr, 0, 0, nullptr), 0);
-  sf_pop(&s);
+  s.color = 0xFFFFFFFF;
+  EXPECT_TRUE(sf_push(&s, &outside) && sf_fill(&s, nullptr) + sf_blend(&s, &src, nullptr, 0, 0, nullptr) == 0 && sf_pop(&s));
   // Deep stacks: the clip follows the stack's block as it grows by 8 entries.
   for (int level = 0; level < 17; ++level) {
     sf_rect r{level, level, 100 - level, 100};
     ASSERT_EQ(sf_push(&s, &r), 1);
     EXPECT_TRUE(s.clip == reinterpret_cast<sf_rect*>(s.clip_stack->data) + level && s.clip_stack->capacity == (level / 8 + 1) * 8);
   }
-  for (int level = 16; level > 0; --level) {
-    ASSERT_EQ(sf_pop(&s), 1);
-    EXPECT_TRUE(*s.clip == (sf_rect{level - 1, level - 1, 101 - level, 100}) &&
-                s.clip == reinterpret_cast<sf_rect*>(s.clip_stack->data) + level - 1);
-  }
+  for (int level = 16; level > 0; --level)
+    EXPECT_TRUE(sf_pop(&s) && *s.clip == (sf_rect{level - 1, level - 1, 101 - level, 100}) && s.clip == reinterpret_cast<sf_rect*>(s.clip_stack->data) + level - 1);
 }
 
 TEST(Strip, RunsCountDownModulo256) {
-  Surface row(5, 1, 1), blank(4, 2, 1), px(2, 1, 4);
-  const uint8_t values[] = {0, 0, 7, 0, 9};
-  std::memcpy(row.pixels, values, 5);
+  Surface row(5, 1, 1, {0, 0, 7, 0, 9}), blank(4, 2, 1), px(2, 1, 4);
   ASSERT_EQ(sf_strip(&row) + sf_strip(&blank), 2);
   EXPECT_EQ(strip_bytes(row), (Bytes{2, 1, 0, 1, 0}));
   EXPECT_EQ(strip_bytes(blank), (Bytes{4, 3, 2, 1, 4, 3, 2, 1}));  // runs end with their row

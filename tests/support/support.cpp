@@ -1,8 +1,6 @@
 #include "support.h"
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -44,31 +42,25 @@ bool happened = false;
 
 QTEST_RAW bool should_fail() {
   __atomic_fetch_add(&count, 1, __ATOMIC_RELAXED);
-  long c = __atomic_load_n(&countdown, __ATOMIC_RELAXED);
+  const long c = __atomic_load_n(&countdown, __ATOMIC_RELAXED);
   if (c < 0) return false;
-  if (c == 0) {
-    __atomic_store_n(&countdown, -1, __ATOMIC_RELAXED);
-    __atomic_store_n(&happened, true, __ATOMIC_RELAXED);
-    errno = ENOMEM;
-    return true;
-  }
-  __atomic_store_n(&countdown, c - 1, __ATOMIC_RELAXED);
-  return false;
+  __atomic_store_n(&countdown, c - 1, __ATOMIC_RELAXED);  // from 0 to -1: disarmed again
+  if (c > 0) return false;
+  __atomic_store_n(&happened, true, __ATOMIC_RELAXED);
+  errno = ENOMEM;
+  return true;
 }
 }  // namespace
 
 #ifndef _WIN32
 extern "C" QTEST_RAW void* malloc(size_t n) {
-  if (should_fail()) return nullptr;
-  return __interceptor_malloc ? __interceptor_malloc(n) : __libc_malloc(n);
+  return should_fail() ? nullptr : __interceptor_malloc ? __interceptor_malloc(n) : __libc_malloc(n);
 }
 extern "C" QTEST_RAW void* calloc(size_t n, size_t m) {
-  if (should_fail()) return nullptr;
-  return __interceptor_calloc ? __interceptor_calloc(n, m) : __libc_calloc(n, m);
+  return should_fail() ? nullptr : __interceptor_calloc ? __interceptor_calloc(n, m) : __libc_calloc(n, m);
 }
 extern "C" QTEST_RAW void* realloc(void* p, size_t n) {
-  if (should_fail()) return nullptr;
-  return __interceptor_realloc ? __interceptor_realloc(p, n) : __libc_realloc(p, n);
+  return should_fail() ? nullptr : __interceptor_realloc ? __interceptor_realloc(p, n) : __libc_realloc(p, n);
 }
 #else
 // Windows has no symbol interposition: every DLL calls the C runtime through its own import
@@ -194,20 +186,15 @@ std::string slurp(const std::string& path) {
 }
 void spill(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
-// A new directory in the system's temporary folder, named after the process and a counter, with
-// forward slashes so that path() joins names the same way on both systems.
+// A new directory in the system's temporary folder under a random name, with forward slashes so
+// that path() joins names the same way on both systems.
 TempDir::TempDir() {
   std::error_code ec;
-  const std::filesystem::path base = std::filesystem::temp_directory_path(ec);
-  static unsigned serial = 0;
   for (int attempt = 0; attempt < 1000 && dir_.empty(); ++attempt) {
-    const std::filesystem::path dir = base / ("quelt-test-" + std::to_string(std::random_device{}()) + "-" + std::to_string(serial++));
+    const auto dir = std::filesystem::temp_directory_path(ec) / ("quelt-test-" + std::to_string(std::random_device{}()));
     if (std::filesystem::create_directory(dir, ec)) dir_ = dir.generic_string();
   }
 }
-TempDir::~TempDir() {
-  std::error_code ec;
-  if (!dir_.empty()) std::filesystem::remove_all(dir_, ec);
-}
+TempDir::~TempDir() { std::error_code ec; if (!dir_.empty()) std::filesystem::remove_all(dir_, ec); }
 
 }  // namespace qtest
