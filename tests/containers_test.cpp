@@ -1,6 +1,4 @@
 // The growable array: capacity steps, range checks, walkers and iter, and traced failures.
-#include <climits>
-
 #include "support.h"
 
 namespace {

@@ -5,15 +5,7 @@
 namespace {
 
 using bytes = std::vector<uint8_t>;
-
 using qtest::Surf;
-
-bytes random_bytes(size_t n, uint32_t seed, int levels = 256) {
-  std::mt19937 rng(seed);
-  bytes b(n);
-  for (auto& v : b) v = uint8_t(rng() % levels * (256 / levels));
-  return b;
-}
 
 TEST(Threshold, MatchesThePassesOnEveryPixelSize) {
   Surf a(4, 1, 1, {10, 30, 20, 0});
@@ -22,7 +14,7 @@ TEST(Threshold, MatchesThePassesOnEveryPixelSize) {
   // The passes as defined: the lowest remaining level to 0, the highest to 255, until none.
   for (int bpp : {1, 3, 4, 5})
     for (int levels : {256, 8}) {
-      bytes want = random_bytes(size_t(13) * 7 * bpp, levels + bpp, levels);
+      bytes want = qtest::noise(size_t(13) * 7 * bpp, levels + bpp, levels);
       Surf s(13, 7, bpp, want);
       for (int c = 0; c < std::min(bpp, 3); ++c)
         for (int lo = 0, hi = 0; lo <= hi;) {
@@ -58,7 +50,7 @@ TEST(Grayscale, ModesRefusalsAndFailure) {
 }
 
 TEST(PointFilters, NegativeAdjustAndSmooth) {
-  bytes in = random_bytes(37 * 3, 5), want = in;  // not a whole number of 16-byte chunks
+  bytes in = qtest::noise(37 * 3, 5), want = in;  // not a whole number of 16-byte chunks
   for (auto& v : want) v = uint8_t(~v);
   Surf n(37, 1, 3, in);
   EXPECT_EQ(sf_negative(&n), 1);

@@ -11,12 +11,6 @@ using Words = std::vector<uint32_t>;
 using Bytes = std::vector<uint8_t>;
 
 using Surface = qtest::Surf;
-Words pxs(const Surface& s, std::initializer_list<std::pair<int, int>> at) {
-  Words out;
-  for (auto [x, y] : at) out.push_back(s.px(x, y));
-  return out;
-}
-Bytes strip_bytes(const Surface& s) { return Bytes(s.strip, s.strip + s.width * s.height); }
 
 // Every traced refusal of the surface calls: the call, the allocation made to fail, the trace;
 // a refused call leaves the record zeroed (a surface) or as it was (a clip stack).
@@ -95,26 +89,23 @@ TEST(Blend, KernelCases) {
     Surface dst(3, 1, 4), src(1, 1, c.src_bpp);
     dst.paint(c.target), src.set(0, 0, c.source), dst.color = c.color;
     ASSERT_EQ(sf_blend(&dst, &src, nullptr, 1, 0, nullptr), 1);
-    EXPECT_EQ(pxs(dst, {{0, 0}, {1, 0}, {2, 0}}), (Words{c.target, c.want, c.target})) << std::hex << c.color << " " << c.source;
+    EXPECT_EQ((Words{dst.px(0, 0), dst.px(1, 0), dst.px(2, 0)}), (Words{c.target, c.want, c.target})) << std::hex << c.color << " " << c.source;
   }
 }
 
 TEST(Blend, ChoiceAnchorsAndRefusals) {
   Surface dst(40, 40, 4), src(11, 4, 4), grey(2, 2, 1), odd(2, 2, 2);
   src.paint(0xFFFFFFFF);
-  EXPECT_EQ(sf_blend(&dst, &src, nullptr, 0, 0, nullptr), 1);  // colour 0: nothing drawn
-  EXPECT_EQ(dst.bytes(), Bytes(dst.bytes().size(), 0));
+  EXPECT_TRUE(sf_blend(&dst, &src, nullptr, 0, 0, nullptr) == 1 && dst.bytes() == Bytes(dst.size(), 0));  // colour 0: nothing drawn
   dst.color = 0xFFFFFFFF;
   dst.anchor_x = 0.5f, dst.anchor_y = 1.0f;
-  ASSERT_EQ(sf_blend(&dst, &src, nullptr, 20, 20, nullptr), 1);  // the 11 × 4 block from (15, 16)
-  EXPECT_EQ(dst.anchor_x, 0.0f);
-  EXPECT_EQ(pxs(dst, {{15, 16}, {14, 16}, {25, 19}, {26, 19}}), (Words{0xFFFEFEFE, 0, 0xFFFEFEFE, 0}));
+  EXPECT_TRUE(sf_blend(&dst, &src, nullptr, 20, 20, nullptr) == 1 && dst.anchor_x == 0.0f);  // the 11 × 4 block from (15, 16)
+  EXPECT_EQ((Words{dst.px(15, 16), dst.px(14, 16), dst.px(25, 19), dst.px(26, 19)}), (Words{0xFFFEFEFE, 0, 0xFFFEFEFE, 0}));
   ASSERT_EQ(sf_blend(&dst, &src, nullptr, 28, 20, nullptr), 1);  // anchors were spent
-  EXPECT_EQ(pxs(dst, {{28, 20}, {28, 19}}), (Words{0xFFFEFEFE, 0}));
+  EXPECT_EQ((Words{dst.px(28, 20), dst.px(28, 19)}), (Words{0xFFFEFEFE, 0}));
   // Anchors are spent also when nothing is drawn, and odd anchors don't break the position.
   dst.anchor_x = std::numeric_limits<float>::quiet_NaN(), dst.anchor_y = 1e30f;
-  EXPECT_EQ(sf_blend(&dst, &src, nullptr, 20, 20, nullptr), 0);
-  EXPECT_TRUE(dst.anchor_x == 0.0f && dst.anchor_y == 0.0f);
+  EXPECT_TRUE(sf_blend(&dst, &src, nullptr, 20, 20, nullptr) == 0 && dst.anchor_x == 0.0f && dst.anchor_y == 0.0f);
   EXPECT_EQ(sf_blend(&dst, &odd, nullptr, 0, 0, nullptr), 0);   // no kernel for 2 bytes
   EXPECT_EQ(sf_blend(&grey, &src, nullptr, 0, 0, nullptr), 0);  // automatic needs a 4-byte target
   EXPECT_EQ(sf_blend(&dst, &grey, nullptr, 0, 0, sf_blend_copy), 1);  // copy between formats: no-op
@@ -124,7 +115,7 @@ TEST(Blend, ChoiceAnchorsAndRefusals) {
   for (sf_blend_kernel k : {sf_blend_4b4b, sf_blend_4b3b}) EXPECT_EQ(sf_blend(&dst, &grey, nullptr, 38, 38, k), 1);
   for (sf_blend_kernel k : {sf_blend_4b1b, sf_blend_4b3b}) EXPECT_EQ(sf_blend(&dst, &src, nullptr, 29, 36, k), 1);
   EXPECT_EQ(sf_blend(&grey, &grey, nullptr, 0, 0, sf_blend_4b1b), 1);
-  EXPECT_EQ(pxs(dst, {{0, 0}, {39, 39}, {29, 36}}), (Words{0, 0, 0}));
+  EXPECT_EQ((Words{dst.px(0, 0), dst.px(39, 39), dst.px(29, 36)}), (Words{0, 0, 0}));
 }
 
 // Runs of every length, entered at every column by clipping, against a walk that looks at each
@@ -197,7 +188,7 @@ TEST(Fill, Cases) {
   s.color = grey.color = 0xFF123456;
   sf_rect clip{1, 0, 3, 4};
   ASSERT_EQ(sf_push(&s, &clip) + sf_fill(&s, nullptr), 2);
-  EXPECT_EQ(pxs(s, {{0, 0}, {1, 3}, {3, 3}}), (Words{0, 0xFF123456, 0}));
+  EXPECT_EQ((Words{s.px(0, 0), s.px(1, 3), s.px(3, 3)}), (Words{0, 0xFF123456, 0}));
   EXPECT_EQ(sf_fill(&grey, nullptr), 0);  // 32-bit words only go to 4-byte surfaces
 }
 
@@ -228,20 +219,18 @@ TEST(ClipStack, PushNarrowsPopRestores) {
 TEST(Strip, RunsCountDownModulo256) {
   Surface row(5, 1, 1, {0, 0, 7, 0, 9}), blank(4, 2, 1), px(2, 1, 4);
   ASSERT_EQ(sf_strip(&row) + sf_strip(&blank), 2);
-  EXPECT_EQ(strip_bytes(row), (Bytes{2, 1, 0, 1, 0}));
-  EXPECT_EQ(strip_bytes(blank), (Bytes{4, 3, 2, 1, 4, 3, 2, 1}));  // runs end with their row
+  EXPECT_EQ(Bytes(row.strip, row.strip + 5), (Bytes{2, 1, 0, 1, 0}));
+  EXPECT_EQ(Bytes(blank.strip, blank.strip + 8), (Bytes{4, 3, 2, 1, 4, 3, 2, 1}));  // runs end with their row
   for (int n : {256, 300}) {
     Surface run(n, 1, 4);
     ASSERT_EQ(sf_strip(&run), 1);
     for (int i = 0; i < n; ++i) ASSERT_EQ(run.strip[i], static_cast<uint8_t>(n - i)) << n << " at " << i;
   }
   px.set(0, 0, 0x00000001);  // one bit in any byte makes a pixel non-empty
-  ASSERT_EQ(sf_strip(&px), 1);
-  EXPECT_EQ(strip_bytes(px), (Bytes{0, 1}));
+  EXPECT_TRUE(sf_strip(&px) && Bytes(px.strip, px.strip + 2) == (Bytes{0, 1}));
   uint8_t* block = px.strip;
   px.set(0, 0, 0);
-  ASSERT_EQ(sf_strip(&px), 1);  // rebuilt in the same block
-  EXPECT_TRUE(px.strip == block && strip_bytes(px) == (Bytes{2, 1}));
+  EXPECT_TRUE(sf_strip(&px) && px.strip == block && Bytes(px.strip, px.strip + 2) == (Bytes{2, 1}));  // rebuilt in the same block
 }
 
 }  // namespace

@@ -163,8 +163,6 @@ std::string Stdout::text() {
   return text_;
 }
 
-Stdout::~Stdout() { text(); }
-
 std::string trace_shape(const std::string& out) {
   static const std::regex line(R"(:[0-9]+:\t)");
   return std::regex_replace(out, line, ":N:\t");

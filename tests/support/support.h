@@ -23,19 +23,16 @@ namespace qtest {
 // The next `n` allocations (malloc, calloc, realloc, from anywhere in the process) succeed and
 // the one after fails; then allocation works again. fail_after(-1) disarms.
 void fail_after(long n);
-// True once an armed failure has happened since the last fail_after.
-bool failure_happened();
-// Number of allocations made since the process started.
-long allocation_count();
-// The most memory the process has held resident so far, in KiB.
-long peak_memory_kb();
+bool failure_happened();   // an armed failure has happened since the last fail_after
+long allocation_count();   // allocations made since the process started
+long peak_memory_kb();     // the most memory the process has held resident so far
 
 // Captures everything written to standard output (file descriptor 1) between construction and
-// text(); the captured text is also available after the object is done.
+// the first text(), which returns it (and so do later calls).
 class Stdout {
  public:
   Stdout();
-  ~Stdout();
+  ~Stdout() { text(); }
   std::string text();
 
  private:
@@ -74,6 +71,14 @@ struct Surf : sf_surface {
   void set(int x, int y, uint32_t v) { std::memcpy(at(x, y), &v, bytes_per_pixel); }
   void paint(uint32_t v) { for (int i = 0; i < width * height; ++i) set(i % width, i / width, v); }
 };
+
+// n random bytes from `seed`, of `levels` evenly spaced values.
+inline std::vector<uint8_t> noise(size_t n, unsigned seed, int levels = 256) {
+  std::mt19937 rng(seed);
+  std::vector<uint8_t> b(n);
+  for (auto& v : b) v = uint8_t(rng() % levels * (256 / levels));
+  return b;
+}
 
 // A fresh empty directory for files of one test; removed with its content by the destructor.
 class TempDir {
