@@ -47,6 +47,12 @@ std::vector<Level> levels(int first = 1) {
   return out.push_back({"exported", nullptr}), out;
 }
 
+// The bytes that `scalar` leaves on t; t is then as it was, for the level under test.
+template <typename F> Bytes scalar_result(Surface& t, F scalar) {
+  const Bytes before = t.bytes(), want = (scalar(), t.bytes());
+  return t.set(before), want;
+}
+
 struct Kernel { const char* name; sf_blend_kernel ops::*pick; sf_blend_kernel exported; int32_t src_bpp; };
 const Kernel kernels[] = {{"4b4b", &ops::blend_4b4b, sf_blend_4b4b, 4}, {"4b1b", &ops::blend_4b1b, sf_blend_4b1b, 1},
                           {"4b3b", &ops::blend_4b3b, sf_blend_4b3b, 3}, {"copy", &ops::blend_copy, sf_blend_copy, 4},
@@ -62,8 +68,7 @@ TEST(Levels, EveryLevelBlendsLikeTheScalarKernels) {
         const int32_t sw = 1 + rng() % (wide ? 700 : 90), sh = 1 + rng() % 5;
         const int32_t dw = flush ? sw : 1 + rng() % (wide ? 700 : 90), dh = 1 + rng() % 5;
         Surface src(sw, sh, k.src_bpp), dst(dw, dh, k.pick == &ops::blend_copy ? k.src_bpp : 4);
-        const int kind = rng() % 3;
-        paint(src, kind, rng), paint(dst, rng() % 2, rng);
+        paint(src, rng() % 3, rng), paint(dst, rng() % 2, rng);
         dst.color = rng() % 4 == 0 ? rng() : colors[rng() % std::size(colors)];
         const int strip = rng() % 3;  // none, built from the pixels, arbitrary bytes
         if (strip) ASSERT_EQ(sf_strip(&src), 1);
@@ -72,10 +77,7 @@ TEST(Levels, EveryLevelBlendsLikeTheScalarKernels) {
         const int32_t w = flush ? sw : 1 + rng() % std::min(sw, dw), h = 1 + rng() % std::min(sh, dh);
         const int32_t sx = rng() % (sw - w + 1), sy = rng() % (sh - h + 1), dx = rng() % (dw - w + 1), dy = rng() % (dh - h + 1);
         const sf_rect sr{sx, sy, sx + w, sy + h}, dr{dx, dy, dx + w, dy + h};
-        const Bytes before = dst.bytes();
-        (quelt::blend::scalar_ops.*k.pick)(&dst, dr, &src, sr);
-        const Bytes want = dst.bytes();
-        dst.set(before);
+        const Bytes want = scalar_result(dst, [&] { (quelt::blend::scalar_ops.*k.pick)(&dst, dr, &src, sr); });
         (l.fns ? l.fns->blend.*k.pick : k.exported)(&dst, dr, &src, sr);
         ASSERT_EQ(dst.bytes(), want) << l.name << " " << k.name << " round " << round;  // the rest follows from the seed
       }
@@ -92,10 +94,8 @@ TEST(Levels, OverlappingPixelsFollowTheWalkOrder) {
       t.color = round % 2 ? 0xFFFFFFFF : 0x80402010;
       const int32_t w = 20 + rng() % 40, x0 = rng() % (70 - w + 1), x1 = rng() % (70 - w + 1), y0 = rng() % 3, y1 = rng() % 3;
       const sf_rect a{x0, y0, x0 + w, y0 + 3}, b{x1, y1, x1 + w, y1 + 3};
-      const Bytes before = t.bytes();
-      (quelt::blend::scalar_ops.*k.pick)(&t, a, &t, b);
-      const Bytes want = t.bytes();
-      t.set(before), k.exported(&t, a, &t, b);
+      const Bytes want = scalar_result(t, [&] { (quelt::blend::scalar_ops.*k.pick)(&t, a, &t, b); });
+      k.exported(&t, a, &t, b);
       ASSERT_EQ(t.bytes(), want) << k.name << " round " << round;
     }
 }
@@ -114,10 +114,7 @@ TEST(Levels, EveryLevelFillsLikeTheScalarFill) {
       const int32_t x0 = whole ? 0 : rng() % sw, x1 = whole ? sw : x0 + rng() % (sw - x0 + 1);
       const int32_t y0 = rng() % (large ? 8 : sh), y1 = large ? sh : y0 + rng() % (sh - y0 + 1);
       const sf_rect r{x0, y0, x1, y1};
-      const Bytes before = t.bytes();
-      quelt::blend::scalar_ops.fill(&t, r);
-      const Bytes want = t.bytes();
-      t.set(before);
+      const Bytes want = scalar_result(t, [&] { quelt::blend::scalar_ops.fill(&t, r); });
       l.fns ? l.fns->blend.fill(&t, r) : void(sf_fill(&t, &r));
       ASSERT_EQ(t.bytes(), want) << l.name << " round " << round;
     }
