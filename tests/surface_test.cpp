@@ -57,14 +57,11 @@ TEST(Rect, ValidOverlapClip) {
   // Placing a source rectangle at (x, y) on a target with a clip narrows both sides alike.
   const sf_rect dst{0, 0, 100, 100}, src{0, 0, 10, 10};
   struct { sf_rect clip, src_rect; int x, y, ok; sf_rect want_dst, want_src; } placed[] = {
-      {dst, src, -3, -4, 1, {0, 0, 7, 6}, {3, 4, 10, 10}},
-      {dst, src, 95, 96, 1, {95, 96, 100, 100}, {0, 0, 5, 4}},
+      {dst, src, -3, -4, 1, {0, 0, 7, 6}, {3, 4, 10, 10}}, {dst, src, 95, 96, 1, {95, 96, 100, 100}, {0, 0, 5, 4}},
       {dst, {-2, 0, 5, 5}, 20, 20, 1, {20, 20, 25, 25}, {0, 0, 5, 5}},
-      {{10, 10, 20, 20}, src, 25, 12, 0, {}, {}},
-      {{10, 10, 20, 20}, src, 5, 15, 1, {10, 15, 15, 20}, {5, 0, 10, 5}},
+      {{10, 10, 20, 20}, src, 25, 12, 0, {}, {}}, {{10, 10, 20, 20}, src, 5, 15, 1, {10, 15, 15, 20}, {5, 0, 10, 5}},
       {{-50, -50, 500, 500}, src, 98, -8, 1, {98, 0, 100, 2}, {0, 8, 2, 10}},
-      {dst, src, INT32_MAX - 3, 0, 0, {}, {}},  // the placed edge must not wrap around
-      {dst, src, INT32_MIN + 2, 0, 0, {}, {}},
+      {dst, src, INT32_MAX - 3, 0, 0, {}, {}}, {dst, src, INT32_MIN + 2, 0, 0, {}, {}},  // the placed edge must not wrap around
       {dst, {20, 20, 30, 30}, 0, 0, 0, {}, {}},
   };
   for (auto c : placed) {

@@ -99,11 +99,8 @@ TEST(Transform, FailedAllocationsAreTraced) {
 TEST(Near, ListsNeighboursOnTheSurfaceInOrderAndMeasuresContrast) {
   Surf s(3, 3, 2), one(1, 1, 4);
   const std::pair<sf_point, std::vector<std::pair<int32_t, int32_t>>> cases[] = {
-      {{0, 0}, {{0, 1}, {1, 1}, {1, 0}}},
-      {{1, 1}, {{1, 0}, {0, 0}, {0, 1}, {0, 2}, {1, 2}, {2, 2}, {2, 1}, {2, 0}}},
-      {{-1, 0}, {{0, 1}, {0, 0}}},
-      {{3, 3}, {{2, 2}}},
-      {{INT32_MIN, 0}, {}},
+      {{0, 0}, {{0, 1}, {1, 1}, {1, 0}}}, {{1, 1}, {{1, 0}, {0, 0}, {0, 1}, {0, 2}, {1, 2}, {2, 2}, {2, 1}, {2, 0}}},
+      {{-1, 0}, {{0, 1}, {0, 0}}}, {{3, 3}, {{2, 2}}}, {{INT32_MIN, 0}, {}},
   };
   for (const auto& [at, want] : cases) {
     sf_point p[8];
@@ -145,8 +142,7 @@ TEST(Gaussian, WeightsFollowFromTheSizeAlone) {
 TEST(Kernel, CorrectsEdgesAndMirrorsNegatives) {
   const float inf = std::numeric_limits<float>::infinity();
   const struct { std::vector<float> weights; int32_t kw, kh, sw, sh; Bytes in, want; } cases[] = {
-      {{1}, 1, 1, 3, 1, {7, 0, 255}, {7, 0, 255}},
-      {{-1}, 1, 1, 3, 1, {7, 0, 255}, {7, 0, 255}},  // A and S both negative
+      {{1}, 1, 1, 3, 1, {7, 0, 255}, {7, 0, 255}}, {{-1}, 1, 1, 3, 1, {7, 0, 255}, {7, 0, 255}},  // A and S both negative
       {{0.5f, 0.5f}, 2, 1, 3, 1, {10, 20, 40}, {10, 15, 30}},  // origin at element 1; 5 corrected to 10
       {{0.5f, 0.5f}, 1, 2, 1, 3, {10, 20, 40}, {10, 15, 30}},  // the same along a column
       {{-1, 3, -1}, 3, 1, 3, 1, {100, 10, 100}, {145, 170, 145}},  // −170 mirrored
@@ -154,8 +150,7 @@ TEST(Kernel, CorrectsEdgesAndMirrorsNegatives) {
       {{1, 1, 1}, 3, 1, 4, 1, {0, 5, 0, 0}, {255, 1, 1, 0}},  // B = 1 at the ends: ∞, or 0 × ∞
       {{-1, 0, 1}, 3, 1, 5, 1, {5, 10, 5, 12, 9}, {255, 0, 255, 255, 0}},  // S = 0
       {{0.25f, inf, 0.25f}, 3, 1, 3, 1, {4, 0, 8}, {0, 0, 0}},  // ∞ / ∞ and ∞ × 0
-      {{1}, 0, 1, 2, 1, {9, 9}, {0, 0}},  // no weights at all
-      {{1}, -1, 2, 2, 1, {9, 9}, {0, 0}},
+      {{1}, 0, 1, 2, 1, {9, 9}, {0, 0}}, {{1}, -1, 2, 2, 1, {9, 9}, {0, 0}},  // no weights at all
       {{1}, 3, 3, 0, 4, {}, {}},  // no pixels: nothing to do, and success
   };
   for (const auto& c : cases) {

@@ -133,10 +133,8 @@ long allocation_count() { return __atomic_load_n(&count, __ATOMIC_RELAXED); }
 
 long peak_memory_kb() {
 #ifdef _WIN32
-  PROCESS_MEMORY_COUNTERS counters{};
-  counters.cb = sizeof counters;
-  if (!GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters)) return 0;
-  return static_cast<long>(counters.PeakWorkingSetSize / 1024);
+  PROCESS_MEMORY_COUNTERS counters{sizeof counters};
+  return GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) ? long(counters.PeakWorkingSetSize / 1024) : 0;
 #else
   rusage usage{};
   return getrusage(RUSAGE_SELF, &usage) == 0 ? usage.ru_maxrss : 0;
