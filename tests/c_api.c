@@ -1,6 +1,7 @@
 /* The public interface used from plain C11: quelt.h compiles as C, and the shared library
    blends and fills as its callers expect. On Linux it also lives beside an application's own
-   Win32-like names: quelt declares none of these, and the five its records use give way. */
+   Win32-like names: quelt declares none of these, and the five its records use give way. The
+   install test builds this program too, against the installed headers and library. */
 #ifndef _WIN32
 typedef unsigned char BOOL;
 typedef unsigned long DWORD;
@@ -16,13 +17,7 @@ typedef const char* HWND;
 #include <string.h>
 
 static int failures = 0;
-#define CHECK(cond)                                              \
-  do {                                                           \
-    if (!(cond)) {                                               \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      ++failures;                                                \
-    }                                                            \
-  } while (0)
+#define CHECK(cond) (void)((cond) || (fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond), ++failures))
 
 static uint32_t pixel(const sf_surface* s, int x, int y) {
   uint32_t v;
@@ -42,13 +37,11 @@ int main(void) {
   glyph.pixels[0] = 255;
   target.color = 0xFF102030u;
   CHECK(sf_blend(&target, &glyph, NULL, 6, 6, NULL) == 1 && pixel(&target, 6, 6) == 0xFF0F1F2Fu);
-
   CHECK(sf_push(&target, &half) == 1 && target.clip != NULL && target.clip->right == 4);
   CHECK(sf_pop(&target) == 1 && target.clip == NULL);
   CHECK(vect_create(&v, (int32_t)sizeof value) == 1 && vect_push(v, &value) == 1 && v->size == 1);
   vect_release(&v);
   CHECK(v == NULL);
-
 #ifndef _WIN32
   {
     ctl_window_rec record;
@@ -57,7 +50,6 @@ int main(void) {
     CHECK(sizeof record.hwnd == sizeof(void*) && sizeof(BOOL) == 1 && own[0] == 't');
   }
 #endif
-
   sf_release(&glyph);
   sf_release(&target);
   if (failures == 0) puts("c_api: all checks passed");

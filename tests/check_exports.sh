@@ -1,14 +1,10 @@
 #!/bin/sh
-# Compares the names that the library exports with the names its public headers declare with
-# QUELT_API (under the directory given as second argument): the dynamic
-# symbols that a shared object defines, or, when an objdump is given as third argument, the
-# export table of a DLL. AddressSanitizer adds an __odr_asan.<name> indicator beside each
-# exported datum: not interface.
-lib=$1
-dir=$2
-objdump=${3:-}
-have=$(mktemp)
-want=$(mktemp)
+# Compares the names that the library exports (the dynamic symbols of a shared object, or with an
+# objdump as third argument the export table of a DLL) with the names that the public headers
+# under the second argument declare with QUELT_API. AddressSanitizer's __odr_asan.<name>
+# indicators beside exported data are not interface.
+lib=$1 dir=$2 objdump=${3:-}
+have=$(mktemp) want=$(mktemp)
 trap 'rm -f "$have" "$want"' EXIT
 if [ -n "$objdump" ]; then
   # The "[Ordinal/Name Pointer] Table" of `objdump -p` has one "[ n] name" line per export.

@@ -1,6 +1,4 @@
 // The growable array: capacity steps, range checks, walkers and iter, and traced failures.
-#include <climits>
-
 #include "support.h"
 
 namespace {
@@ -56,12 +54,10 @@ TEST(Vector, CallsResizeInStepsAndCheckRanges) {
     const void* block = a.v->data;
     const int32_t capacity = a.v->capacity;
     int32_t got = -1;
-    qtest::traced([&] { got = r.op(a.v); });
-    EXPECT_EQ(got, r.result);
-    EXPECT_EQ(a.state(), r.state);
+    qtest::traced([&] { got = r.op(a.v); });  // refusals print their trace
+    EXPECT_EQ(std::pair(got, a.state()), std::pair(r.result, std::string(r.state)));
     const Items items = a.items();
-    ASSERT_GE(items.size(), r.tail.size());
-    EXPECT_EQ(Items(items.end() - long(r.tail.size()), items.end()), r.tail);
+    EXPECT_EQ(Items(items.end() - long(std::min(items.size(), r.tail.size())), items.end()), r.tail);
     EXPECT_EQ(a.v->data == block, a.v->capacity == capacity);
   }
   Vec b;  // a new vector: no block yet, emptied ones fill again

@@ -1,5 +1,5 @@
 // Lines, ring masks, frames and shapes: exact pixels, the literal line walk on random lines,
-// symmetry of the masks, single coverage of frames and shapes, traced failures.
+// masks against their definition, single coverage of frames and shapes, traced failures.
 #include <array>
 
 #include "support.h"
@@ -7,17 +7,7 @@
 namespace {
 
 using words = std::vector<uint32_t>;
-
-struct Surf {
-  sf_surface s{};
-  Surf(int32_t w, int32_t h, int32_t bpp = 4, uint32_t fill = 0) {
-    EXPECT_EQ(sf_create(&s, w, h, bpp), 1);
-    if (bpp == 4) set(words(size_t(w) * h, fill));
-  }
-  ~Surf() { sf_release(&s); }
-  words get() const { return words(reinterpret_cast<uint32_t*>(s.pixels), reinterpret_cast<uint32_t*>(s.pixels) + size_t(s.width) * s.height); }
-  void set(const words& v) { std::memcpy(s.pixels, v.data(), v.size() * 4); }
-};
+using qtest::Surf;
 
 uint32_t over(uint32_t p, uint32_t w, uint32_t rgb) {
   uint32_t out = (((p >> 24) * (255 - w)) >> 8) + w;
@@ -30,13 +20,11 @@ TEST(Line, ExactPlotsBothWays) {
   const struct { float x0, y0, x1, y1; std::vector<std::array<int, 6>> runs; } cases[] = {
       {10, 5.25f, 20, 5.25f, {{11, 10, 5, 1, 0, 191}, {11, 10, 6, 1, 0, 63}}},
       {0, 0, 4, 4, {{5, 0, 0, 1, 1, 255}}},  // slope 1 walks along y; weight 0 beside it
-      {2.5f, 7, 2.5f, 7, {{1, 2, 7, 0, 0, 127}, {1, 3, 7, 0, 0, 127}}},
-      {0, 0, 2.9f, 0, {{3, 0, 0, 1, 0, 255}}},
+      {2.5f, 7, 2.5f, 7, {{1, 2, 7, 0, 0, 127}, {1, 3, 7, 0, 0, 127}}}, {0, 0, 2.9f, 0, {{3, 0, 0, 1, 0, 255}}},
       // Between −1 and 0 a step or pixel lies off the surface; nothing is drawn twice.
       {-0.75f, 3.25f, 5.25f, 3.25f, {{6, 0, 3, 1, 0, 191}, {6, 0, 4, 1, 0, 63}}},
-      {1, -0.25f, 6, -0.25f, {{6, 1, 0, 1, 0, 191}}},
+      {1, -0.25f, 6, -0.25f, {{6, 1, 0, 1, 0, 191}}}, {0, -1.5f, 8, -1.1f, {}},
       {2.5f, -0.5f, 2.5f, 3, {{3, 2, 0, 0, 1, 127}, {3, 3, 0, 0, 1, 127}}},
-      {0, -1.5f, 8, -1.1f, {}},
       // Far away: jumped to the surface and cut where it leaves it; not drawn at all.
       {-1e7f, 5.5f, 1e7f, 5.5f, {{24, 0, 5, 1, 0, 127}, {24, 0, 6, 1, 0, 127}}},
       {-1e7f, 5.5f, 0, 5.5f, {{1, 0, 5, 1, 0, 127}, {1, 0, 6, 1, 0, 127}}}, {-1e7f, 5.5f, -5e6f, 5.5f, {}},  // ends at 0, before 0
@@ -48,9 +36,9 @@ TEST(Line, ExactPlotsBothWays) {
     for (const auto& [n, x, y, dx, dy, w] : c.runs)
       for (int k = 0; k < n; ++k) want[(y + k * dy) * 24 + x + k * dx] = over(0, uint32_t(w), 0xFFFFFF);
     for (bool reversed : {false, true}) {
-      Surf a(24, 16);
-      EXPECT_EQ(reversed ? sf_line(&a.s, c.x1, c.y1, c.x0, c.y0, 0xFFFFFF) : sf_line(&a.s, c.x0, c.y0, c.x1, c.y1, 0xFFFFFF), 1);
-      EXPECT_EQ(a.get(), want) << c.x0 << "," << c.y0 << " " << c.x1 << "," << c.y1 << " reversed " << reversed;
+      Surf a(24, 16, 4);
+      EXPECT_EQ(reversed ? sf_line(&a, c.x1, c.y1, c.x0, c.y0, 0xFFFFFF) : sf_line(&a, c.x0, c.y0, c.x1, c.y1, 0xFFFFFF), 1);
+      EXPECT_EQ(a.words(), want) << c.x0 << "," << c.y0 << " " << c.x1 << "," << c.y1 << " reversed " << reversed;
     }
   }
 }
@@ -74,24 +62,25 @@ void line_reference(words& px, int w, int h, double x0, double y0, double x1, do
 TEST(Line, RandomLinesMatchTheWalkIgnoreTheClipAndReverse) {
   std::mt19937 rng(7);
   std::uniform_real_distribution<float> cx(0, 48), cy(0, 38);
-  Surf a(40, 30, 4, 0x40302010), b(40, 30, 4, 0x40302010);
+  Surf a(40, 30, 4), b(40, 30, 4);
+  a.paint(0x40302010), b.paint(0x40302010);
   sf_rect clip{0, 0, 2, 2};
-  ASSERT_EQ(sf_push(&a.s, &clip), 1);
-  words want = a.get();
+  ASSERT_EQ(sf_push(&a, &clip), 1);
+  words want = a.words();
   for (int i = 0; i < 400; ++i) {
     float x0 = cx(rng), y0 = cy(rng), x1 = i % 5 ? cx(rng) : x0, y1 = cy(rng);
     if (i % 4 == 0) x0 = std::floor(x0), y0 = std::floor(y0);  // weight-0 neighbours still blend
     const uint32_t color = rng();
     line_reference(want, 40, 30, x0, y0, x1, y1, color);
-    sf_line(&a.s, x0, y0, x1, y1, color);
-    sf_line(&b.s, x1, y1, x0, y0, color | 0xFF000000);  // the top byte plays no part
+    sf_line(&a, x0, y0, x1, y1, color);
+    sf_line(&b, x1, y1, x0, y0, color | 0xFF000000);  // the top byte plays no part
   }
-  EXPECT_EQ(a.get(), want);
-  EXPECT_EQ(b.get(), want);
-  sf_pop(&a.s);
+  EXPECT_EQ(a.words(), want);
+  EXPECT_EQ(b.words(), want);
+  sf_pop(&a);
   Surf one(3, 1, 1);  // only 4-byte surfaces are drawn on: nothing is written past this one
-  EXPECT_EQ(sf_line(&one.s, 0, 0, 2, 0, 0xFFFFFF), 1);
-  EXPECT_EQ(one.s.pixels[0], 0);
+  EXPECT_EQ(sf_line(&one, 0, 0, 2, 0, 0xFFFFFF), 1);
+  EXPECT_EQ(one.pixels[0], 0);
 }
 
 // One mask byte before smoothing, as defined.
@@ -102,17 +91,14 @@ uint8_t ring_byte(float d, float radius, float inner) {
   return uint8_t(uint32_t(double(float(1.0 - (e - 0.005))) * 255.0));
 }
 
-TEST(Ring, BandsSizesSmoothingAndSymmetry) {
-  const float bands[][4] = {{10, 10, -2, 0}, {9.5f, 10, -2, 127}, {9, 10, -2, 255}, {6.9f, 10, 7, 0},
-                            {7.25f, 10, 7, 64}, {8.5f, 10, 7, 255}, {9.75f, 10, 7, 64}, {10.1f, 10, 7, 0}};
-  for (const auto& b : bands) EXPECT_EQ(ring_byte(b[0], b[1], b[2]), b[3]) << b[0] << " " << b[2];
+TEST(Ring, SizesBandsAndSmoothing) {
   struct Ring { float radius, thickness; int size; };
   std::vector<Ring> rings = {{10, 0, 22}, {10, -4, 22}, {10, 3, 22}, {0, 0, 2}, {2.5f, 0, 7}, {7.3f, 1.5f, 16}, {-0.75f, 0, 0}};
   for (int radius = 1; radius <= 24; ++radius)
     for (float thickness : {0.0f, 1.0f, 2.5f, 5.0f}) rings.push_back({float(radius), thickness, 2 * radius + 2});
   for (const auto& r : rings) {
     SCOPED_TRACE(testing::Message() << "radius " << r.radius << ", thickness " << r.thickness);
-    sf_surface m;
+    Surf m;
     ASSERT_EQ(sf_render_ring(&m, r.radius, r.thickness), 1);
     ASSERT_EQ(std::make_tuple(m.width, m.height, m.bytes_per_pixel), std::make_tuple(r.size, r.size, 1));
     Surf want(r.size, r.size, 1);
@@ -120,18 +106,9 @@ TEST(Ring, BandsSizesSmoothingAndSymmetry) {
     const int n = r.size, c = n / 2;
     for (int y = 0; y < n; ++y)
       for (int x = 0; x < n; ++x)
-        want.s.pixels[y * n + x] = ring_byte(float(std::sqrt(double((x - c) * (x - c) + (y - c) * (y - c)))), r.radius, inner);
-    if (n) {
-      sf_smooth(&want.s);
-      sf_strip(&want.s);
-      EXPECT_EQ(std::memcmp(m.pixels, want.s.pixels, size_t(n) * n), 0);
-      EXPECT_EQ(std::memcmp(m.strip, want.s.strip, size_t(n) * n), 0);
-    }
-    // A whole radius gives a mask that is its own mirror image both ways.
-    for (int y = 0; r.radius == std::floor(r.radius) && y < n; ++y)
-      for (int x = 0; x < n; ++x)
-        ASSERT_TRUE(m.pixels[y * n + x] == m.pixels[y * n + n - 1 - x] && m.pixels[y * n + x] == m.pixels[(n - 1 - y) * n + x]) << x << "," << y;
-    sf_release(&m);
+        want.pixels[y * n + x] = ring_byte(float(std::sqrt(double((x - c) * (x - c) + (y - c) * (y - c)))), r.radius, inner);
+    sf_smooth(&want), sf_strip(&want);  // the mask, and with it its symmetry, and its skip table
+    EXPECT_TRUE(m.bytes() == want.bytes() && (!n || std::memcmp(m.strip, want.strip, size_t(n) * n) == 0));
   }
 }
 
@@ -144,11 +121,8 @@ TEST(Ring, FailuresAreTraced) {
       {10, 0, ring}, {NAN, -1, ring}, {-3, -1, ring}, {1e9f, -1, ring}, {4, 1, "strip.cpp:N:\t\tsf_strip: malloc\nstrip.cpp:N:\tsf_strip.\n"}};
   for (const auto& c : cases) {
     sf_surface m;
-    qtest::Stdout out;
-    qtest::fail_after(c.fail);
-    EXPECT_EQ(sf_render_ring(&m, c.radius, 0), c.fail == 1);
-    qtest::fail_after(-1);
-    EXPECT_EQ(qtest::trace_shape(out.text()), c.trace) << c.radius;
+    std::memset(&m, 0xAB, sizeof m);  // a failure leaves a zero record
+    EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(sf_render_ring(&m, c.radius, 0), c.fail == 1); }, c.fail), c.trace) << c.radius;
     EXPECT_TRUE(c.fail == 1 ? m.pixels && !m.strip : !m.pixels) << c.radius;
     if (c.fail == 1) sf_release(&m);
   }
@@ -163,8 +137,9 @@ TEST(Frame, EveryInsetRunsTheFourPassesOfTheTable) {
       {{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}, 3}, {{INT32_MIN, -5, INT32_MAX, INT32_MAX}, INT32_MAX},
   };
   for (const auto& c : cases) {
-    Surf a(10, 8, 4, bg);
-    words want = a.get();
+    Surf a(10, 8, 4);
+    a.paint(bg);
+    words want = a.words();
     // Each pass of the table blends its rectangle, if it isn't inverted, over what the earlier
     // passes left. On a 10 × 8 surface only the first and the last 40 insets can reach it.
     const int64_t L = c.r.left, T = c.r.top, R = c.r.right, B = c.r.bottom, n = std::max(c.thickness, 0);
@@ -182,15 +157,10 @@ TEST(Frame, EveryInsetRunsTheFourPassesOfTheTable) {
     passes(tl, [&](int64_t i) { return r4{L + i, T + i, R - i - 1, T + i + 1}; });
     passes(br, [&](int64_t i) { return r4{R - i - 1, T + i, R - i, B - i}; });
     passes(br, [&](int64_t i) { return r4{L + i, B - i - 1, R - i - 1, B - i}; });
-    sf_frame(&a.s, &c.r, tl, br, c.thickness);
-    EXPECT_EQ(a.get(), want) << L << "," << T << "," << R << "," << B << " t " << c.thickness;
-    EXPECT_EQ(a.s.color, br);
+    sf_frame(&a, &c.r, tl, br, c.thickness);
+    EXPECT_EQ(a.words(), want) << L << "," << T << "," << R << "," << B << " t " << c.thickness;
+    EXPECT_EQ(a.color, br);
   }
-  // A rectangle of height 0 still gets its top edge: row 0 up to the last pixel.
-  Surf z(4, 2, 4, 0);
-  const sf_rect flat{0, 0, 3, 0};
-  sf_frame(&z.s, &flat, 0xFF0000FF, 0xFF00FF00, 2);
-  EXPECT_EQ(z.get(), (words{0xFF0000FF, 0xFF0000FF, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {
@@ -203,38 +173,39 @@ TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {
   for (int k = 0; k < 500; ++k) {
     const int W = 1 + rng() % 9, H = 1 + rng() % 9, bpp = k % 7 ? 1 : 4, hw = W / 2, hh = H / 2, fw = W - hw, fh = H - hh;
     Surf sh(W, H, bpp);
-    for (int i = 0; i < W * H * bpp; ++i) sh.s.pixels[i] = uint8_t(rng() % 3 == 0 ? 0 : rng() % 3 == 0 ? 255 : rng());
-    if (k % 2) sf_strip(&sh.s);
+    for (int i = 0; i < W * H * bpp; ++i) sh.pixels[i] = uint8_t(rng() % 3 == 0 ? 0 : rng() % 3 == 0 ? 255 : rng());
+    if (k % 2) sf_strip(&sh);
     const int L = int(rng() % 30) - 8, T = int(rng() % 24) - 8;  // a quarter of them exactly the shape's size
     const int R = L + W + (k % 4 ? int(rng() % 20) : 0), B = T + H + (k % 4 ? int(rng() % 16) : 0);
-    Surf a(24, 20, 4, 0x80808080 ^ rng()), b(24, 20);
-    b.set(a.get());
+    Surf a(24, 20, 4), b(24, 20, 4);
+    a.paint(0x80808080 ^ rng());
+    b.set(a.words());
     sf_rect clip{3, 2, 20, 17};
-    if (k % 3 == 0) sf_push(&a.s, &clip), sf_push(&b.s, &clip);
-    a.s.color = b.s.color = colors[k % 6];
+    if (k % 3 == 0) sf_push(&a, &clip), sf_push(&b, &clip);
+    a.color = b.color = colors[k % 6];
     const sf_rect r{L, T, R, B};
-    sf_shape(&a.s, &sh.s, &r);
-    auto part = [&](int l, int t, int rr, int bb, int x, int y) { const sf_rect s{l, t, rr, bb}; sf_blend(&b.s, &sh.s, &s, x, y, nullptr); };
+    sf_shape(&a, &sh, &r);
+    auto part = [&](int l, int t, int rr, int bb, int x, int y) { const sf_rect s{l, t, rr, bb}; sf_blend(&b, &sh, &s, x, y, nullptr); };
     part(0, 0, hw, hh, L, T), part(0, hh, hw, H, L, B - fh), part(hw, 0, W, hh, R - fw, T), part(hw, hh, W, H, R - fw, B - fh);
     for (int i = 0; i < B - T - H; ++i) part(0, hh, hw, hh + 1, L, T + hh + i), part(hw, hh, W, hh + 1, R - fw, T + hh + i);
     for (int i = 0; i < R - L - W; ++i) part(hw, 0, hw + 1, hh, L + hw + i, T), part(hw, hh, hw + 1, H, L + hw + i, B - fh);
-    const uint32_t c = b.s.color, p = sh.s.pixels[(hh * W + hw) * bpp];
-    b.s.color = (((p * (c >> 24)) >> 8) << 24) | (c & 0xFFFFFF);
+    const uint32_t c = b.color, p = sh.pixels[(hh * W + hw) * bpp];
+    b.color = (((p * (c >> 24)) >> 8) << 24) | (c & 0xFFFFFF);
     const sf_rect inside{L + hw, T + hh, R - fw, B - fh};
-    sf_fill(&b.s, &inside);
-    ASSERT_EQ(a.get(), b.get()) << k;
-    EXPECT_EQ(a.s.color, colors[k % 6]);
-    if (k % 3 == 0) sf_pop(&a.s), sf_pop(&b.s);
+    sf_fill(&b, &inside);
+    ASSERT_EQ(a.words(), b.words()) << k;
+    EXPECT_EQ(a.color, colors[k % 6]);
+    if (k % 3 == 0) sf_pop(&a), sf_pop(&b);
   }
   // On a huge rectangle only the inside reaches the surface, its alpha scaled by the centre's 128.
   sf_surface disc;
   ASSERT_EQ(sf_render_ring(&disc, 4, 0), 1);
   disc.pixels[5 * 10 + 5] = 128;
-  Surf d(40, 30);
-  d.s.color = 0xFF102030;
+  Surf d(40, 30, 4);
+  d.color = 0xFF102030;
   const sf_rect huge{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX};
-  sf_shape(&d.s, &disc, &huge);
-  EXPECT_TRUE(d.get() == words(40 * 30, over(0, 0x7F, 0x102030)) && d.s.color == 0xFF102030u);
+  sf_shape(&d, &disc, &huge);
+  EXPECT_TRUE(d.words() == words(40 * 30, over(0, 0x7F, 0x102030)) && d.color == 0xFF102030u);
   sf_release(&disc);
 }
 

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <tuple>
@@ -59,18 +58,13 @@ TEST(Gdi, HandlesOfDeletedObjectsAreRefused) {
   EXPECT_EQ(SelectObject(other, bitmap), nullptr);  // one DC at a time
   EXPECT_FALSE(DeleteObject(bitmap));               // still selected: refused
   EXPECT_TRUE(DeleteDC(dc) && GetObjectType(dc) == 0);
-  HDC fresh = CreateCompatibleDC(nullptr);
-  EXPECT_NE(fresh, dc);
-  EXPECT_EQ(GetObjectType(dc), 0u);  // a stale handle never reaches a newer object
-  EXPECT_FALSE(DeleteDC(dc));
+  HDC fresh = CreateCompatibleDC(nullptr);  // a stale handle never reaches a newer object
+  EXPECT_TRUE(fresh != dc && GetObjectType(dc) == 0 && !DeleteDC(dc));
   EXPECT_TRUE(DeleteObject(bitmap) && !DeleteObject(bitmap));
-  EXPECT_TRUE(DeleteObject(first));  // stock objects ignore deletion
-  EXPECT_EQ(GetObjectType(first), DWORD{OBJ_BITMAP});
-  DeleteDC(other);
-  DeleteDC(fresh);
+  EXPECT_TRUE(DeleteObject(first) && GetObjectType(first) == OBJ_BITMAP);  // stock objects ignore deletion
+  EXPECT_TRUE(DeleteDC(other) && DeleteDC(fresh));
   // DIB sections are top-down and 32-bit.
-  EXPECT_EQ(dib(4, 4), nullptr);
-  EXPECT_EQ(dib(4, -4, 24), nullptr);
+  EXPECT_TRUE(!dib(4, 4) && !dib(4, -4, 24));
   EXPECT_EQ(GetObjectType(nullptr) + GetObjectType(reinterpret_cast<HGDIOBJ>(uintptr_t{0x12345})), 0u);
 }
 
@@ -127,25 +121,19 @@ struct Windows : ::testing::Test {
 };
 
 TEST_F(Windows, MessagesOfCreationSizingAndDestruction) {
-  HWND hwnd = make_window(0);
-  ASSERT_NE(hwnd, nullptr);
-  EXPECT_EQ(seen, (std::vector<UINT>{WM_GETMINMAXINFO, WM_NCCREATE, WM_CREATE, WM_SIZE, WM_MOVE}));
-  seen.clear();
-  EXPECT_TRUE(MoveWindow(hwnd, 10, 20, 120, 90, TRUE));
-  EXPECT_EQ(seen, (std::vector<UINT>{WM_WINDOWPOSCHANGING, WM_GETMINMAXINFO, WM_WINDOWPOSCHANGED, WM_SIZE}));
-  seen.clear();
-  EXPECT_TRUE(MoveWindow(hwnd, 10, 20, 120, 90, TRUE));  // nothing changes: no size message
-  EXPECT_EQ(std::count(seen.begin(), seen.end(), WM_SIZE), 0);
+  using Seen = std::vector<UINT>;
+  auto messages = [](auto call) { seen.clear(); EXPECT_TRUE(call()); return seen; };
+  HWND hwnd = nullptr;
+  EXPECT_EQ(messages([&] { return hwnd = make_window(0); }), (Seen{WM_GETMINMAXINFO, WM_NCCREATE, WM_CREATE, WM_SIZE, WM_MOVE}));
+  EXPECT_EQ(messages([&] { return MoveWindow(hwnd, 10, 20, 120, 90, TRUE); }),
+            (Seen{WM_WINDOWPOSCHANGING, WM_GETMINMAXINFO, WM_WINDOWPOSCHANGED, WM_SIZE}));
+  const Seen same = messages([&] { return MoveWindow(hwnd, 10, 20, 120, 90, TRUE); });  // nothing changes: no size message
+  EXPECT_EQ(std::count(same.begin(), same.end(), WM_SIZE), 0);
   limit_size = true;  // the limits that WM_GETMINMAXINFO returns bound the size
-  MoveWindow(hwnd, 0, 0, 1000, 10, TRUE);
   RECT r{};
-  GetClientRect(hwnd, &r);
-  EXPECT_EQ(std::pair(r.right, r.bottom), std::pair(LONG{300}, LONG{40}));
-  seen.clear();
-  EXPECT_TRUE(DestroyWindow(hwnd));
-  EXPECT_EQ(seen, (std::vector<UINT>{WM_DESTROY, WM_NCDESTROY}));
-  EXPECT_FALSE(IsWindow(hwnd));
-  EXPECT_FALSE(DestroyWindow(hwnd));  // a dead handle is harmless
+  EXPECT_TRUE(MoveWindow(hwnd, 0, 0, 1000, 10, TRUE) && GetClientRect(hwnd, &r) && r.right == 300 && r.bottom == 40);
+  EXPECT_EQ(messages([&] { return DestroyWindow(hwnd); }), (Seen{WM_DESTROY, WM_NCDESTROY}));
+  EXPECT_FALSE(IsWindow(hwnd) || DestroyWindow(hwnd));  // a dead handle is harmless
 }
 
 TEST_F(Windows, LayeredUpdateModes) {
@@ -176,13 +164,10 @@ TEST_F(Windows, LayeredUpdateModes) {
   // The window took the size and place asked for, with the messages of a move.
   EXPECT_EQ(std::count(seen.begin(), seen.end(), WM_SIZE), 1);
   RECT r{};
-  GetWindowRect(hwnd, &r);
-  EXPECT_EQ(std::pair(r.left, r.right), std::pair(LONG{0}, LONG{2}));
+  EXPECT_TRUE(GetWindowRect(hwnd, &r) && r.left == 0 && r.right == 2);
   EXPECT_FALSE(UpdateLayeredWindow(hwnd, nullptr, &at, &size, source, &outside, 0, &blend, ULW_ALPHA));
-  DeleteDC(source);
-  DeleteObject(bitmap);
-  DestroyWindow(hwnd);
-  DestroyWindow(plain);
+  DeleteDC(source), DeleteObject(bitmap);
+  DestroyWindow(hwnd), DestroyWindow(plain);
   EXPECT_EQ(conn.display, nullptr);  // the last window closed the connection
 }
 

@@ -7,7 +7,6 @@
 
 #include <limits>
 
-#include "kernel_reference.h"
 #include "support.h"
 
 namespace {
@@ -16,15 +15,7 @@ using quelt::cpu_level;
 using ops = quelt::blend_ops;
 using Bytes = std::vector<uint8_t>;
 
-struct Surface {
-  sf_surface s{};
-  Surface(int32_t w, int32_t h, int32_t bpp) { EXPECT_EQ(sf_create(&s, w, h, bpp), 1); }
-  ~Surface() { sf_release(&s); }
-  Surface(const Surface&) = delete;
-  size_t size() const { return size_t(s.width) * s.height * s.bytes_per_pixel; }
-  Bytes bytes() const { return {s.pixels, s.pixels + size()}; }
-  void set(const Bytes& b) { std::memcpy(s.pixels, b.data(), size()); }
-};
+using Surface = qtest::Surf;
 
 // Noise; the extremes 0 and 255 among noise; short strokes on empty runs, some longer than 256
 // pixels (what glyphs and ring masks look like); flat stretches, where a filter gives the
@@ -41,7 +32,7 @@ void paint(uint8_t* p, size_t n, size_t bpp, int kind, std::mt19937& rng) {
     }
   }
 }
-void paint(Surface& t, int kind, std::mt19937& rng) { paint(t.s.pixels, t.size(), size_t(t.s.bytes_per_pixel), kind, rng); }
+void paint(Surface& t, int kind, std::mt19937& rng) { paint(t.pixels, t.size(), size_t(t.bytes_per_pixel), kind, rng); }
 
 const uint32_t colors[] = {0xFFFFFFFF, 0x80FFFFFF, 0x01FFFFFF, 0xFEFFFFFF, 0xFF102030, 0xFFFFFFFE,
                            0x7F80FF01, 0x00FFFFFF, 0x00123456, 0xFF000000, 0x40FF00FF};
@@ -54,6 +45,12 @@ std::vector<Level> levels(int first = 1) {
   for (int l = first; l < quelt::cpu_level_count; ++l)
     if (const quelt::level_fns* t = quelt::level_for(cpu_level(l))) out.push_back({quelt::cpu_level_name(cpu_level(l)), t});
   return out.push_back({"exported", nullptr}), out;
+}
+
+// The bytes that `scalar` leaves on t; t is then as it was, for the level under test.
+template <typename F> Bytes scalar_result(Surface& t, F scalar) {
+  const Bytes before = t.bytes(), want = (scalar(), t.bytes());
+  return t.set(before), want;
 }
 
 struct Kernel { const char* name; sf_blend_kernel ops::*pick; sf_blend_kernel exported; int32_t src_bpp; };
@@ -71,25 +68,18 @@ TEST(Levels, EveryLevelBlendsLikeTheScalarKernels) {
         const int32_t sw = 1 + rng() % (wide ? 700 : 90), sh = 1 + rng() % 5;
         const int32_t dw = flush ? sw : 1 + rng() % (wide ? 700 : 90), dh = 1 + rng() % 5;
         Surface src(sw, sh, k.src_bpp), dst(dw, dh, k.pick == &ops::blend_copy ? k.src_bpp : 4);
-        const int kind = rng() % 3;
-        paint(src, kind, rng), paint(dst, rng() % 2, rng);
-        dst.s.color = rng() % 4 == 0 ? rng() : colors[rng() % std::size(colors)];
+        paint(src, rng() % 3, rng), paint(dst, rng() % 2, rng);
+        dst.color = rng() % 4 == 0 ? rng() : colors[rng() % std::size(colors)];
         const int strip = rng() % 3;  // none, built from the pixels, arbitrary bytes
-        if (strip) ASSERT_EQ(sf_strip(&src.s), 1);
-        for (size_t i = 0; strip == 2 && i < size_t(sw) * sh; ++i) src.s.strip[i] = rng() % 4 ? 0 : rng() % 300;
+        if (strip) ASSERT_EQ(sf_strip(&src), 1);
+        for (size_t i = 0; strip == 2 && i < size_t(sw) * sh; ++i) src.strip[i] = rng() % 4 ? 0 : rng() % 300;
         // Rectangles of one size inside both; flush ones span whole rows of both surfaces.
         const int32_t w = flush ? sw : 1 + rng() % std::min(sw, dw), h = 1 + rng() % std::min(sh, dh);
         const int32_t sx = rng() % (sw - w + 1), sy = rng() % (sh - h + 1), dx = rng() % (dw - w + 1), dy = rng() % (dh - h + 1);
         const sf_rect sr{sx, sy, sx + w, sy + h}, dr{dx, dy, dx + w, dy + h};
-        const Bytes before = dst.bytes();
-        (quelt::blend::scalar_ops.*k.pick)(&dst.s, dr, &src.s, sr);
-        const Bytes want = dst.bytes();
-        dst.set(before);
-        (l.fns ? l.fns->blend.*k.pick : k.exported)(&dst.s, dr, &src.s, sr);
-        ASSERT_EQ(dst.bytes(), want) << l.name << " " << k.name << " round " << round << ": colour " << std::hex
-                                     << dst.s.color << std::dec << " content " << kind << " strip " << strip << " src "
-                                     << sw << "x" << sh << " dst " << dw << "x" << dh << " rect " << w << "x" << h
-                                     << " at src " << sx << "," << sy << " dst " << dx << "," << dy;
+        const Bytes want = scalar_result(dst, [&] { (quelt::blend::scalar_ops.*k.pick)(&dst, dr, &src, sr); });
+        (l.fns ? l.fns->blend.*k.pick : k.exported)(&dst, dr, &src, sr);
+        ASSERT_EQ(dst.bytes(), want) << l.name << " " << k.name << " round " << round;  // the rest follows from the seed
       }
     }
 }
@@ -101,13 +91,11 @@ TEST(Levels, OverlappingPixelsFollowTheWalkOrder) {
     for (int round = 0; round < 40; ++round) {
       Surface t(70, 6, 4);
       paint(t, noise, rng);
-      t.s.color = round % 2 ? 0xFFFFFFFF : 0x80402010;
+      t.color = round % 2 ? 0xFFFFFFFF : 0x80402010;
       const int32_t w = 20 + rng() % 40, x0 = rng() % (70 - w + 1), x1 = rng() % (70 - w + 1), y0 = rng() % 3, y1 = rng() % 3;
       const sf_rect a{x0, y0, x0 + w, y0 + 3}, b{x1, y1, x1 + w, y1 + 3};
-      const Bytes before = t.bytes();
-      (quelt::blend::scalar_ops.*k.pick)(&t.s, a, &t.s, b);
-      const Bytes want = t.bytes();
-      t.set(before), k.exported(&t.s, a, &t.s, b);
+      const Bytes want = scalar_result(t, [&] { (quelt::blend::scalar_ops.*k.pick)(&t, a, &t, b); });
+      k.exported(&t, a, &t, b);
       ASSERT_EQ(t.bytes(), want) << k.name << " round " << round;
     }
 }
@@ -121,18 +109,14 @@ TEST(Levels, EveryLevelFillsLikeTheScalarFill) {
       const int32_t sw = large ? 701 : 1 + rng() % (round % 5 ? 90 : 700), sh = large ? 401 : 1 + rng() % 5;
       Surface t(sw, sh, 4);
       paint(t, rng() % 2, rng);
-      t.s.color = large ? (round % 500 ? 0xFF000000 : 0x80000000) | (rng() & 0xFFFFFF) : rng() % 3 == 0 ? rng() | 0x01000000 : colors[rng() % 7];
+      t.color = large ? (round % 500 ? 0xFF000000 : 0x80000000) | (rng() & 0xFFFFFF) : rng() % 3 == 0 ? rng() | 0x01000000 : colors[rng() % 7];
       const bool whole = large || rng() % 4 == 0;
       const int32_t x0 = whole ? 0 : rng() % sw, x1 = whole ? sw : x0 + rng() % (sw - x0 + 1);
       const int32_t y0 = rng() % (large ? 8 : sh), y1 = large ? sh : y0 + rng() % (sh - y0 + 1);
       const sf_rect r{x0, y0, x1, y1};
-      const Bytes before = t.bytes();
-      quelt::blend::scalar_ops.fill(&t.s, r);
-      const Bytes want = t.bytes();
-      t.set(before);
-      l.fns ? l.fns->blend.fill(&t.s, r) : void(sf_fill(&t.s, &r));
-      ASSERT_EQ(t.bytes(), want) << l.name << " round " << round << " colour " << std::hex << t.s.color << std::dec
-                                 << " rect " << x0 << "," << y0 << "," << x1 << "," << y1 << " of " << sw << "x" << sh;
+      const Bytes want = scalar_result(t, [&] { quelt::blend::scalar_ops.fill(&t, r); });
+      l.fns ? l.fns->blend.fill(&t, r) : void(sf_fill(&t, &r));
+      ASSERT_EQ(t.bytes(), want) << l.name << " round " << round;
     }
   }
 }
@@ -157,14 +141,14 @@ TEST(Levels, EveryStripBuilderWritesTheScalarTable) {
     const int32_t bpp = round % 3 == 0 ? 1 : round % 3 == 1 ? 4 : 3, w = 1 + rng() % (round % 4 ? 70 : 900), h = 1 + rng() % 4;
     Surface t(w, h, bpp);
     paint(t, round % 3 == 2 ? rng() % 3 : sparse, rng);
-    for (size_t i = 0; round % 5 == 0 && i + 1 < t.size(); i += 1 + rng() % 40) t.s.pixels[i] = t.s.pixels[i] ? 0 : 1;
-    ASSERT_EQ(sf_strip(&t.s), 1);
-    quelt::strip::build_scalar(&t.s);
-    const Bytes want(t.s.strip, t.s.strip + size_t(w) * h);
+    for (size_t i = 0; round % 5 == 0 && i + 1 < t.size(); i += 1 + rng() % 40) t.pixels[i] = t.pixels[i] ? 0 : 1;
+    ASSERT_EQ(sf_strip(&t), 1);
+    quelt::strip::build_scalar(&t);
+    const Bytes want(t.strip, t.strip + size_t(w) * h);
     for (const Level& l : levels(0)) {
-      if (l.fns) l.fns->strip(&t.s);
-      else ASSERT_EQ(sf_strip(&t.s), 1);
-      ASSERT_EQ(Bytes(t.s.strip, t.s.strip + size_t(w) * h), want) << l.name << " round " << round << ": " << w << "x" << h << "x" << bpp;
+      if (l.fns) l.fns->strip(&t);
+      else ASSERT_EQ(sf_strip(&t), 1);
+      ASSERT_EQ(Bytes(t.strip, t.strip + size_t(w) * h), want) << l.name << " round " << round << ": " << w << "x" << h << "x" << bpp;
     }
   }
 }
@@ -183,6 +167,28 @@ std::vector<float> random_weights(int32_t n, std::mt19937& rng) {
   return w;
 }
 
+// sf_kernel written out plainly, channel by channel, with the bounds decision on every weight.
+std::vector<uint8_t> kernel_reference(const uint8_t* px, int32_t w, int32_t h, int32_t bpp, const float* k,
+                                      int32_t kw, int32_t kh) {
+  std::vector<uint8_t> out(px, px + size_t(w) * h * bpp);
+  double sum = 0;
+  for (int32_t i = 0; kw > 0 && kh > 0 && i < kw * kh; ++i) sum += k[i];
+  for (int32_t c = 0; c < bpp; ++c)
+    for (int32_t y = 0; y < h; ++y)
+      for (int32_t x = 0; x < w; ++x) {
+        double a = 0, b = 0;  // weighted pixels inside, weights outside
+        for (int32_t ky = 0; ky < kh; ++ky)
+          for (int32_t kx = 0; kx < kw; ++kx) {
+            const int32_t sx = x - kw / 2 + kx, sy = y - kh / 2 + ky;
+            if (sx >= 0 && sx < w && sy >= 0 && sy < h) a = a + double(k[ky * kw + kx]) * px[(size_t(sy) * w + sx) * bpp + c];
+            else b = b + k[ky * kw + kx];
+          }
+        const double v = std::abs((a / sum) * (b / (1 - b) + 1));  // NaN and sizes beyond 16 bits give 0
+        out[(size_t(y) * w + x) * bpp + c] = (a / sum) * (b / (1 - b) + 1) > 255 ? 255 : v < 32768 ? uint8_t(int16_t(v)) : 0;
+      }
+  return out;
+}
+
 TEST(KernelLevels, EveryLevelFiltersLikeThePlainLoop) {
   std::mt19937 rng(11);
   for (int round = 0; round < 400; ++round) {
@@ -191,13 +197,13 @@ TEST(KernelLevels, EveryLevelFiltersLikeThePlainLoop) {
     paint(s, rng() % 4 == 2 ? flat : rng() % 2, rng);
     const Bytes src = s.bytes();
     const std::vector<float> weights = random_weights(kw * kh, rng);
-    const Bytes want = qtest::kernel_reference(src.data(), w, h, bpp, weights.data(), kw, kh);
+    const Bytes want = kernel_reference(src.data(), w, h, bpp, weights.data(), kw, kh);
     quelt::kernel::job j{src.data(), nullptr, w, h, bpp, weights.data(), kw, kh, -(kw / 2), -(kh / 2), 0.0};
     for (float x : weights) j.sum += x;
     for (const Level& l : levels(0)) {
       Bytes out(src.size(), 0xA5);
       if (l.fns) j.dst = out.data(), quelt::kernel::filter(j, l.fns->kernel_interior);
-      else if (sf_kernel(&s.s, weights.data(), kw, kh)) out = s.bytes();
+      else if (sf_kernel(&s, weights.data(), kw, kh)) out = s.bytes();
       ASSERT_EQ(out, want) << l.name << " round " << round << ": " << w << "x" << h << "x" << bpp << " kernel " << kw << "x" << kh;
     }
   }
@@ -223,8 +229,8 @@ TEST(SmoothLevels, EveryLevelSmoothsLikeTheByteLoop) {
     }
     for (const Level& l : levels(0)) {
       s.set(src);
-      if (l.fns) l.fns->smooth(&s.s);
-      else ASSERT_EQ(sf_smooth(&s.s), 1);
+      if (l.fns) l.fns->smooth(&s);
+      else ASSERT_EQ(sf_smooth(&s), 1);
       ASSERT_EQ(s.bytes(), want) << l.name << " round " << round << ": " << w << "x" << h << "x" << bpp;
     }
   }

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs the built library into a scratch prefix, then builds and runs a small application
-# against it twice: through find_package(quelt) and through pkg-config.
+# against it twice (the C interface test): through find_package(quelt) and through pkg-config.
 set -eu
 build=$1
 src=$(cd "$(dirname "$0")" && pwd)
@@ -12,5 +12,5 @@ cmake -S "$src" -B "$prefix/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" > /
 cmake --build "$prefix/consumer" > /dev/null
 LD_LIBRARY_PATH="$libdir" "$prefix/consumer/consumer"
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
-cc -std=c11 "$src/main.c" $(pkg-config --cflags --libs quelt) -o "$prefix/with-pkg-config"
+cc -std=c11 "$src/../c_api.c" $(pkg-config --cflags --libs quelt) -o "$prefix/with-pkg-config"
 LD_LIBRARY_PATH="$libdir" "$prefix/with-pkg-config"

@@ -29,25 +29,21 @@ inline void expect_refused_without_pixels(sf_surface* bare, const char* font_pat
       {"sf_blend onto", [&] { return sf_blend(bare, &good, nullptr, 0, 0, nullptr); }, 0},
       {"sf_blend from", [&] { return sf_blend(&good, bare, nullptr, 0, 0, nullptr); }, 0},
       {"sf_blend_4b4b", [&] { sf_blend_4b4b(bare, r, &good, r); sf_blend_4b4b(&good, r, bare, r); return 0; }, 0},
-      {"sf_blend_4b1b", [&] { sf_blend_4b1b(bare, r, &ring, r); return 0; }, 0},
-      {"sf_blend_4b3b", [&] { sf_blend_4b3b(&good, r, bare, r); return 0; }, 0},
+      {"sf_blend_4b1b", [&] { sf_blend_4b1b(bare, r, &ring, r); return 0; }, 0}, {"sf_fill", [&] { return sf_fill(bare, nullptr); }, 0},
+      {"sf_blend_4b3b", [&] { sf_blend_4b3b(&good, r, bare, r); return 0; }, 0}, {"sf_strip", [&] { return sf_strip(bare); }, 0},
       {"sf_blend_copy", [&] { sf_blend_copy(bare, r, &good, r); sf_blend_copy(&good, r, bare, r); return 0; }, 0},
-      {"sf_fill", [&] { return sf_fill(bare, nullptr); }, 0},
       {"sf_frame", [&] { sf_frame(bare, &r, 0xFFFFFFFF, 0xFF000000, 2); return 0; }, 0},
       {"sf_shape", [&] { sf_shape(bare, &ring, &r); sf_shape(&good, bare, &r); return 0; }, 0},
-      {"sf_line", [&] { return sf_line(bare, 0, 0, 50, 20, 0xFFFFFF); }, 1},
+      {"sf_line", [&] { return sf_line(bare, 0, 0, 50, 20, 0xFFFFFF); }, 1}, {"sf_smooth", [&] { return sf_smooth(bare); }, 0},
       {"sf_face_string", [&] { sf_face_string(face, bare, text, 0, 10, 10); return 0; }, 0},
       {"sf_face_glyph", [&] { return sf_face_glyph(face, bare, 'H', 10, 10); }, 0},
-      {"sf_flip_vertical", [&] { sf_flip_vertical(bare, bare); return 0; }, 0},
-      {"sf_flip_horizontal", [&] { sf_flip_horizontal(bare, bare); return 0; }, 0},
+      {"sf_flips", [&] { sf_flip_vertical(bare, bare); sf_flip_horizontal(bare, bare); return 0; }, 0},
       {"sf_contrast", [&] { return sf_contrast(bare, 1, 1, 0); }, -255}, {"sf_threshold", [&] { return sf_threshold(bare); }, 1},
       {"sf_grayscale", [&] { return sf_grayscale(bare, 0); }, 1}, {"sf_negative", [&] { return sf_negative(bare); }, 1},
-      {"sf_adjust", [&] { return sf_adjust(bare, 1.0f, 1.0f, 0.0f); }, 1}, {"sf_smooth", [&] { return sf_smooth(bare); }, 0},
-      {"sf_kernel", [&] { return sf_kernel(bare, weights, 3, 1); }, 0}, {"sf_strip", [&] { return sf_strip(bare); }, 0},
-      {"sf_enlarge", [&] { return sf_enlarge(bare, 1, 1, 1, 1); }, 0},
+      {"sf_adjust", [&] { return sf_adjust(bare, 1.0f, 1.0f, 0.0f); }, 1}, {"sf_enlarge", [&] { return sf_enlarge(bare, 1, 1, 1, 1); }, 0},
+      {"sf_kernel", [&] { return sf_kernel(bare, weights, 3, 1); }, 0},
       {"sf_image_bmp_store", [&] { return sf_image_bmp_store(bare, bmp.c_str()); }, 0},
-      {"sf_image_png_store", [&] { return sf_image_png_store(bare, png.c_str()); }, 0},
-      {"sf_image_store", [&] { return sf_image_store(bare, png.c_str()); }, 0},
+      {"sf_image_png_store", [&] { return sf_image_png_store(bare, png.c_str()) + sf_image_store(bare, png.c_str()); }, 0},
       {"expand_2432", [&] { sf_image_bmp_expand_2432(bare, 255); sf_image_png_expand_2432(bare, 255); return 0; }, 0},
   };
   for (const Row& row : rows) {
@@ -62,8 +58,7 @@ inline void expect_refused_without_pixels(sf_surface* bare, const char* font_pat
     EXPECT_EQ(std::memcmp(&before, bare, sizeof before), 0) << row.name << " changed the record";
     EXPECT_EQ(std::memcmp(good_before, good.pixels, sizeof good_before), 0) << row.name << " drew";
   }
-  EXPECT_EQ(std::fopen(bmp.c_str(), "rb"), nullptr) << "a store made a file";
-  EXPECT_EQ(std::fopen(png.c_str(), "rb"), nullptr) << "a store made a file";
+  EXPECT_TRUE(!std::fopen(bmp.c_str(), "rb") && !std::fopen(png.c_str(), "rb")) << "a store made a file";
   sf_face_release(&face);
   sf_release(&ring);
   sf_release(&good);
