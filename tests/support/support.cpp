@@ -142,7 +142,20 @@ long peak_memory_kb() {
 }
 
 // A temporary file (binary on Windows too, so "\n" stays "\n"), removed when it is closed.
-Stdout::Stdout() : file_(std::tmpfile()) {
+namespace {
+// A file for the capture, deleted when closed. On Windows the runtime's tmpfile makes it in the
+// drive's root, where a user may not write: there it is made in the user's temporary folder.
+FILE* temporary() {
+#ifdef _WIN32
+  wchar_t dir[MAX_PATH], name[MAX_PATH];
+  return GetTempPathW(MAX_PATH, dir) && GetTempFileNameW(dir, L"qso", 0, name) ? _wfopen(name, L"w+bD") : nullptr;
+#else
+  return std::tmpfile();
+#endif
+}
+}  // namespace
+
+Stdout::Stdout() : file_(temporary()) {
   std::fflush(stdout);
   saved_ = dup(1);
   if (file_) dup2(fileno(file_), 1);
