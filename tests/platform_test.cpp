@@ -64,7 +64,7 @@ TEST(Gdi, HandlesOfDeletedObjectsAreRefused) {
   EXPECT_TRUE(DeleteObject(first) && GetObjectType(first) == OBJ_BITMAP);  // stock objects ignore deletion
   EXPECT_TRUE(DeleteDC(other) && DeleteDC(fresh));
   // DIB sections are top-down and 32-bit.
-  EXPECT_TRUE(!dib(4, 4) && !dib(4, -4, 24));
+  EXPECT_TRUE(!dib(4, 4) && !dib(4, 0) && !dib(4, -4, 24));
   EXPECT_EQ(GetObjectType(nullptr) + GetObjectType(reinterpret_cast<HGDIOBJ>(uintptr_t{0x12345})), 0u);
 }
 
