@@ -100,15 +100,21 @@ int main() {
   wl_registry* registry = wl_display_get_registry(display);
   wl_registry_add_listener(registry, &registry_listener, nullptr);
   wl_display_roundtrip(display);
-  auto end = [&](const char* why) {  // the compositor drops the devices with the connection
+  zwp_virtual_keyboard_v1* keyboard = nullptr;
+  zwlr_virtual_pointer_v1* pointer = nullptr;
+  zwp_input_method_v2* method = nullptr;
+  auto end = [&](const char* why) {
     if (why) std::fprintf(stderr, "wl_input: %s\n", why);
+    // The compositor drops the devices with the connection; their proxies are freed here.
+    for (void* p : std::initializer_list<void*>{keyboard, pointer, method, keyboards, pointers, methods, seat, registry})
+      if (p) wl_proxy_destroy(static_cast<wl_proxy*>(p));
     wl_display_disconnect(display);
     return why ? 1 : 0;
   };
   if (!seat || !keyboards || !pointers) return end("no virtual devices");
-  auto* keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(keyboards, seat);
-  auto* pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(pointers, seat);
-  auto* method = methods ? zwp_input_method_manager_v2_get_input_method(methods, seat) : nullptr;
+  keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(keyboards, seat);
+  pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(pointers, seat);
+  method = methods ? zwp_input_method_manager_v2_get_input_method(methods, seat) : nullptr;
   if (method) zwp_input_method_v2_add_listener(method, &method_listener, nullptr);
   if (!send_keymap(keyboard)) return end("no keymap");
   wl_display_roundtrip(display);
