@@ -17,6 +17,11 @@ int output_index(wl_output* output) {
   return -1;
 }
 
+// Without a viewport the buffer scale is a whole number: a fraction is rounded up.
+int buffer_scale(const Native* n, int scale) {
+  return n->viewport ? scale : (scale + kScaleUnit - 1) / kScaleUnit * kScaleUnit;
+}
+
 // The scale of a surface: the one the compositor prefers for it, else the largest of the outputs
 // it is on, else of all outputs; a whole number where no viewport shows fractions. A change
 // keeps the logical size, so the device size, the client size and the frame change with it.
@@ -27,7 +32,7 @@ void rescale(Wnd* w) {
     if (n->outputs & (1u << i)) scale = std::max(scale, output_scale(conn.outputs[i]));
   if (n->preferred > 0) scale = n->preferred;
   if (scale == 0) scale = largest_scale();
-  if (!n->viewport) scale = (scale + kScaleUnit - 1) / kScaleUnit * kScaleUnit;
+  scale = buffer_scale(n, scale);
   if (scale == n->scale) return;
   const HWND hwnd = w->handle;  // the messages below may destroy the window
   const int cw = w->cw * scale / n->scale, ch = w->ch * scale / n->scale;
@@ -196,8 +201,7 @@ bool make_surface(Wnd* w) {
     n->fraction = wp_fractional_scale_manager_v1_get_fractional_scale(conn.fractions, n->surface);
     if (n->fraction) wp_fractional_scale_v1_add_listener(n->fraction, &fraction_listener, w->handle);
   }
-  n->scale = largest_scale();
-  if (!n->viewport) n->scale = (n->scale + kScaleUnit - 1) / kScaleUnit * kScaleUnit;
+  n->scale = buffer_scale(n, largest_scale());
   // Until the compositor answers, a frame is expected where it offers to draw one.
   n->server_frame = conn.decorations && !conn.client_decorations;
   w->native = n;
