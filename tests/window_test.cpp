@@ -711,8 +711,8 @@ TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
   EXPECT_TRUE(host::pump_until([&] { return ctl_window_width(t.w) == 230 && t.s->width == 230; }));
 }
 
-// What a window asks of the compositor where the compositor shows no effect: libwayland writes
-// each request to standard error when WAYLAND_DEBUG is set as a connection opens. `body` runs in
+// What a window asks of the compositor, where the compositor gives no way to see the effect:
+// libwayland writes each request to standard error when WAYLAND_DEBUG is set as a connection opens. `body` runs in
 // a child process (only its connection writes), which exits with 0 when every request it waits
 // for (`asked`: a text, and how many times it must appear) was written.
 using Asked = std::function<bool(const std::string&, int)>;
