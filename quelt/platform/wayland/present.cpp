@@ -102,12 +102,11 @@ void wait_for_release(Native* n) {
 
 // The size of the window's buffers: a whole-number buffer scale needs whole logical pixels, a
 // viewport takes any size.
-bool buffer_fits(const Wnd* w, const Buffer& b, int* width, int* height) {
+void buffer_size(const Wnd* w, int* width, int* height) {
   const Native* n = native(w);
   const int s = n->viewport ? 1 : n->scale / kScaleUnit;
   *width = std::max(1, (outer_width(w) + s - 1) / s * s);
   *height = std::max(1, (outer_height(w) + s - 1) / s * s);
-  return b.width == *width && b.height == *height;
 }
 
 // The compose buffer of the window's current size, up to date with the newest buffer; -1 when
@@ -115,11 +114,12 @@ bool buffer_fits(const Wnd* w, const Buffer& b, int* width, int* height) {
 int compose_buffer(Wnd* w) {
   Native* n = native(w);
   int width = 0, height = 0;
+  buffer_size(w, &width, &height);
   if (n->compose >= 0) {
-    if (buffer_fits(w, n->buffers[n->compose], &width, &height)) return n->compose;
+    const Buffer& b = n->buffers[n->compose];
+    if (b.width == width && b.height == height) return n->compose;
     n->compose = -1;
   }
-  buffer_fits(w, Buffer{}, &width, &height);
   int pick = -1;
   for (int pass = 0; pass < 2 && pick < 0; ++pass) {
     for (int i = 0; i < kBuffers && pick < 0; ++i) {
@@ -196,7 +196,8 @@ void commit_if_ready(Wnd* w) {
   Buffer& b = n->buffers[n->compose];
   // One of a size the window had before a change of scale waits for the paint of the new size.
   int width = 0, height = 0;
-  if (!buffer_fits(w, b, &width, &height)) return;
+  buffer_size(w, &width, &height);
+  if (b.width != width || b.height != height) return;
   wl_surface_attach(n->surface, b.buffer, 0, 0);
   if (n->viewport)
     wp_viewport_set_destination(n->viewport, unscaled(b.width, n->scale), unscaled(b.height, n->scale));
