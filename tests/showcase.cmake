@@ -1,7 +1,5 @@
-# The showcase suite runs the built quelt-showcase under the test display, reads its screenshots
-# and settings, and drives it through XTest. It shares the showcase's layout header. Given the
-# Windows build's quelt-showcase.exe in QUELT_WINDOWS_SHOWCASE when it runs, it compares that
-# program's screenshot under Wine (through scripts/lib/wine-run) with its own.
+# The showcase suite runs the built quelt-showcase on the test display and reads its screenshots,
+# and those of the Windows build's quelt-showcase.exe under Wine when QUELT_WINDOWS_SHOWCASE names it.
 if(QUELT_EXAMPLES AND NOT WIN32)
   pkg_check_modules(QUELT_TEST_SHOWCASE REQUIRED IMPORTED_TARGET x11 xtst)
   target_link_libraries(showcase_test PRIVATE PkgConfig::QUELT_TEST_SHOWCASE)
