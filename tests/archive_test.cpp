@@ -73,7 +73,7 @@ const std::string kExample = "[a]\0\0\0\0\0\x02\0\0\0hi[g:]\0\0\0\0\0\0\0\0[b]\0
 TEST(Archive, WorkedExampleByteForByte) {
   qtest::TempDir dir;
   const std::string path = dir.path("x");
-  Arch x;
+  const Arch x;
   x.build("a g{ b } abcdef");
   ASSERT_TRUE(arch_data(x.a, "!", 1) && arch_first(x.a, "a") && arch_data(x.a, "hi", 2) && arch_store(x.a, path.c_str()));
   ASSERT_EQ(slurp(path), kExample);
@@ -102,15 +102,12 @@ TEST(Archive, WorkedExampleByteForByte) {
 
 TEST(Archive, LoadEndsOnAnyInputAndCrossesTheReadersWindow) {
   qtest::TempDir dir;
-  const std::string a = pad("[a]") + le32(1) + "A", path = dir.path("f");
-  const std::string bad = pair("archfile.cpp", "arch_load");
+  const std::string a = pad("[a]") + le32(1) + "A", path = dir.path("f"), bad = pair("archfile.cpp", "arch_load");
   const struct { std::string bytes; int result; const char* tags; std::string trace; } cases[] = {
-      {"", 1, "", ""},
-      {"[a]", 1, "", ""},
+      {"", 1, "", ""}, {"[a]", 1, "", ""},
       {a + std::string(8, '\0') + pad("[b]") + le32(0), 1, "[a]", ""},  // a zero where a tag begins
       {a + pad("[" + std::string(54, 'n') + "]") + le32(0), 1, "[a]", ""},  // a tag of 56 characters
-      {a + pad("[]") + le32(0), 0, "[a]", bad},
-      {a + pad("[b") + le32(0), 0, "[a]", bad},
+      {a + pad("[]") + le32(0), 0, "[a]", bad}, {a + pad("[b") + le32(0), 0, "[a]", bad},
       {a + pad("[b]") + "\1\0"s, 0, "[a]", pair("archfile.cpp", "arch_load", "fread")},
       {a + pad("[b]") + le32(0xFFFFFFF4u) + a, 0, "[a]", bad},  // would seek back into a loop
       {pad("[b:]") + le32(1000) + "xyz", 1, "[b:]", ""},
@@ -132,11 +129,9 @@ TEST(Archive, LoadEndsOnAnyInputAndCrossesTheReadersWindow) {
   EXPECT_EQ(traced([&] { EXPECT_EQ(arch_lock(x.a, nullptr, nullptr), 0); }), pair("archfile.cpp", "arch_fetch") + pair("arch.cpp", "arch_lock"));
   // A file that is gone: nothing loads, and arch_ff leaves the caller's pointer as it was.
   arch_archive* out = x.a;
-  EXPECT_EQ(traced([&] { EXPECT_EQ(arch_ff(&out, dir.path("no/such").c_str()), 0); }),
-            pair("archfile.cpp", "arch_load", "fopen") + pair("arch.cpp", "arch_ff"));
+  EXPECT_EQ(traced([&] { EXPECT_EQ(arch_ff(&out, dir.path("no/such").c_str()), 0); }), pair("archfile.cpp", "arch_load", "fopen") + pair("arch.cpp", "arch_ff"));
   EXPECT_EQ(out, x.a);
-  spill(path, kExample);  // loading one path twice gives every entry twice
-  arch_unload(x.a);
+  spill(path, kExample), arch_unload(x.a);  // loading one path twice gives every entry twice
   ASSERT_TRUE(arch_load(x.a, path.c_str()) && arch_load(x.a, path.c_str()));
   EXPECT_EQ(tags(x.a), "[a] [g:] [b] [g.] [abcdef] [a] [g:] [b] [g.] [abcdef]");
   // Payloads short and long around the reader's 64 KiB window: tags that straddle its edge,
@@ -199,11 +194,10 @@ TEST(Archive, StoreRefusesNamesThatWouldNotReadBack) {
   }
 }
 
-// Plays calls on a tree, one word each, and gives their results as digits, what they printed,
-// the tags, the cursor and the base, and those of the levels entered. Words: "p:n" post, "t:n"
-// touch, "f" or "f:n" first, "n" or "n:x" next, "e" enter, "l" leave, "h" home, "c" crap,
-// "d:s" data (a string), "r" read (the string read follows the digit), "k" lock, "u" unlock,
-// "g" hang, "m" modified.
+// Plays calls on a tree, one word each: "p:n" post, "t:n" touch, "f" or "f:n" first, "n" or "n:x"
+// next, "e" enter, "l" leave, "h" home, "c" crap, "d:s" data, "r" read, "k" lock, "u" unlock, "g"
+// hang, "m" modified. Gives their results as digits (each read's string after its digit), what they
+// printed, the tags, the cursor and base, and those of the levels entered.
 std::string play(const std::string& tree, const std::string& script) {
   Arch x;
   x.build(tree);
@@ -230,8 +224,7 @@ std::string play(const std::string& tree, const std::string& script) {
 }
 
 TEST(Archive, CursorAndRecordScripts) {
-  const std::string t = "a g{ b h{ } } c";  // [a] [g:] [b] [h:] [h.] [g.] [c]
-  const std::string all = " [a] [g:] [b] [h:] [h.] [g.] [c]";
+  const std::string t = "a g{ b h{ } } c", all = " [a] [g:] [b] [h:] [h.] [g.] [c]";
   const struct { std::string tree, script, want; } cases[] = {
       {t, "f:c f f:b h", "1101" + all + " @0/0"},  // first searches the level only
       {t, "f:g n n:c n", "1100" + all + " @7/0"},
@@ -262,18 +255,17 @@ TEST(Archive, DumpLines) {
   EXPECT_NE(out.find("\n" + std::string(31, ' ') + "[d:] (size: 0)\n[d:] (size: 0)\n[d.]\n" + std::string(31, ' ') + "[d.]\n"), std::string::npos);
 }
 
-// One allocation fails: the exact trace, and the archive stays whole, balanced and in step (a
-// record that cannot shrink keeps its block); a record that fails to start is left null, or
-// partly built for the caller to release, and arch_ff leaves the caller's pointer as it was.
+// One allocation fails: the exact trace, and the archive stays whole, balanced and in step (a record
+// that cannot shrink keeps its block); a record that fails to start is left null, or partly built
+// for the caller to release, and arch_ff leaves the caller's pointer as it was.
 TEST(Archive, FailedAllocations) {
   const std::string grow = pair("vector.cpp", "vect_size", "malloc") + pair("vector.cpp", "vect_alloc");
-  std::string p32;
+  std::string p32;  // 32 entries: the directory's first block full
   for (int i = 0; i < 32; ++i) p32 += "p ";
   const struct { std::string tree; long before; std::function<int(arch_archive*)> op; int result; std::string trace; } cases[] = {
       {p32, 0, [](arch_archive* a) { return arch_touch(a, "n"); }, 0, grow + pair("vector.cpp", "vect_insert") + pair("arch.cpp", "arch_post") + pair("arch.cpp", "arch_touch")},
       {"g{ }", 1, [](arch_archive* a) { return arch_enter(a); }, 0, grow + pair("vector.cpp", "vect_push") + pair("arch.cpp", "arch_enter")},
-      {p32 + "q", 0, [](arch_archive* a) { return arch_first(a, "q") && arch_crap(a); }, 1,
-       "crap: q\n" + pair("vector.cpp", "vect_size", "malloc") + pair("vector.cpp", "vect_free") + pair("vector.cpp", "vect_erase")},
+      {p32 + "q", 0, [](arch_archive* a) { return arch_first(a, "q") && arch_crap(a); }, 1, "crap: q\n" + pair("vector.cpp", "vect_size", "malloc") + pair("vector.cpp", "vect_free") + pair("vector.cpp", "vect_erase")},
   };
   for (const auto& c : cases) {
     Arch x, want;

@@ -31,8 +31,7 @@ bool zeroed(const sf_surface& s) {
   return !s.width && !s.height && !s.bytes_per_pixel && !s.pixels && !s.strip && !s.color && !s.clip && !s.clip_stack && !s.anchor_x && !s.anchor_y;
 }
 
-// A BMP file of the test picture. A negative height stores it top-down; `gap` bytes lie
-// between the headers and the pixels.
+// A BMP file of the test picture, top-down for a negative height, `gap` bytes before the pixels.
 Bytes make_bmp(int32_t w, int32_t h, int bits, uint32_t gap = 0, uint32_t info = 40) {
   const int rows = h < 0 ? -h : h, bpp = bits / 8, row = bits == 32 ? 4 * w : (3 * w + 3) & ~3;
   Bytes f(14 + info + gap + size_t(row) * rows, 0xEE);
@@ -76,8 +75,7 @@ std::string fail(const std::string& file, const std::string& func, const char* w
   return (what ? file + ":N:\t\t" + func + ": " + what + "\n" : "") + file + ":N:\t" + func + ".\n";
 }
 
-// Detection reads the first four bytes or the last four characters; load follows the content,
-// store the name.
+// Detection reads the first four bytes or the last four characters; load follows the content, store the name.
 TEST(ImageFormat, DetectionAndDispatch) {
   qtest::TempDir dir;
   const std::string f = dir.path("f");
@@ -88,10 +86,8 @@ TEST(ImageFormat, DetectionAndDispatch) {
   for (const auto& c : cases) {
     int32_t format = 99;
     if (c.content) qtest::spill(f, c.input);
-    const std::string trace = c.content ? traced([&] { return sf_image_determinate_format(f.c_str(), &format); }, c.format >= 0)
-                                        : traced([&] { return sf_image_determinate_format_by_extension(c.input.c_str(), &format); }, c.format >= 0);
-    EXPECT_EQ(trace, c.format >= 0 ? "" : c.content ? fail("image.cpp", "sf_image_determinate_format", "fread")
-                                                    : fail("image.cpp", "sf_image_determinate_format_by_extension", "")) << c.input;
+    const std::string trace = traced([&] { return c.content ? sf_image_determinate_format(f.c_str(), &format) : sf_image_determinate_format_by_extension(c.input.c_str(), &format); }, c.format >= 0);
+    EXPECT_EQ(trace, c.format < 0 ? c.content ? fail("image.cpp", "sf_image_determinate_format", "fread") : fail("image.cpp", "sf_image_determinate_format_by_extension", "") : "") << c.input;
     EXPECT_EQ(format, c.format >= 0 ? c.format : 99) << c.input;
   }
   const std::string none = dir.path("none");
@@ -110,9 +106,8 @@ TEST(ImageFormat, DetectionAndDispatch) {
   EXPECT_TRUE(sf_image_determinate_format(dir.path("x.BMP").c_str(), &bmp) && sf_image_determinate_format(dir.path("x.pNg").c_str(), &png) && bmp == 1 && png == 2);
 }
 
-// Every width from 1 to 5 (each 24-bit row padding), both depths, both row orders, short and
-// tall, with and without a gap before the pixels: load gives the picture top row first, and
-// read gives the rows in file order.
+// Every 24-bit row padding, both depths and row orders, short and tall, with and without a gap
+// before the pixels: load gives the picture top row first, read the rows in file order.
 TEST(ImageBmp, ReadsEveryLayout) {
   qtest::TempDir dir;
   const std::string f = dir.path("f.bmp");
@@ -133,8 +128,7 @@ TEST(ImageBmp, ReadsEveryLayout) {
         }
 }
 
-// Stored files are top-down and 32-bit, load back unchanged, and come only from a 4-byte surface
-// with pixels.
+// Stored files are top-down and 32-bit, load back unchanged, and come only from 4-byte pixels.
 TEST(ImageBmp, StoresTopDownFilesThatLoadBackUnchanged) {
   qtest::TempDir dir;
   const Bytes pixels = picture(5, 3, true);
@@ -179,13 +173,11 @@ TEST(ImagePng, ReadsEveryEightBitColourType) {
     }
 }
 
-// Files either reader refuses: the exact trace, and whether the surface passed in was released
-// (a PNG refused before its surface is made leaves a live one untouched; one made and then
-// refused is released, from a zero record since the new one replaces the old unreleased).
+// Files either reader refuses: the exact trace, and whether the surface passed in was released (a
+// PNG refused before its surface is made leaves a live one untouched; one refused after is released).
 TEST(ImageFiles, RefusesBadFilesCleanly) {
   const std::string exit = fail("image_bmp.cpp", "sf_image_bmp_read"), fread = fail("image_bmp.cpp", "sf_image_bmp_read", "fread");
-  const std::string depth = fail("image_png.cpp", "sf_image_png_read", "invalid bit depth");
-  const std::string jump = fail("image_png.cpp", "sf_image_png_read", "png_jmpbuf");
+  const std::string depth = fail("image_png.cpp", "sf_image_png_read", "invalid bit depth"), jump = fail("image_png.cpp", "sf_image_png_read", "png_jmpbuf");
   const Bytes bmp24 = make_bmp(2, 2, 24), bmp32 = make_bmp(2, 2, 32);
   auto with = [](Bytes b, std::initializer_list<std::pair<size_t, uint32_t>> fields) { for (auto [at, v] : fields) put32(b, at, v); return b; };
   // Random pixels: hardly compressible, so that half the file cuts the image data.
@@ -199,34 +191,24 @@ TEST(ImageFiles, RefusesBadFilesCleanly) {
     Bytes b = with(good, {{16, __builtin_bswap32(side)}, {20, __builtin_bswap32(side)}});
     return put32(b, 29, __builtin_bswap32(uint32_t(crc32(0, b.data() + 12, 17)))), b;
   };
-  // 20000 × 20000 pixels with a 2 MB private chunk before a few KiB of image data: the image
-  // data, not the file, is what must hold the pixels.
+  // 20000 × 20000 pixels, a 2 MB private chunk, a few KiB of image data: too little for the pixels.
   Bytes padded = sized(20000), big(2000000 + 12, 0);
   put32(big, 0, __builtin_bswap32(2000000)), std::memcpy(&big[4], "prVt", 4);
   put32(big, 2000008, __builtin_bswap32(uint32_t(crc32(0, big.data() + 4, 2000004))));
   padded.insert(padded.begin() + 33, big.begin(), big.end());
   const struct { const char* name; Bytes file; std::string trace; bool released; } cases[] = {
-      {"124-byte header", make_bmp(2, 2, 32, 0, 124), exit, true},
-      {"8 bits", make_bmp(8, 2, 8), exit, true},
-      {"signature", signature, exit, true},
-      {"width 0", with(bmp24, {{18, 0}}), exit, true},
-      {"negative width", with(bmp24, {{18, uint32_t(-3)}}), exit, true},
-      {"height 0", with(bmp24, {{22, 0}}), exit, true},
-      {"smallest height", with(bmp24, {{22, 0x80000000}}), exit, true},
+      {"124-byte header", make_bmp(2, 2, 32, 0, 124), exit, true}, {"8 bits", make_bmp(8, 2, 8), exit, true}, {"signature", signature, exit, true},
+      {"width 0", with(bmp24, {{18, 0}}), exit, true}, {"negative width", with(bmp24, {{18, uint32_t(-3)}}), exit, true},
+      {"height 0", with(bmp24, {{22, 0}}), exit, true}, {"smallest height", with(bmp24, {{22, 0x80000000}}), exit, true},
       {"overflowing product", with(bmp32, {{18, 0x7FFFFFFF}}), exit, true},
       {"product past 64 bits", with(bmp24, {{18, 0x5FFFFF04}, {22, 0x71010040}}), exit, true},  // × 4 bytes
-      {"offset past the end", with(bmp32, {{10, 1000}}), fread, true},
-      {"raster cut short", Bytes(bmp32.begin(), bmp32.end() - 1), fread, true},
+      {"offset past the end", with(bmp32, {{10, 1000}}), fread, true}, {"raster cut short", Bytes(bmp32.begin(), bmp32.end() - 1), fread, true},
       {"raster the file lacks", with(bmp24, {{18, 5000}, {22, 5000}}), fread, true},
       {"header cut short", Bytes(bmp32.begin(), bmp32.begin() + 30), fread, false},
-      {"16 bits", make_png(4, 4, PNG_COLOR_TYPE_GRAY, 16, Bytes(32)), depth, false},
-      {"4 bits", make_png(4, 4, PNG_COLOR_TYPE_PALETTE, 4, Bytes(8)), depth, false},
-      {"damaged header", header, jump, false},
-      {"more pixels than the file can hold", sized(5000), jump, false},
-      {"huge text chunk", text, jump, false},
-      {"few image data behind a large chunk", padded, jump, false},
+      {"16 bits", make_png(4, 4, PNG_COLOR_TYPE_GRAY, 16, Bytes(32)), depth, false}, {"4 bits", make_png(4, 4, PNG_COLOR_TYPE_PALETTE, 4, Bytes(8)), depth, false},
+      {"damaged header", header, jump, false}, {"more pixels than the file can hold", sized(5000), jump, false}, {"huge text chunk", text, jump, false},
+      {"few image data behind a large chunk", padded, jump, false}, {"bad signature", Bytes{0x89, 'P', 'N', 'G', 0, 0, 0, 0, 1, 2, 3}, jump, false},
       {"cut in the image data", Bytes(good.begin(), good.begin() + long(good.size()) / 2), jump, true},
-      {"bad signature", Bytes{0x89, 'P', 'N', 'G', 0, 0, 0, 0, 1, 2, 3}, jump, false},
   };
   const long peak_before = qtest::peak_memory_kb();
   qtest::TempDir dir;
@@ -242,8 +224,7 @@ TEST(ImageFiles, RefusesBadFilesCleanly) {
   EXPECT_LT(qtest::peak_memory_kb() - peak_before, 256 * 1024);  // no buffer sized by what a file announces
 }
 
-// 1-, 3- and 4-byte surfaces stored as grey, RGB and RGBA files, checked by libpng's own
-// reader and loaded back.
+// 1-, 3- and 4-byte surfaces stored as grey, RGB and RGBA files, read by libpng and loaded back.
 TEST(ImagePng, StoresSurfacesThatReadBack) {
   const struct { int32_t bpp; png_uint_32 file_format, read_as; } cases[] = {
       {1, PNG_FORMAT_GRAY, PNG_FORMAT_GRAY}, {3, PNG_FORMAT_RGB, PNG_FORMAT_BGR}, {4, PNG_FORMAT_RGBA, PNG_FORMAT_BGRA}};

@@ -15,8 +15,7 @@
 
 #include "support.h"
 
-// The library's calls into FreeType, counted on their way through; not on Windows, where quelt.dll
-// holds FreeType itself and its calls never pass through the test program.
+// The library's calls into FreeType, counted on their way through (not on Windows, where quelt.dll holds FreeType).
 static long load_calls = 0, index_calls = 0;
 #ifdef _WIN32
 constexpr bool counted = false;
@@ -70,8 +69,8 @@ struct Reference {
   }
 };
 
-// A string drawn glyph by glyph with sf_face_glyph, moving the pen by hand: what sf_face_string
-// must give. Kerning comes from FreeType directly; `count` limits the glyphs drawn.
+// What sf_face_string must draw: its first `count` glyphs one by one along a pen moved by hand,
+// kerned by FreeType directly.
 void compose(Face& face, Reference* ref, sf_surface* s, const std::u16string& text, int x, int y, size_t count = 99) {
   for (size_t i = 0; i < text.size() && i < count; ++i) {
     if (ref && i) x += ref->kerning(text[i - 1], text[i]);
@@ -80,8 +79,8 @@ void compose(Face& face, Reference* ref, sf_surface* s, const std::u16string& te
   }
 }
 
-// A new face shares the process's FreeType, has nothing cached and no flags set, and takes its
-// size in points at 96 dpi; release empties the pointer and takes a null one.
+// A new face shares the process's FreeType, caches nothing, sets no flag and takes points at 96
+// dpi; release empties the pointer and takes a null one.
 TEST(Face, CreateAndRelease) {
   qtest::Stdout out;
   Face a(sans, 12), b(mono_font, 10);
@@ -96,8 +95,7 @@ TEST(Face, CreateAndRelease) {
   sf_face_release(&a.f), sf_face_release(nullptr);
 }
 
-// Every traced refusal of the text calls (the call, the allocation made to fail, the trace), and
-// glyphs too large to render.
+// Every traced refusal of the text calls (the call, the allocation made to fail, the trace), and glyphs too large to render.
 TEST(Face, RefusalsAreTraced) {
   qtest::TempDir dir;
   const std::string whole = qtest::slurp(sans);
@@ -109,13 +107,11 @@ TEST(Face, RefusalsAreTraced) {
       // The record is allocated, FreeType's first block is not; a failed start is tried again.
       {"first start", create(sans, 12), 1, fail_lines("face.cpp", "sf_face_create", "FT_Init_FreeType")},
       {"record", create(sans, 12), 0, fail_lines("face.cpp", "sf_face_create", "malloc")},
-      {"missing", create(dir.path("missing.ttf"), 12), -1, opened},
-      {"empty", create(dir.path("empty"), 12), -1, opened},
+      {"missing", create(dir.path("missing.ttf"), 12), -1, opened}, {"empty", create(dir.path("empty"), 12), -1, opened},
       {"half", create(dir.path("half"), 12), -1, opened},
       {"size", create(sans, 100000), -1, fail_lines("face.cpp", "sf_face_create", "FT_Set_Char_Size")},  // past 65535 pixels
       {"strikes", [&] { return sf_face_create(&gray, QUELT_TEST_DATA "/gray2.ttf", 12) - 1; }, -1, "face_create(): available sizes(1): 12.\n"},
-      {"2-bit", [&] { return sf_face_check(gray, 'A'); }, -1, unsupported},
-      {"not cached", [&] { return sf_face_check(gray, 'A'); }, -1, unsupported},
+      {"2-bit", [&] { return sf_face_check(gray, 'A'); }, -1, unsupported}, {"not cached", [&] { return sf_face_check(gray, 'A'); }, -1, unsupported},
   };
   for (const auto& r : rows) {
     if (r.fail == 1 && ft_library) continue;  // FreeType started already in this process
@@ -128,8 +124,8 @@ TEST(Face, RefusalsAreTraced) {
   traced([&] { EXPECT_EQ(sf_face_glyph(gray, &t, 'A', 0, 0) + sf_face_width(gray, units(u"AA"), 0), -4); });
   EXPECT_TRUE(t.anchor_x == 0.5f && !gray->glyphs['A']);
   sf_face_release(&gray);
-  // A font found by fuzzing: "?" and the missing-glyph shape are thousands of pixels tall at
-  // 12 points. They are refused without a trace before FreeType renders them; "A" is small.
+  // A fuzzed font whose "?" and missing-glyph shape are thousands of pixels tall at 12 points:
+  // refused without a trace before FreeType renders them; "A" is small.
   for (int32_t lcd : {0, 1}) {
     Face huge(QUELT_TEST_DATA "/huge-glyphs.ttf", 12);
     Target drawn(32, 32), before(32, 32);
@@ -140,9 +136,8 @@ TEST(Face, RefusalsAreTraced) {
   }
 }
 
-// Strikes of 10, 12, 13 (8-bit) and 16 pixels; the size asked for picks its own strike when
-// listed, else the first. "A" is a solid block of ppem / 2 + 1 by ppem * 3 / 4 pixels standing on
-// the baseline, 4/5 of the strike below its top.
+// Strikes of 10, 12, 13 (8-bit) and 16 pixels, the one asked for or else the first. "A" is a solid
+// block of ppem / 2 + 1 by ppem * 3 / 4 pixels on the baseline, 4/5 of the strike below its top.
 TEST(BitmapFont, StrikesAreListedAndChosenBySize) {
   for (auto [size, ppem] : {std::pair{12, 12}, {16, 16}, {13, 13}, {11, 10}, {0, 10}}) {
     qtest::Stdout out;
@@ -157,8 +152,8 @@ TEST(BitmapFont, StrikesAreListedAndChosenBySize) {
   }
 }
 
-// Glyph surfaces are FreeType's bitmaps for the face's flags: one-bit pixels as 0/255, sub-pixel
-// rows one pixel wider and filtered along the row, placed by FreeType's metrics.
+// Glyph surfaces are FreeType's bitmaps for the face's flags, placed by its metrics: one-bit pixels
+// as 0/255, sub-pixel rows one pixel wider.
 TEST(Glyph, MatchesFreeTypeForEveryMode) {
   struct { int32_t lcd, mono, autohint; FT_Int32 flags; } modes[] = {
       {0, 0, 0, 0x4}, {0, 1, 0, 0x20004}, {1, 0, 0, 0x30004}, {1, 1, 0, 0x30004}, {0, 0, 1, 0x24}, {1, 0, 1, 0x30024}};
@@ -177,7 +172,7 @@ TEST(Glyph, MatchesFreeTypeForEveryMode) {
       const auto at = [&](int x, int y) -> int {  // FreeType's coverage, zero beyond the row
         return x < 0 || x >= int(b.width) ? 0 : b.pixel_mode == FT_PIXEL_MODE_MONO ? (b.buffer[y * b.pitch + x / 8] >> (7 - x % 8) & 1) * 255 : b.buffer[y * b.pitch + x];
       };
-      std::vector<uint8_t> expected;
+      std::vector<uint8_t> expected;  // sub-pixel rows filtered along the row
       for (int y = 0; y < int(b.rows); ++y)
         for (int x = 0; x < (lcd ? 3 * w : w); ++x)
           expected.push_back(uint8_t(lcd ? (28 * at(x, y) + 56 * at(x - 1, y) + 85 * at(x - 2, y) + 56 * at(x - 3, y) + 28 * at(x - 4, y)) / 256 : at(x, y)));
@@ -192,9 +187,8 @@ TEST(Glyph, MatchesFreeTypeForEveryMode) {
 
 int glyph_callbacks = 0;
 
-// Glyphs load once, codes past the table never; on_glyph sees each new glyph, the skip table is
-// built after it. The last entry is a key like any other, glyphs without pixels are offered too,
-// and the sub-pixel flag reaches only glyphs not yet loaded.
+// Glyphs load once, codes past the table never (the last entry is one like any other); on_glyph sees
+// each new glyph, empty ones too, before its skip table is built; lcd reaches only new glyphs.
 TEST(Glyph, CacheAndOnGlyph) {
   Face face(sans, 24);
   qtest::Stdout out;
@@ -214,9 +208,8 @@ TEST(Glyph, CacheAndOnGlyph) {
   EXPECT_EQ(t.bytes(), before.bytes());
 }
 
-// Each allocation of a new glyph fails in turn: every failure is traced and leaves no glyph
-// behind; a glyph whose skip table could not be made is whole all the same. (FreeType 2.12 crashes
-// when an allocation fails while it hints a face's first glyph: one is loaded before.)
+// Each allocation of a new glyph fails in turn: each is traced and leaves no glyph, but for the skip
+// table's. (FreeType 2.12 crashes on a failure while it hints a face's first glyph: one is loaded.)
 TEST(Glyph, EveryFailedAllocationIsTraced) {
   const std::string strip = fail_lines("strip.cpp", "sf_strip", "malloc");
   const std::set<std::string> failed = {fail_lines("face.cpp", "sf_face_check", "malloc"), fail_lines("face.cpp", "sf_face_check", "FT_Load_Char"),
@@ -235,10 +228,9 @@ TEST(Glyph, EveryFailedAllocationIsTraced) {
   EXPECT_EQ(seen, failed);
 }
 
-// Measuring: the larger of advance and bitmap per glyph, spacing between, kerning by FreeType,
-// asked once per pair and size on a font that kerns (two character look-ups), never on one that
-// doesn't; a size set through the public FT_Face gets the kerning of that size. Lengths: 0 up to
-// the zero unit, a positive one an upper bound, a negative one or a null text empty.
+// Measuring: the larger of advance and bitmap per glyph, spacing between, kerning by FreeType, asked
+// once per pair and size (two character look-ups) and only of a font that kerns, also at a size set
+// on the FT_Face. Lengths: 0 up to the zero unit, positive an upper bound, negative or no text empty.
 TEST(Strings, Width) {
   Face face(sans, 12), sub(sans, 12), mono(mono_font, 12);
   const std::u16string text = u"AVATAR To fly", abc = u"abc", empty;
@@ -287,11 +279,9 @@ TEST(Strings, Width) {
   EXPECT_EQ(sf_face_width(face.f, units(pair), 0), sf_face_width_glyph(face.f, pair[0]) + sf_face_width_glyph(face.f, pair[1]));
 }
 
-// Drawing: the same pixels as the glyphs blended one by one along the pen, kerning included, on
-// a face whose glyphs are cached or not, for a paragraph longer than what measuring notes for
-// drawing, running in from the left edge; the anchors place the string by its measured width and
-// the line height and are spent, also by an empty string. A clip cuts glyphs at the pixel, and
-// only 4-byte targets take glyphs.
+// Drawing: the glyphs blended one by one along the pen, kerned, cached or not, also for a paragraph
+// longer than measuring notes and from left of the edge; anchors place the string by its width and
+// height and are spent, also by an empty one. A clip cuts glyphs at the pixel; 1-byte targets refuse.
 TEST(Strings, DrawnAsTheirGlyphsAlongThePen) {
   std::u16string text = u"AVATAR To \x01 fly", para;
   while (para.size() < 1200) para += u"AVATAR To fly, WAVE Toyota jumps. ";
@@ -333,8 +323,7 @@ TEST(Strings, DrawnAsTheirGlyphsAlongThePen) {
 }
 
 #ifdef _WIN32
-// On Windows the resolution is the screen's: a face gets the pixel size that FreeType gives
-// the point size at the resolution that GetDeviceCaps reports.
+// On Windows the resolution is the screen's, as GetDeviceCaps reports it.
 TEST(Display, ScreenResolutionScalesThePointSize) {
   HDC screen = GetDC(nullptr);
   ASSERT_NE(screen, nullptr);
