@@ -1,9 +1,7 @@
 // The showcase application run as users run it: what its screenshot shows in each region, and the
 // same pictures from its Windows build under Wine and from its native Wayland run.
-#include <fcntl.h>
 #include <spawn.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 
@@ -22,21 +20,13 @@ using qtest::x;
 // XDG_CONFIG_HOME at `config` and both outputs in cwd/log.
 pid_t start(const std::string& config, std::vector<std::string> args, const std::string& cwd) {
   if (args[0][0] == '-') args.insert(args.begin(), QUELT_SHOWCASE);
+  args.insert(args.begin(), {"/bin/sh", "-c", "mkdir -p \"$0\" && cd \"$0\" && exec \"$@\" < /dev/null > log 2>&1", cwd});
   setenv("XDG_CONFIG_HOME", config.c_str(), 1);
-  mkdir(cwd.c_str(), 0755);
   std::vector<char*> argv;
   for (auto& a : args) argv.push_back(a.data());
   argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addchdir_np(&actions, cwd.c_str());
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, "log", O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_adddup2(&actions, 1, 2);
   pid_t pid = 0;
-  const int failed = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  return failed ? -1 : pid;
+  return posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) ? -1 : pid;
 }
 
 // The exit status, or -1 when the child has not ended within `seconds` (it is then killed).
@@ -138,7 +128,6 @@ struct ShowcaseOnWindows : Showcase {
     args.insert(args.end(), {"--config", "./settings", "--screenshot", "shot.png"});
     std::vector<std::string> on_wine{QUELT_WINE_RUN, exe};
     on_wine.insert(on_wine.end(), args.begin(), args.end());
-    mkdir(dir.path(name).c_str(), 0755);
     ASSERT_EQ(finish(start(dir.dir(), args, dir.path(name + "/native"))), 0) << qtest::slurp(dir.path(name + "/native/log"));
     // The first program of a new Wine prefix makes the prefix: allow for it.
     ASSERT_EQ(finish(start(dir.dir(), on_wine, dir.path(name + "/windows")), 240), 0) << qtest::slurp(dir.path(name + "/windows/log"));
