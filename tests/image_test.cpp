@@ -27,9 +27,7 @@ Bytes picture(int w, int h, bool alpha) {
   for (int i = 0; i < w * h * 4; ++i) p.push_back(i % 4 < 3 || alpha ? value(i / 4 % w, i / 4 / w, i % 4) : 255);
   return p;
 }
-bool zeroed(const sf_surface& s) {
-  return !s.width && !s.height && !s.bytes_per_pixel && !s.pixels && !s.strip && !s.color && !s.clip && !s.clip_stack && !s.anchor_x && !s.anchor_y;
-}
+bool zeroed(const sf_surface& s) { return !s.width && !s.height && !s.bytes_per_pixel && !s.pixels && !s.strip && !s.color && !s.clip && !s.clip_stack && !s.anchor_x && !s.anchor_y; }
 
 // A BMP file of the test picture, top-down for a negative height, `gap` bytes before the pixels.
 Bytes make_bmp(int32_t w, int32_t h, int bits, uint32_t gap = 0, uint32_t info = 40) {
@@ -75,7 +73,8 @@ std::string fail(const std::string& file, const std::string& func, const char* w
   return (what ? file + ":N:\t\t" + func + ": " + what + "\n" : "") + file + ":N:\t" + func + ".\n";
 }
 
-// Detection reads the first four bytes or the last four characters; load follows the content, store the name.
+// Detection reads the first four bytes or the last four characters; load follows the content, store
+// the name (here a ".gif"; ".BMP" and ".png" where the stored files are checked).
 TEST(ImageFormat, DetectionAndDispatch) {
   qtest::TempDir dir;
   const std::string f = dir.path("f");
@@ -101,9 +100,6 @@ TEST(ImageFormat, DetectionAndDispatch) {
   EXPECT_EQ(traced([&] { return sf_image_load(&a, none.c_str()); }), fail("image.cpp", "sf_image_determinate_format", "fopen") + fail("image.cpp", "sf_image_load", ""));
   EXPECT_EQ(traced([&] { return sf_image_store(&b, dir.path("x.gif").c_str()); }), fail("image.cpp", "sf_image_store", "unknown file format"));
   EXPECT_FALSE(exists(dir.path("x.gif")));
-  int32_t bmp = 0, png = 0;
-  ASSERT_TRUE(sf_image_store(&b, dir.path("x.BMP").c_str()) && sf_image_store(&b, dir.path("x.pNg").c_str()));
-  EXPECT_TRUE(sf_image_determinate_format(dir.path("x.BMP").c_str(), &bmp) && sf_image_determinate_format(dir.path("x.pNg").c_str(), &png) && bmp == 1 && png == 2);
 }
 
 // Every 24-bit row padding, both depths and row orders, short and tall, with and without a gap
@@ -133,12 +129,12 @@ TEST(ImageBmp, StoresTopDownFilesThatLoadBackUnchanged) {
   qtest::TempDir dir;
   const Bytes pixels = picture(5, 3, true);
   Surf s(5, 3, 4, pixels), back, dot(1, 1, 4), dot_back, grey(5, 3, 1), empty;
-  ASSERT_EQ(sf_image_bmp_store(&s, dir.path("a.bmp").c_str()), 1);
+  ASSERT_EQ(sf_image_store(&s, dir.path("a.BMP").c_str()), 1);
   Bytes header = make_bmp(5, -3, 32);  // one plane, with the sizes filled in
   put32(header, 2, 114), put32(header, 34, 60);
   header.resize(54), header.insert(header.end(), pixels.begin(), pixels.end());
-  EXPECT_EQ(slurp(dir.path("a.bmp")), header);
-  ASSERT_EQ(sf_image_load(&back, dir.path("a.bmp").c_str()), 1);
+  EXPECT_EQ(slurp(dir.path("a.BMP")), header);
+  ASSERT_EQ(sf_image_load(&back, dir.path("a.BMP").c_str()), 1);
   EXPECT_EQ(back.bytes(), pixels);
   ASSERT_TRUE(sf_image_bmp_store(&dot, dir.path("d.bmp").c_str()) && sf_image_load(&dot_back, dir.path("d.bmp").c_str()));
   EXPECT_EQ(dot_back.bytes(), dot.bytes());  // the smallest picture, one pixel

@@ -246,6 +246,12 @@ TEST(Strings, Width) {
     EXPECT_EQ(sf_face_width(face.f, units(text), 0), expected) << spacing << " at " << pixels;
     if (counted && pixels == 16) EXPECT_EQ(index_calls - lookups, spacing ? 0 : 2 * long(text.size() - 1));
   }
+  // Codes beyond the table draw as "?"; the halves of a surrogate pair are two characters.
+  Target emoji(32, 32), question(32, 32);
+  EXPECT_EQ(sf_face_width_glyph(face.f, 0x1F600), 0);
+  EXPECT_TRUE(sf_face_glyph(face.f, &emoji, 0x1F600, 4, 4) + sf_face_glyph(face.f, &question, '?', 4, 4) == 2 && emoji.bytes() == question.bytes());
+  const std::u16string pair = u"\U0001F600";
+  EXPECT_EQ(sf_face_width(face.f, units(pair), 0), sf_face_width_glyph(face.f, pair[0]) + sf_face_width_glyph(face.f, pair[1]));
   sub.f->lcd = 1;  // sub-pixel glyphs carry an extra column: "W" measures by its bitmap
   ASSERT_EQ(sf_face_check(sub.f, 'W'), 1);
   EXPECT_TRUE(sub['W']->surface.width > sub['W']->advance_x && sf_face_width_glyph(sub.f, 'W') == sub['W']->surface.width);
@@ -269,14 +275,6 @@ TEST(Strings, Width) {
     EXPECT_EQ(drawn.bytes(), composed.bytes()) << c.length;
   }
   if (counted) EXPECT_EQ(index_calls, lookups);
-  // Codes beyond the table draw as "?"; the halves of a surrogate pair are two characters.
-  face.f->spacing = 0;
-  Target emoji(32, 32), question(32, 32);
-  EXPECT_EQ(sf_face_width_glyph(face.f, 0x1F600), 0);
-  EXPECT_EQ(sf_face_glyph(face.f, &emoji, 0x1F600, 4, 4) + sf_face_glyph(face.f, &question, '?', 4, 4), 2);
-  EXPECT_EQ(emoji.bytes(), question.bytes());
-  const std::u16string pair = u"\U0001F600";
-  EXPECT_EQ(sf_face_width(face.f, units(pair), 0), sf_face_width_glyph(face.f, pair[0]) + sf_face_width_glyph(face.f, pair[1]));
 }
 
 // Drawing: the glyphs blended one by one along the pen, kerned, cached or not, also for a paragraph
@@ -320,9 +318,10 @@ TEST(Strings, DrawnAsTheirGlyphsAlongThePen) {
   }
 }
 
+// The resolution is the display's: on Windows the screen's as GetDeviceCaps reports it, elsewhere
+// the server's, read without leaving a connection open.
+TEST(Display, ResolutionComesFromTheDisplay) {
 #ifdef _WIN32
-// On Windows the resolution is the screen's, as GetDeviceCaps reports it.
-TEST(Display, ScreenResolutionScalesThePointSize) {
   HDC screen = GetDC(nullptr);
   ASSERT_NE(screen, nullptr);
   Reference ref(sans, 12);
@@ -330,10 +329,7 @@ TEST(Display, ScreenResolutionScalesThePointSize) {
   ReleaseDC(nullptr, screen);
   const Face a(sans, 12);
   EXPECT_EQ(std::pair(a.f->ft_face->size->metrics.x_ppem, a.f->ft_face->size->metrics.y_ppem), std::pair(ref.face->size->metrics.x_ppem, ref.face->size->metrics.y_ppem));
-}
 #else
-// With a display the resolution is read from the server, and the connection closes again.
-TEST(Display, ResolutionIsReadWithoutLeavingAConnectionOpen) {
   if (display.empty()) GTEST_SKIP() << "no display";
   setenv("DISPLAY", display.c_str(), 1);
   const auto open_files = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
@@ -342,7 +338,7 @@ TEST(Display, ResolutionIsReadWithoutLeavingAConnectionOpen) {
   unsetenv("DISPLAY");
   EXPECT_EQ(open_files(), files);
   EXPECT_EQ(a.f->ft_face->size->metrics.x_ppem, a.f->ft_face->size->metrics.y_ppem);
-}
 #endif
+}
 
 }  // namespace
