@@ -65,8 +65,7 @@ TEST(Sz8, BlocksAndReadBack) {
   std::fclose(f);
 }
 
-// A leaf `a` with "hi", a group `g` holding an empty leaf `b`, and a leaf whose tag has exactly
-// 8 characters, so that its padding is a whole block of its own.
+// A leaf with "hi", a group holding an empty leaf, and a tag of 8 characters padded by a whole block.
 const std::string kExample = "[a]\0\0\0\0\0\x02\0\0\0hi[g:]\0\0\0\0\0\0\0\0[b]\0\0\0\0\0\0\0\0\0[g.]\0\0\0\0"s +
                              "[abcdef]\0\0\0\0\0\0\0\0\x01\0\0\0!"s;
 
@@ -134,8 +133,7 @@ TEST(Archive, LoadEndsOnAnyInputAndCrossesTheReadersWindow) {
   spill(path, kExample), arch_unload(x.a);  // loading one path twice gives every entry twice
   ASSERT_TRUE(arch_load(x.a, path.c_str()) && arch_load(x.a, path.c_str()));
   EXPECT_EQ(tags(x.a), "[a] [g:] [b] [g.] [abcdef] [a] [g:] [b] [g.] [abcdef]");
-  // Payloads short and long around the reader's 64 KiB window: tags that straddle its edge,
-  // payloads passed in it, read through behind it and skipped with a seek all load as written.
+  // Tags and payloads short and long around the reader's 64 KiB window all load as written.
   std::mt19937 rng(3);
   const uint32_t sizes[] = {0, 1, 9, 4000, 65530, 65536, 70001, 140000};
   std::string bytes, want, got;

@@ -102,8 +102,7 @@ TEST(ImageFormat, DetectionAndDispatch) {
   EXPECT_FALSE(exists(dir.path("x.gif")));
 }
 
-// Every 24-bit row padding, both depths and row orders, short and tall, with and without a gap
-// before the pixels: load gives the picture top row first, read the rows in file order.
+// Every row padding, depth and row order, with or without a gap: load gives the top row first, read the file's.
 TEST(ImageBmp, ReadsEveryLayout) {
   qtest::TempDir dir;
   const std::string f = dir.path("f.bmp");

@@ -16,8 +16,7 @@ namespace {
 
 using qtest::x;
 
-// Starts `args` (the showcase when the first is not a program) in `cwd`, made if need be, with
-// XDG_CONFIG_HOME at `config` and both outputs in cwd/log.
+// Starts `args` (the showcase's unless a program comes first) in `cwd`, made, with its outputs in cwd/log.
 pid_t start(const std::string& config, std::vector<std::string> args, const std::string& cwd) {
   if (args[0][0] == '-') args.insert(args.begin(), QUELT_SHOWCASE);
   args.insert(args.begin(), {"/bin/sh", "-c", "mkdir -p \"$0\" && cd \"$0\" && exec \"$@\" < /dev/null > log 2>&1", cwd});
@@ -91,8 +90,7 @@ TEST_F(Showcase, ScreenshotShowsEveryRegion) {
   for (int i = 0; i < SHOWCASE_SAMPLES; ++i) EXPECT_GT(bright[i], 120) << i;
   EXPECT_TRUE(fringed[0] == 0 && fringed[1] > 200 && between[0] > 500 && between[2] == 0)
       << fringed[0] << " " << fringed[1] << " " << between[0] << " " << between[2];
-  // The picture as the file holds it, then filtered: blurred and smoothed ones softer, the grey one
-  // without colour. The cube's edges are drawn in the accent colour.
+  // The picture as filed, then blurred and smoothed (softer) and grey; the cube's edges in the accent colour.
   Picture file(dir.path("quelt-showcase/picture.png"));
   ASSERT_EQ(std::pair(file.width, file.height), std::pair(+SHOWCASE_PICTURE_W, +SHOWCASE_PICTURE_H));
   int differ = 0, coloured[SHOWCASE_THUMBS]{}, edge = 0;
@@ -111,10 +109,8 @@ int display_dpi() {
   return at ? static_cast<int>(std::lround(std::atof(at + 8))) : 96;
 }
 
-// The showcase cross-built for Windows (QUELT_WINDOWS_SHOWCASE names its quelt-showcase.exe),
-// run under Wine on the same X server (LogPixels 96), draws what this build draws. Both start from
-// an empty settings directory of the same relative name, so that the settings panel shows the
-// same path, and a screenshot draws its frame before any time passes.
+// The Windows build's quelt-showcase.exe (QUELT_WINDOWS_SHOWCASE) under Wine on the same X server, at
+// 96 dpi, against this build: both with new settings of one relative path, shot before time passes.
 struct ShowcaseOnWindows : Showcase {
   void SetUp() override {
     Showcase::SetUp();
@@ -123,7 +119,7 @@ struct ShowcaseOnWindows : Showcase {
     if (!exe || !*exe) GTEST_SKIP() << "QUELT_WINDOWS_SHOWCASE names no quelt-showcase.exe";
     if (display_dpi() != 96) GTEST_SKIP() << "the display sets Xft.dpi " << display_dpi() << ", Wine uses 96";
   }
-  // Both builds with `args`, each in its own directory under `name`, each writing its screenshot.
+  // Both builds with `args`, each in its own directory under `name`, writing their screenshots.
   void shoot(const std::string& name, std::vector<std::string> args) {
     args.insert(args.end(), {"--config", "./settings", "--screenshot", "shot.png"});
     std::vector<std::string> on_wine{QUELT_WINE_RUN, exe};
@@ -138,21 +134,17 @@ struct ShowcaseOnWindows : Showcase {
   std::unique_ptr<Picture> a, b;  // the native screenshot and the Windows one
 };
 
-// Text and everything drawn with integers matches exactly: both builds draw the same font files
-// with FreeType in 26.6 fixed point at 96 dpi, and blend with quelt's integer kernels. What goes
-// through the C library's sin, cos and exp (the turned cube, the picture's hills and Gaussian blur,
-// the panels' shadows) may differ where glibc and mingw-w64 round to the other neighbour: by at
-// most 2 per channel (a coverage step a blend may round to two) in at most 2% of the region.
-// The translucent window: X11 writes the window's premultiplied pixels straight with their alpha;
-// Windows reads the screen, where without a compositor the premultiplied colour shows, opaque.
-// Weighting the first by its alpha again gives the second, within 1 per channel.
+// Text and all drawn with integers (FreeType in 26.6 fixed point, quelt's integer blends) match
+// exactly. What goes through the C library's sin, cos and exp (the cube, the picture's hills and
+// blur, the shadows) may round the other way on mingw-w64: by at most 2 per channel in at most 2%
+// of the region. The translucent window: X11 writes its premultiplied pixels straight with their
+// alpha, Windows shows them opaque; weighted by that alpha the first are the second, within 1.
 TEST_F(ShowcaseOnWindows, SameScreenshot) {
   shoot("plain", {"--size", "1000x640"});
   if (HasFatalFailure()) return;
   ASSERT_EQ(std::pair(a->width, a->height), std::pair(1000, 640));
   showcase_layout_for(&l, 1000, 640, 96);
-  // A pixel belongs to the first region that holds it: the cube view, the pictures, the panels
-  // (exact), and last the background and shadows.
+  // A pixel's region is the first that holds it: cube view, pictures, panels (exact), the rest.
   struct Region { sf_rect r; bool exact; long pixels = 0, differ = 0; int worst = 0; };
   std::vector<Region> regions{{{l.cube.left + 8, l.cube.top + 42, l.cube.right - 8, l.cube.bottom - 8}, false}};
   for (sf_rect r : l.thumbs) regions.push_back({r, false});
@@ -182,10 +174,9 @@ TEST_F(ShowcaseOnWindows, SameScreenshot) {
   EXPECT_TRUE(translucent > 460 * 460 / 2 && worst <= 1 && opaque == 460L * 460) << translucent << " " << worst << " " << opaque;
 }
 
-// On sway and on weston (QUELT_SWAY_DIR, QUELT_WESTON_DIR name their runtime folders) the showcase
-// runs natively on Wayland and shows, pixel for pixel, the X11 build's screenshot: the same still
-// frame, read back from the compositor (on weston inside quelt's own frame, found on the screen).
-// It is handed its connection as a compositor starts its clients (WAYLAND_SOCKET, usable once).
+// On sway and weston (runtime folders in QUELT_SWAY_DIR, QUELT_WESTON_DIR) the showcase runs on
+// Wayland, handed its connection as a compositor starts a client (WAYLAND_SOCKET), and shows pixel
+// for pixel the X11 build's screenshot, read back from the compositor (on weston inside its frame).
 TEST_F(Showcase, SameFrameOnWaylandAsOnX11) {
   const char *sway = std::getenv("QUELT_SWAY_DIR"), *weston = std::getenv("QUELT_WESTON_DIR");
   if ((!sway || !*sway) && (!weston || !*weston)) GTEST_SKIP() << "no Wayland compositor";

@@ -69,8 +69,7 @@ struct Reference {
   }
 };
 
-// What sf_face_string must draw: its first `count` glyphs one by one along a pen moved by hand,
-// kerned by FreeType directly.
+// What sf_face_string must draw: its first `count` glyphs one by one, kerned by FreeType directly.
 void compose(Face& face, Reference* ref, sf_surface* s, const std::u16string& text, int x, int y, size_t count = SIZE_MAX) {
   for (size_t i = 0; i < text.size() && i < count; ++i) {
     if (ref && i) x += ref->kerning(text[i - 1], text[i]);
@@ -79,8 +78,7 @@ void compose(Face& face, Reference* ref, sf_surface* s, const std::u16string& te
   }
 }
 
-// A new face shares the process's FreeType, caches nothing, sets no flag and takes points at 96
-// dpi; release empties the pointer and takes a null one.
+// A new face shares the process's FreeType, caches nothing, sets no flag, takes points at 96 dpi.
 TEST(Face, CreateAndRelease) {
   qtest::Stdout out;
   Face a(sans, 12), b(mono_font, 10);
@@ -124,8 +122,7 @@ TEST(Face, RefusalsAreTraced) {
   traced([&] { EXPECT_EQ(sf_face_glyph(gray, &t, 'A', 0, 0) + sf_face_width(gray, units(u"AA"), 0), -4); });
   EXPECT_TRUE(t.anchor_x == 0.5f && !gray->glyphs['A']);
   sf_face_release(&gray);
-  // A fuzzed font whose "?" and missing-glyph shape are thousands of pixels tall at 12 points:
-  // refused without a trace before FreeType renders them; "A" is small.
+  // A fuzzed font's "?" and missing glyph, thousands of pixels tall, are refused before rendering.
   for (int32_t lcd : {0, 1}) {
     Face huge(QUELT_TEST_DATA "/huge-glyphs.ttf", 12);
     Target drawn(32, 32), before(32, 32);
@@ -228,9 +225,8 @@ TEST(Glyph, EveryFailedAllocationIsTraced) {
   EXPECT_EQ(seen, failed);
 }
 
-// Measuring: the larger of advance and bitmap per glyph, spacing between, kerning by FreeType, asked
-// once per pair and size (two character look-ups) and only of a font that kerns, also at a size set
-// on the FT_Face. Lengths: 0 up to the zero unit, positive an upper bound, negative or no text empty.
+// Widths: per glyph the larger of advance and bitmap, spacing between, FreeType's kerning (asked only
+// of a font that kerns), also at a size set on the FT_Face. Length 0 is up to the zero unit.
 TEST(Strings, Width) {
   Face face(sans, 12), sub(sans, 12), mono(mono_font, 12);
   const std::u16string text = u"AVATAR To fly", abc = u"abc", empty;
@@ -277,9 +273,8 @@ TEST(Strings, Width) {
   if (counted) EXPECT_EQ(index_calls, lookups);
 }
 
-// Drawing: the glyphs blended one by one along the pen, kerned, cached or not, also for a paragraph
-// longer than measuring notes and from left of the edge; anchors place the string by its width and
-// height and are spent, also by an empty one. A clip cuts glyphs at the pixel; 1-byte targets refuse.
+// Strings are their glyphs along the pen, cached or not, also past what measuring notes; anchors
+// place them by width and height and are spent. A clip cuts glyphs at the pixel; 1-byte targets refuse.
 TEST(Strings, DrawnAsTheirGlyphsAlongThePen) {
   std::u16string text = u"AVATAR To \x01 fly", para;
   while (para.size() < 1200) para += u"AVATAR To fly, WAVE Toyota jumps. ";
@@ -318,8 +313,7 @@ TEST(Strings, DrawnAsTheirGlyphsAlongThePen) {
   }
 }
 
-// The resolution is the display's: on Windows the screen's as GetDeviceCaps reports it, elsewhere
-// the server's, read without leaving a connection open.
+// The resolution is the screen's on Windows, elsewhere the server's, read without leaving a connection.
 TEST(Display, ResolutionComesFromTheDisplay) {
 #ifdef _WIN32
   HDC screen = GetDC(nullptr);
