@@ -88,8 +88,7 @@ TEST_F(Showcase, ScreenshotShowsEveryRegion) {
       fringed[i] += spread(p) > 60, bright[i] += distance(p, kInk) <= 24, between[i] += distance(p, kPanel) > 4 && distance(p, kInk) > 4;
     });
   for (int i = 0; i < SHOWCASE_SAMPLES; ++i) EXPECT_GT(bright[i], 120) << i;
-  EXPECT_TRUE(fringed[0] == 0 && fringed[1] > 200 && between[0] > 500 && between[2] == 0)
-      << fringed[0] << " " << fringed[1] << " " << between[0] << " " << between[2];
+  EXPECT_TRUE(fringed[0] == 0 && fringed[1] > 200 && between[0] > 500 && between[2] == 0) << fringed[0] << " " << fringed[1] << " " << between[0] << " " << between[2];
   // The picture as filed, then blurred and smoothed (softer) and grey; the cube's edges in the accent colour.
   Picture file(dir.path("quelt-showcase/picture.png"));
   ASSERT_EQ(std::pair(file.width, file.height), std::pair(+SHOWCASE_PICTURE_W, +SHOWCASE_PICTURE_H));

@@ -88,9 +88,8 @@ TEST(Face, CreateAndRelease) {
   EXPECT_TRUE((a.f->force_autohint | a.f->lcd | a.f->mono | a.f->spacing) == 0 && !a.f->on_glyph);
   EXPECT_TRUE(a.f->ft_face->size->metrics.y_ppem == 16 && sf_face_height(a.f) == a.f->ft_face->size->metrics.height / 64);
   EXPECT_EQ(Face(sans, -5).f->ft_face->size->metrics.y_ppem, 1);  // FreeType's least size: 1 point, 1 pixel at 96 dpi
-  sf_face_release(&a.f);
+  sf_face_release(&a.f), sf_face_release(&a.f), sf_face_release(nullptr);  // release empties the pointer
   EXPECT_EQ(a.f, nullptr);
-  sf_face_release(&a.f), sf_face_release(nullptr);
 }
 
 // Every traced refusal of the text calls (the call, the allocation made to fail, the trace), and glyphs too large to render.
@@ -331,7 +330,6 @@ TEST(Display, ResolutionComesFromTheDisplay) {
   Face a(sans, 12), b(sans, 12), c(sans, 12);
   unsetenv("DISPLAY");
   EXPECT_EQ(open_files(), files);
-  EXPECT_EQ(a.f->ft_face->size->metrics.x_ppem, a.f->ft_face->size->metrics.y_ppem);
 #endif
 }
 
