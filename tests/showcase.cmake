@@ -4,8 +4,7 @@ if(QUELT_EXAMPLES AND NOT WIN32)
   pkg_check_modules(QUELT_TEST_SHOWCASE REQUIRED IMPORTED_TARGET x11 xtst)
   target_link_libraries(showcase_test PRIVATE PkgConfig::QUELT_TEST_SHOWCASE)
   target_include_directories(showcase_test PRIVATE ${PROJECT_SOURCE_DIR}/examples/showcase)
-  target_compile_definitions(showcase_test PRIVATE QUELT_SHOWCASE="$<TARGET_FILE:quelt-showcase>"
-                            QUELT_WINE_RUN="${PROJECT_SOURCE_DIR}/scripts/lib/wine-run")
+  target_compile_definitions(showcase_test PRIVATE QUELT_SHOWCASE="$<TARGET_FILE:quelt-showcase>" QUELT_WINE_RUN="${PROJECT_SOURCE_DIR}/scripts/lib/wine-run")
   add_dependencies(showcase_test quelt-showcase)
   # Its windows take the server's pointer and keyboard, like the window suites.
   file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/showcase_lock.cmake

@@ -1,4 +1,3 @@
-# The text suite renders reference glyphs with FreeType itself and counts the library's calls
-# into FreeType by interposing a few of its functions (dlsym).
+# The text suite renders reference glyphs with FreeType itself and counts the library's calls into it (dlsym).
 pkg_check_modules(QUELT_TEST_FT REQUIRED IMPORTED_TARGET freetype2)
 target_link_libraries(text_test PRIVATE PkgConfig::QUELT_TEST_FT ${CMAKE_DL_LIBS})

@@ -62,24 +62,24 @@ struct Reference {
     FT_Set_Char_Size(face, size * 64, size * 64, 96, 96);
   }
   ~Reference() { FT_Done_Face(face), FT_Done_FreeType(lib); }
-  int kerning(uint16_t a, uint16_t b) {
-    FT_Vector d{};
-    FT_Get_Kerning(face, FT_Get_Char_Index(face, a), FT_Get_Char_Index(face, b), FT_KERNING_DEFAULT, &d);
-    return int(d.x / 64);
-  }
 };
+// FreeType's kerning of a pair in whole pixels, asked of a face directly.
+int kerning(FT_Face f, uint16_t a, uint16_t b) { FT_Vector d{}; return FT_Get_Kerning(f, FT_Get_Char_Index(f, a), FT_Get_Char_Index(f, b), FT_KERNING_DEFAULT, &d), int(d.x / 64); }
 
 // What sf_face_string must draw: its first `count` glyphs one by one, kerned by FreeType directly.
-void compose(Face& face, Reference* ref, sf_surface* s, const std::u16string& text, int x, int y, size_t count = SIZE_MAX) {
+void compose(Face& face, bool kerned, sf_surface* s, const std::u16string& text, int x, int y, size_t count = SIZE_MAX) {
   for (size_t i = 0; i < text.size() && i < count; ++i) {
-    if (ref && i) x += ref->kerning(text[i - 1], text[i]);
+    if (kerned && i) x += kerning(face.f->ft_face, text[i - 1], text[i]);
     sf_face_glyph(face.f, s, text[i], x, y);
     x += face[text[i]]->advance_x + face.f->spacing;
   }
 }
 
 // A new face shares the process's FreeType, caches nothing, sets no flag, takes points at 96 dpi.
-TEST(Face, CreateAndRelease) {
+// A bitmap-only one lists its strikes of 10, 12, 13 (8-bit) and 16 pixels and takes the one asked
+// for, else the first; its "A" is a solid block of ppem / 2 + 1 by ppem * 3 / 4 pixels on the
+// baseline, 4/5 of the strike below its top.
+TEST(Face, SizesStrikesAndRelease) {
   qtest::Stdout out;
   Face a(sans, 12), b(mono_font, 10);
   EXPECT_EQ(out.text(), "");  // scalable fonts list no strikes
@@ -90,6 +90,17 @@ TEST(Face, CreateAndRelease) {
   EXPECT_EQ(Face(sans, -5).f->ft_face->size->metrics.y_ppem, 1);  // FreeType's least size: 1 point, 1 pixel at 96 dpi
   sf_face_release(&a.f), sf_face_release(&a.f), sf_face_release(nullptr);  // release empties the pointer
   EXPECT_EQ(a.f, nullptr);
+  for (auto [size, ppem] : {std::pair{12, 12}, {16, 16}, {13, 13}, {11, 10}, {0, 10}}) {
+    qtest::Stdout listed;
+    Face face(QUELT_TEST_DATA "/strikes.ttf", size);
+    EXPECT_EQ(listed.text(), "face_create(): available sizes(4): 10, 12, 13, 16.\n") << size;
+    face.f->lcd = 1;  // a strike answers a sub-pixel request with what it has
+    ASSERT_EQ(sf_face_check(face.f, 'A'), 1);
+    const sf_surface& g = face['A']->surface;
+    EXPECT_EQ(std::make_tuple(face.f->ft_face->size->metrics.y_ppem, sf_face_height(face.f), g.bytes_per_pixel, g.width, g.height, face['A']->offset_y),
+              std::make_tuple(ppem, ppem, 1, ppem / 2 + 1, ppem * 3 / 4, ppem * 4 / 5 - ppem * 3 / 4)) << size;
+    EXPECT_EQ(std::vector<uint8_t>(g.pixels, g.pixels + g.width * g.height), std::vector<uint8_t>(size_t(g.width * g.height), 255));
+  }
 }
 
 // Every traced refusal of the text calls (the call, the allocation made to fail, the trace), and glyphs too large to render.
@@ -129,22 +140,6 @@ TEST(Face, RefusalsAreTraced) {
     EXPECT_EQ(traced([&] { EXPECT_EQ(sf_face_check(huge.f, '?') + sf_face_check(huge.f, 0x4E00), 0); }), "");
     sf_face_string(huge.f, &drawn, units(u"??"), 0, 0, 0);
     EXPECT_TRUE(!huge['?'] && drawn.bytes() == before.bytes() && sf_face_check(huge.f, 'A') && huge['A']->surface.height < 256);
-  }
-}
-
-// Strikes of 10, 12, 13 (8-bit) and 16 pixels, the one asked for or else the first. "A" is a solid
-// block of ppem / 2 + 1 by ppem * 3 / 4 pixels on the baseline, 4/5 of the strike below its top.
-TEST(BitmapFont, StrikesAreListedAndChosenBySize) {
-  for (auto [size, ppem] : {std::pair{12, 12}, {16, 16}, {13, 13}, {11, 10}, {0, 10}}) {
-    qtest::Stdout out;
-    Face face(QUELT_TEST_DATA "/strikes.ttf", size);
-    EXPECT_EQ(out.text(), "face_create(): available sizes(4): 10, 12, 13, 16.\n") << size;
-    face.f->lcd = 1;  // a strike answers a sub-pixel request with what it has
-    ASSERT_EQ(sf_face_check(face.f, 'A'), 1);
-    const sf_surface& a = face['A']->surface;
-    EXPECT_EQ(std::make_tuple(face.f->ft_face->size->metrics.y_ppem, sf_face_height(face.f), a.bytes_per_pixel, a.width, a.height, face['A']->offset_y),
-              std::make_tuple(ppem, ppem, 1, ppem / 2 + 1, ppem * 3 / 4, ppem * 4 / 5 - ppem * 3 / 4)) << size;
-    EXPECT_EQ(std::vector<uint8_t>(a.pixels, a.pixels + a.width * a.height), std::vector<uint8_t>(size_t(a.width * a.height), 255));
   }
 }
 
@@ -230,13 +225,12 @@ TEST(Strings, Width) {
   Face face(sans, 12), sub(sans, 12), mono(mono_font, 12);
   const std::u16string text = u"AVATAR To fly", abc = u"abc", empty;
   for (auto [spacing, pixels] : {std::pair{0, 16}, {3, 16}, {-2, 16}, {0, 32}}) {
-    Reference ref(sans, pixels * 3 / 4);
-    ASSERT_TRUE(ref.kerning('A', 'V') && ref.kerning('T', 'o'));  // pairs that DejaVu Sans kerns
     if (pixels != 16) ASSERT_EQ(FT_Set_Char_Size(face.f->ft_face, pixels * 48, pixels * 48, 96, 96), 0);
+    ASSERT_TRUE(kerning(face.f->ft_face, 'A', 'V') && kerning(face.f->ft_face, 'T', 'o'));  // pairs that DejaVu Sans kerns
     face.f->spacing = spacing;
     int expected = -spacing;
     for (size_t i = 0; i < text.size(); ++i)
-      expected += sf_face_width_glyph(face.f, text[i]) + spacing + (i ? ref.kerning(text[i - 1], text[i]) : 0);
+      expected += sf_face_width_glyph(face.f, text[i]) + spacing + (i ? kerning(face.f->ft_face, text[i - 1], text[i]) : 0);
     const long lookups = index_calls;
     EXPECT_EQ(sf_face_width(face.f, units(text), 0), expected) << spacing << " at " << pixels;
     if (counted && pixels == 16) EXPECT_EQ(index_calls - lookups, spacing ? 0 : 2 * long(text.size() - 1));
@@ -266,7 +260,7 @@ TEST(Strings, Width) {
     Target drawn(64, 32), composed(64, 32);
     EXPECT_EQ(sf_face_width(mono.f, c.text, c.length), c.glyphs * (advance + 3) - 3) << c.length;
     sf_face_string(mono.f, &drawn, c.text, c.length, 2, 2);
-    compose(mono, nullptr, &composed, abc, 2, 2, size_t(c.glyphs));
+    compose(mono, false, &composed, abc, 2, 2, size_t(c.glyphs));
     EXPECT_EQ(drawn.bytes(), composed.bytes()) << c.length;
   }
   if (counted) EXPECT_EQ(index_calls, lookups);
@@ -277,14 +271,13 @@ TEST(Strings, Width) {
 TEST(Strings, DrawnAsTheirGlyphsAlongThePen) {
   std::u16string text = u"AVATAR To \x01 fly", para;
   while (para.size() < 1200) para += u"AVATAR To fly, WAVE Toyota jumps. ";
-  Reference ref(sans, 12);
   for (int32_t lcd : {0, 1}) {
     for (const auto& [s, spacing, x, width] : {std::tuple{text, 1, 3, 200}, {para, 0, -40, 12000}}) {
       Face face(sans, 12);
       face.f->lcd = lcd, face.f->spacing = spacing;
       Target cold(width, 24), composed(width, 24), warm(width, 24);
       sf_face_string(face.f, &cold, units(s), 0, x, 2);
-      compose(face, &ref, &composed, s, x, 2);
+      compose(face, true, &composed, s, x, 2);
       sf_face_string(face.f, &warm, units(s), 0, x, 2);  // every glyph cached now
       EXPECT_TRUE(cold.bytes() == composed.bytes() && warm.bytes() == composed.bytes()) << lcd << " " << s.size();
     }
