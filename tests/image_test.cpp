@@ -15,8 +15,6 @@ using namespace std::string_literals;
 using qtest::Surf;
 
 void save(const std::string& path, const Bytes& b) { qtest::spill(path, std::string(b.begin(), b.end())); }
-Bytes slurp(const std::string& path) { const std::string s = qtest::slurp(path); return Bytes(s.begin(), s.end()); }
-bool exists(const std::string& path) { return std::ifstream(path).good(); }
 void put32(Bytes& b, size_t at, uint32_t v) { std::memcpy(&b[at], &v, 4); }
 
 // Channel c of pixel (x, y) of every test picture, y counted from the top.
@@ -27,7 +25,6 @@ Bytes picture(int w, int h, bool alpha) {
   for (int i = 0; i < w * h * 4; ++i) p.push_back(i % 4 < 3 || alpha ? value(i / 4 % w, i / 4 / w, i % 4) : 255);
   return p;
 }
-bool zeroed(const sf_surface& s) { return !s.width && !s.height && !s.bytes_per_pixel && !s.pixels && !s.strip && !s.color && !s.clip && !s.clip_stack && !s.anchor_x && !s.anchor_y; }
 
 // A BMP file of the test picture, top-down for a negative height, `gap` bytes before the pixels.
 Bytes make_bmp(int32_t w, int32_t h, int bits, uint32_t gap = 0, uint32_t info = 40) {
@@ -99,7 +96,7 @@ TEST(ImageFormat, DetectionAndDispatch) {
   EXPECT_EQ(traced([&] { return sf_image_load(&a, f.c_str()); }), fail("image.cpp", "sf_image_load", "unknown file format"));
   EXPECT_EQ(traced([&] { return sf_image_load(&a, none.c_str()); }), fail("image.cpp", "sf_image_determinate_format", "fopen") + fail("image.cpp", "sf_image_load", ""));
   EXPECT_EQ(traced([&] { return sf_image_store(&b, dir.path("x.gif").c_str()); }), fail("image.cpp", "sf_image_store", "unknown file format"));
-  EXPECT_FALSE(exists(dir.path("x.gif")));
+  EXPECT_FALSE(std::ifstream(dir.path("x.gif")));
 }
 
 // Every row padding, depth and row order, with or without a gap: load gives the top row first, read the file's.
@@ -131,14 +128,14 @@ TEST(ImageBmp, StoresTopDownFilesThatLoadBackUnchanged) {
   Bytes header = make_bmp(5, -3, 32);  // one plane, with the sizes filled in
   put32(header, 2, 114), put32(header, 34, 60);
   header.resize(54), header.insert(header.end(), pixels.begin(), pixels.end());
-  EXPECT_EQ(slurp(dir.path("a.BMP")), header);
+  EXPECT_EQ(qtest::slurp(dir.path("a.BMP")), std::string(header.begin(), header.end()));
   ASSERT_EQ(sf_image_load(&back, dir.path("a.BMP").c_str()), 1);
   EXPECT_EQ(back.bytes(), pixels);
   ASSERT_TRUE(sf_image_bmp_store(&dot, dir.path("d.bmp").c_str()) && sf_image_load(&dot_back, dir.path("d.bmp").c_str()));
   EXPECT_EQ(dot_back.bytes(), dot.bytes());  // the smallest picture, one pixel
   for (Surf* bad : {&grey, &empty}) {
     EXPECT_EQ(traced([&] { return sf_image_bmp_store(bad, dir.path("b.bmp").c_str()); }), fail("image_bmp.cpp", "sf_image_bmp_store"));
-    EXPECT_FALSE(exists(dir.path("b.bmp")));
+    EXPECT_FALSE(std::ifstream(dir.path("b.bmp")));
   }
 }
 
@@ -210,7 +207,7 @@ TEST(ImageFiles, RefusesBadFilesCleanly) {
     Surf s;
     ASSERT_EQ((png && c.released) || sf_create(&s, 2, 2, 4), 1);
     EXPECT_EQ(traced([&] { return png ? sf_image_png_read(&s, dir.path("f").c_str()) : sf_image_bmp_read(&s, dir.path("f").c_str()); }), c.trace);
-    EXPECT_EQ(zeroed(s), c.released);
+    EXPECT_EQ(!s.width && !s.height && !s.bytes_per_pixel && !s.pixels && !s.strip && !s.color && !s.clip && !s.clip_stack && !s.anchor_x && !s.anchor_y, c.released);
   }
   EXPECT_LT(qtest::peak_memory_kb() - peak_before, 256 * 1024);  // no buffer sized by what a file announces
 }
@@ -238,7 +235,7 @@ TEST(ImagePng, StoresSurfacesThatReadBack) {
   }
   Surf empty;
   EXPECT_EQ(traced([&] { return sf_image_png_store(&empty, dir.path("e.png").c_str()); }), fail("image_png.cpp", "sf_image_png_store"));
-  EXPECT_FALSE(exists(dir.path("e.png")));
+  EXPECT_FALSE(std::ifstream(dir.path("e.png")));
 }
 
 }  // namespace

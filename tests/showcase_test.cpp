@@ -10,11 +10,7 @@
 #include "layout.h"
 #include "window_host.h"
 
-extern char** environ;
-
 namespace {
-
-using qtest::x;
 
 // Starts `args` (the showcase's unless a program comes first) in `cwd`, made, with its outputs in cwd/log.
 pid_t start(const std::string& config, std::vector<std::string> args, const std::string& cwd) {
@@ -38,10 +34,7 @@ int finish(pid_t pid, int seconds = 60) {
 
 struct Picture : qtest::Surf {
   explicit Picture(const std::string& path) { sf_image_load(this, path.c_str()); }
-  void each(sf_rect r, const std::function<void(int, int)>& f) const {
-    for (int py = r.top; py < r.bottom; ++py)
-      for (int px = r.left; px < r.right; ++px) f(px, py);
-  }
+  void each(sf_rect r, const std::function<void(int, int)>& f) const { for (int y = r.top; y < r.bottom; ++y) for (int x = r.left; x < r.right; ++x) f(x, y); }
   // Sum of the differences between horizontal neighbours: what a blur takes away.
   long sharpness(sf_rect r) const {
     long sum = 0;
@@ -63,7 +56,7 @@ constexpr uint32_t kPanel = 0xFF262D3E, kHeader = 0xFF161A24, kInk = 0xFFE9EDF4,
 
 struct Showcase : ::testing::Test {
   void SetUp() override {
-    if (!x()) GTEST_SKIP() << "no X display";
+    if (!qtest::x()) GTEST_SKIP() << "no X display";
     showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT, 96);
   }
   qtest::TempDir dir;
@@ -103,7 +96,7 @@ TEST_F(Showcase, ScreenshotShowsEveryRegion) {
 
 // The resolution that quelt reads from this display for text: Xft.dpi, else 96.
 int display_dpi() {
-  const char* resources = XResourceManagerString(x());
+  const char* resources = XResourceManagerString(qtest::x());
   const char* at = resources ? std::strstr(resources, "Xft.dpi:") : nullptr;
   return at ? static_cast<int>(std::lround(std::atof(at + 8))) : 96;
 }
@@ -198,15 +191,13 @@ TEST_F(Showcase, SameFrameOnWaylandAsOnX11) {
     unsetenv("WAYLAND_SOCKET"), close(connection);
     setenv("WAYLAND_DISPLAY", (std::string(runtime) + "/wayland-1").c_str(), 1);  // for the screenshots
     std::string differs = "no window";
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!differs.empty() && std::chrono::steady_clock::now() < end) {
+    for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20); !differs.empty() && std::chrono::steady_clock::now() < end;) {
       // To sway the window's process is the connection's maker; on weston the frame surrounds it.
       host::Rect r = on_sway ? host::way::node(getpid()).rect : host::way::frame_on_screen(1000, 640).rect;
       if (!on_sway) r = {r.left + 4, r.top + 28, r.left + 1004, r.top + 668};
       std::vector<uint32_t> shown = r.right - r.left == 1000 ? host::way::shot(r) : std::vector<uint32_t>{};
       // weston's screenshots divide the colours by the unused byte of an opaque buffer: undone here.
-      for (uint32_t& p : shown)
-        for (int c = 0; c < 24 && !on_sway; c += 8) p = (p & ~(0xFFu << c)) | (((p >> c & 0xFF) * (p >> 24) + 127) / 255) << c;
+      for (uint32_t& p : shown) for (int c = 0; c < 24 && !on_sway; c += 8) p = (p & ~(0xFFu << c)) | (((p >> c & 0xFF) * (p >> 24) + 127) / 255) << c;
       differs = shown.empty() ? "no window" : host::first_difference(shown, 1000, [&](int x, int y) { return x11.px(x, y); }, 0xFFFFFF);
     }
     // Its close button on sway; weston has no way to ask a window to close.
