@@ -16,11 +16,11 @@
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
 #include <X11/extensions/XTest.h>
-#include <dirent.h>
 #include <quelt/imagefile/image.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
 
 namespace qtest {
 // The test's own connection to the server (null when there is no display).
@@ -142,34 +142,22 @@ inline std::string run(const std::string& command) {
 }
 inline void sway(const std::string& command) { run("swaymsg '" + command + "' > /dev/null 2>&1"); }
 inline bool sway_tree() { return set("SWAYSOCK"); }
-// What swaymsg answers to `type`, without the spaces outside strings, so that fields are found as text.
-inline std::string query(const char* type) {
-  const std::string json = run(std::string("swaymsg -r -t ") + type + " 2> /dev/null");
-  std::string out;
-  bool quoted = false;
-  for (size_t i = 0; i < json.size(); ++i) {
-    const char c = json[i];
-    if (quoted && c == '\\' && i + 1 < json.size()) out += c, out += json[++i];
-    else if (c == '"') quoted = !quoted, out += c;
-    else if (quoted || !std::isspace(static_cast<unsigned char>(c))) out += c;
-  }
-  return out;
-}
+// What swaymsg answers to `type`: JSON laid out as `"field": value`, one to a line.
+inline std::string query(const char* type) { return run(std::string("swaymsg -r -t ") + type + " 2> /dev/null"); }
 // The first "rect" of a JSON text.
 inline Rect rect_in(const std::string& json) {
   Rect r{};
-  const size_t at = json.find("\"rect\":{");
-  if (at != std::string::npos && std::sscanf(json.c_str() + at, "\"rect\":{\"x\":%d,\"y\":%d,\"width\":%d,\"height\":%d",
+  const size_t at = json.find("\"rect\": {");
+  if (at != std::string::npos && std::sscanf(json.c_str() + at, "\"rect\": { \"x\": %d, \"y\": %d, \"width\": %d, \"height\": %d",
                                              &r.left, &r.top, &r.right, &r.bottom) == 4)
     r.right += r.left, r.bottom += r.top;
   return r;
 }
 // The output's scale: device pixels to a logical one.
 inline int scale() {
-  if (!sway_tree()) return 1;
-  const std::string outputs = query("get_outputs");
-  const size_t at = outputs.find("\"scale\":");
-  return at == std::string::npos ? 1 : std::max(1, std::atoi(outputs.c_str() + at + 8));
+  const std::string outputs = sway_tree() ? query("get_outputs") : "";
+  const size_t at = outputs.find("\"scale\": ");
+  return at == std::string::npos ? 1 : std::max(1, std::atoi(outputs.c_str() + at + 9));
 }
 // Sets every output's scale for a test, and back to 1 at the end of it.
 struct Scale {
@@ -186,21 +174,13 @@ inline std::vector<uint32_t> shot(Rect r, sf_surface* whole = nullptr) {
   const bool grim = sway_tree() && !whole;
   const int s = scale(), width = (r.right - r.left) * s, height = (r.bottom - r.top) * s;
   char command[256];
-  if (grim)
-    std::snprintf(command, sizeof command, "cd %s && grim -g '%d,%d %dx%d' shot.png 2> /dev/null", dir, r.left, r.top,
-                  r.right - r.left, r.bottom - r.top);
-  else
-    std::snprintf(command, sizeof command, "cd %s && weston-screenshooter > /dev/null 2>&1", dir);
-  const bool made = std::system(command) == 0;
+  std::snprintf(command, sizeof command, "cd %s && (%s) > /dev/null 2>&1", dir,
+                grim ? ("grim -g '" + std::to_string(r.left) + "," + std::to_string(r.top) + " " + std::to_string(r.right - r.left) +
+                        "x" + std::to_string(r.bottom - r.top) + "' shot.png").c_str()
+                     : "weston-screenshooter && mv *.png shot.png");
   sf_surface image{};
-  DIR* d = opendir(dir);
-  for (dirent* e; d && (e = readdir(d));) {
-    const std::string file = std::string(dir) + "/" + e->d_name;
-    if (e->d_name[0] != '.' && made && !image.pixels) sf_image_load(&image, file.c_str());
-    unlink(file.c_str());
-  }
-  if (d) closedir(d);
-  rmdir(dir);
+  if (std::system(command) == 0) sf_image_load(&image, (std::string(dir) + "/shot.png").c_str());
+  std::filesystem::remove_all(dir);
   const int x0 = grim ? 0 : r.left, y0 = grim ? 0 : r.top;
   if (image.pixels && image.bytes_per_pixel == 4 && x0 >= 0 && y0 >= 0 && x0 + width <= image.width &&
       y0 + height <= image.height && (!grim || (image.width == width && image.height == height)))
@@ -216,13 +196,13 @@ struct Node { bool found = false, focused = false; Rect rect{}; std::string name
 // The newest window of a process (this one unless named) in sway's tree.
 inline Node node(pid_t of = getpid()) {
   const std::string tree = query("get_tree");
-  const size_t pid = tree.rfind("\"pid\":" + std::to_string(of) + ",");
+  const size_t pid = tree.rfind("\"pid\": " + std::to_string(of) + ",");
   if (pid == std::string::npos) return {};
-  const size_t start = tree.rfind("\"id\":", pid);
+  const size_t start = tree.rfind("\"id\": ", pid);
   const std::string n = tree.substr(start, pid - start);
-  Node out{true, n.find("\"focused\":true") != std::string::npos, rect_in(n), ""};
-  const size_t name = n.find("\"name\":\"");
-  for (size_t i = name == std::string::npos ? n.size() : name + 8; i < n.size() && n[i] != '"'; ++i)
+  Node out{true, n.find("\"focused\": true") != std::string::npos, rect_in(n), ""};
+  const size_t name = n.find("\"name\": \"");
+  for (size_t i = name == std::string::npos ? n.size() : name + 9; i < n.size() && n[i] != '"'; ++i)
     out.name += n[i] == '\\' ? n[++i] : n[i];
   return out;
 }
@@ -300,32 +280,28 @@ inline std::vector<unsigned long> property(Window w, const char* name, long coun
   if (data) XFree(data);
   return out;
 }
-// The first window that `match` takes among the root's children and, below them, a window
-// manager's frames; 0 when none.
-inline Window find_window(const std::function<bool(Window)>& match, Window top, int depth = 2) {
+// The X window of a handle, by the property the library puts on it (low half first), among the
+// root's children and, below them, a window manager's frames; 0 when none.
+inline Window find_window(quelt_hwnd hwnd, Window top, int depth = 2) {
   Window root, parent, *children = nullptr, found = 0;
   unsigned count = 0;
   if (!XQueryTree(x(), top, &root, &parent, &children, &count)) return 0;
-  for (unsigned i = 0; i < count && !found; ++i)
-    if (match(children[i])) found = children[i];
-  for (unsigned i = 0; i < count && !found && depth > 0; ++i) found = find_window(match, children[i], depth - 1);
+  for (unsigned i = 0; i < count && !found; ++i) {
+    const std::vector<unsigned long> v = property(children[i], "_QUELT_HWND", 2);
+    if (v.size() == 2 && (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) == reinterpret_cast<uintptr_t>(hwnd)) found = children[i];
+  }
+  for (unsigned i = 0; i < count && !found && depth > 0; ++i) found = find_window(hwnd, children[i], depth - 1);
   if (children) XFree(children);
   return found;
 }
 // Other clients' windows may go away while the walk runs (a program that has just ended, Wine's
 // windows after its last program): BadWindow on the test's connection is a window not there.
 inline XErrorHandler handler_before_walk = nullptr;
-inline int ignore_vanished(Display* display, XErrorEvent* e) {
-  if (display == x() && e->error_code == BadWindow) return 0;
-  return handler_before_walk ? handler_before_walk(display, e) : 0;
-}
-// The X window of a handle, by the property the library puts on it (low half first).
 inline Window xwindow(quelt_hwnd hwnd) {
-  handler_before_walk = XSetErrorHandler(ignore_vanished);
-  const Window found = find_window([&](Window w) {
-    const std::vector<unsigned long> v = property(w, "_QUELT_HWND", 2);
-    return v.size() == 2 && (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) == reinterpret_cast<uintptr_t>(hwnd);
-  }, DefaultRootWindow(x()));
+  handler_before_walk = XSetErrorHandler([](Display* display, XErrorEvent* e) {
+    return display == x() && e->error_code == BadWindow ? 0 : handler_before_walk ? handler_before_walk(display, e) : 0;
+  });
+  const Window found = find_window(hwnd, DefaultRootWindow(x()));
   XSync(x(), False);
   XSetErrorHandler(handler_before_walk);
   return found;
@@ -492,20 +468,21 @@ struct KeepServer {
   Display* d = wayland() ? nullptr : x();
   int min_code = 0, max_code = 0, per = 0;
   KeySym* mapping = nullptr;
+  bool remapped = false;
   unsigned delay = 0, interval = 0;
   XKeyboardState keyboard{};
 
-  KeySym* current(int* per_code) { return XGetKeyboardMapping(d, KeyCode(min_code), max_code - min_code + 1, per_code); }
   KeepServer() {
     if (!d) return;
     XDisplayKeycodes(d, &min_code, &max_code);
-    mapping = current(&per);
+    mapping = XGetKeyboardMapping(d, KeyCode(min_code), max_code - min_code + 1, &per);
     XkbGetAutoRepeatRate(d, XkbUseCoreKbd, &delay, &interval);
     XGetKeyboardControl(d, &keyboard);
   }
+  // `count` keys from `code` on, one keysym each, for the test.
+  void map(int code, KeySym* syms, int count) { remapped = true, XChangeKeyboardMapping(d, code, 1, syms, count); }
   ~KeepServer() {
-    if (!d) way::input("reset");
-    if (!d) return;
+    if (!d) { way::input("reset"); return; }
     Window root, child;
     int rx, ry, wx, wy;
     unsigned held = 0;
@@ -516,12 +493,7 @@ struct KeepServer {
     XQueryKeymap(d, keys);
     for (unsigned code = 8; code < 256; ++code)
       if (keys[code / 8] & (1 << (code % 8))) XTestFakeKeyEvent(d, code, False, CurrentTime);
-    int now_per = 0;
-    KeySym* now = current(&now_per);
-    const size_t n = size_t(max_code - min_code + 1) * size_t(per);
-    if (mapping && (!now || now_per != per || !std::equal(mapping, mapping + n, now)))
-      XChangeKeyboardMapping(d, min_code, per, mapping, max_code - min_code + 1);
-    if (now) XFree(now);
+    if (mapping && remapped) XChangeKeyboardMapping(d, min_code, per, mapping, max_code - min_code + 1);
     if (mapping) XFree(mapping);
     XkbSetAutoRepeatRate(d, XkbUseCoreKbd, delay, interval);
     keyboard.global_auto_repeat == AutoRepeatModeOn ? XAutoRepeatOn(d) : XAutoRepeatOff(d);
