@@ -1,6 +1,5 @@
-// Windows on every system quelt runs on (X11, Wayland, and Win32 under Wine): pixmaps and layouts,
-// sizes, painting read back, keys and the mouse, the close button, styles, layered windows, the
-// window procedure and the loops; then what only some systems show (frames, scales).
+// Windows on X11, Wayland and Win32 (under Wine): pixmaps, sizes, painting read back, input, the
+// close button, styles, layered windows, the procedure and the loops; then frames and scales.
 #include "no_pixels.h"
 #include "support.h"
 #include <quelt/platform/win32.h>  // the message and style numbers that windows see
@@ -70,11 +69,7 @@ struct TestWindow {
     w->onmouse = [](ctl_window_rec*, int32_t action, int32_t button, int32_t x, int32_t y) {
       return note("mouse %ld %ld %ld %ld", action, button, x, y);
     };
-    w->onevent = [](ctl_window_rec* w, int32_t code) {
-      note("event %ld", code);
-      if (on_event_hook) on_event_hook(w, code);
-      return 0;
-    };
+    w->onevent = [](ctl_window_rec* w, int32_t code) { if (on_event_hook) on_event_hook(w, code); return note("event %ld", code); };
     w->onmessage = [](ctl_window_rec*, uint32_t message, quelt_wparam, quelt_lparam) -> quelt_lresult {
       return messages.push_back(message), 0;
     };
@@ -106,8 +101,7 @@ struct Windows : ::testing::Test {
 #ifdef _WIN32
 using Input = Windows;
 #else
-// Input tests change the server that every later test shares: each leaves it as it found it,
-// however it ends (`keep` goes with the fixture).
+// Input tests leave the shared server as they found it, however they end (`keep` goes with the fixture).
 struct Input : Windows {
   host::KeepServer keep;
   Display* d = keep.d;
@@ -115,7 +109,7 @@ struct Input : Windows {
 };
 #endif
 
-TEST(Pixmap, CreateGivesZeroedTopDownSurfaceAndReleaseEmptiesIt) {
+TEST(Pixmap, CreateGivesAZeroedTopDownSurfaceReleaseEmptiesItFailuresTrace) {
   ctl_pixmap_rec p, zero;
   std::memset(&p, 0xAB, sizeof p), std::memset(&zero, 0, sizeof zero);  // old content is ignored
   ASSERT_TRUE(ctl_pixmap_create(&p, 5, 3) == 1 && p.dc);
@@ -133,10 +127,7 @@ TEST(Pixmap, CreateGivesZeroedTopDownSurfaceAndReleaseEmptiesIt) {
     EXPECT_EQ(std::memcmp(&p, &zero, sizeof p), 0);
   }
   ctl_button_draw();
-}
-
-// Each failure leaves a record that can be released (it does nothing) and takes a new pixmap.
-TEST(Pixmap, FailuresTraceAndLeaveReleasableRecords) {
+  // Each failure leaves a record that can be released (it does nothing) and takes a new pixmap.
   struct { long fail_after; int32_t width, height; const char* what; } const cases[] = {
       {-1, 0, 4, "CreateDIBSection"}, {-1, 65536, 65536, "CreateDIBSection"},  // sizes no bitmap can have
 #ifndef _WIN32
@@ -146,7 +137,6 @@ TEST(Pixmap, FailuresTraceAndLeaveReleasableRecords) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what + std::string(" ") + std::to_string(c.width));
-    ctl_pixmap_rec p;
     EXPECT_EQ(traced([&] { EXPECT_EQ(ctl_pixmap_create(&p, c.width, c.height), 0); }, c.fail_after),
               fail_lines("pixmap.cpp", "ctl_pixmap_create", c.what));
     const bool no_context = c.fail_after == 0;  // the dimensions are kept once there is one
@@ -176,9 +166,8 @@ TEST(Layout, CreateReleaseAndEveryFailure) {
   }
 }
 
-// The size message comes inside movc, for a hidden window too, and remakes the surface (its
-// address stays); the window goes where the program puts it, also at the same size, and move
-// centres the whole window on the screen. (A Wayland compositor places windows itself.)
+// movc sends the size message before it returns, also for a hidden window, and remakes the surface
+// at the same address; it places the window (not on Wayland, whose compositors place them).
 TEST_F(Windows, SizesAndPlacesRemakeThePixmap) {
   TestWindow t(100, 80);
   ASSERT_NE(t.s, nullptr);
@@ -228,8 +217,7 @@ TEST_F(Windows, SizesAndPlacesRemakeThePixmap) {
   ctl_window_proc(t.w->hwnd, WM_SIZE, 0, pack(s->width, s->height));
   EXPECT_EQ(pixel(s, 3, 3), 0u);
 #ifndef _WIN32  // (a 64-bit Windows makes a section of 4 GiB)
-  // A size whose bitmap can't be made leaves the size without pixels: nothing may draw on it,
-  // and a paint or an update of the window must not read it.
+  // A size without a bitmap leaves no pixels: nothing may draw, paint or update from them.
   EXPECT_NE(traced([&] { ctl_window_proc(t.w->hwnd, WM_SIZE, 0, pack(32767, 32767)); }).find("CreateDIBSection"),
             std::string::npos);
   ASSERT_TRUE(s->width == 32767 && s->height == 32767 && !s->pixels);
@@ -242,7 +230,7 @@ TEST_F(Windows, SizesAndPlacesRemakeThePixmap) {
 TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheSystemShowsTheSurface) {
   TestWindow t(160, 120);
   ASSERT_TRUE(t.show());
-  // The paint callback draws; the copy that follows it puts the drawing on the screen.
+  // The paint callback draws, then the drawing is copied to the screen.
   on_event_hook = [&](ctl_window_rec*, int32_t code) {
     if (code != CTL_PAINT) return;
     fill(t.s, 0xFF204080);
@@ -291,8 +279,7 @@ TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
   // Shift changes the character, not the virtual key.
   EXPECT_EQ(t.typing([&] { host::key(t.w, 0x10, true), host::tap(t.w, 'B'), host::key(t.w, 0x10, false); }, 5),
             (std::vector<std::string>{"key 2 10", "key 2 42", "key 3 42", "key 1 42", "key 1 10"}));
-  // Characters outside ASCII: é, and one beyond the BMP (a surrogate pair): from two keys mapped
-  // to them on X11, from the compositor's input method on Wayland.
+  // é, and a surrogate pair beyond the BMP: from two remapped keys on X11, an input method on Wayland.
   if (host::wayland()) {
     events.clear();
     ASSERT_TRUE(host::way::input("text \xc3\xa9\xf0\x9f\x98\x80"));
@@ -327,9 +314,8 @@ TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
   EXPECT_EQ(messages.back(), WM_KEYUP | 3u << 16);
   t.w->onmessage = onmessage;
 
-  // Input from the system comes after the posted messages, and after a quit posted meanwhile: the
-  // key-down callback quits, the character that TranslateMessage posted before the dispatch still
-  // comes, the key-up waits for the next loop.
+  // Input comes after posted messages and a quit: the key-down callback quits, the character
+  // posted before the dispatch still comes, the key-up waits for the next loop.
   const auto onkey = std::exchange(t.w->onkey, [](ctl_window_rec*, int32_t code, uint32_t key) {
     if (code == CTL_DOWN) ctl_main_quit();
     return note("key %ld %lx", code, key);
@@ -340,8 +326,7 @@ TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
   EXPECT_EQ(events, (std::vector<std::string>{"key 2 51", "key 3 71"}));
   t.w->onkey = onkey;
   EXPECT_TRUE(arrives("key 1 51"));
-  // A stream of waiting messages keeps idle from running until all are dispatched: the ping after
-  // the keys comes back once the library has read them all into its queue (an X server's ping).
+  // Idle waits until every queued message is dispatched (the ping returns once all keys are read).
   if (host::wayland()) return;
   events.clear();
   for (uint32_t k : {'1', '2', '3', '4'}) host::tap(t.w, k);
@@ -363,7 +348,7 @@ TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
 TEST_F(Input, MouseButtonsWheelAndCapture) {
   TestWindow t(200, 150, 300, 200);
   ASSERT_TRUE(t.show());
-  // The pointer to (x, y) of the window, or button b pressed or released there, and what onmouse saw of it.
+  // The pointer moved or a button pressed or released, and whether onmouse saw it.
   auto to = [&](int x, int y) {
     host::move(t.w, x, y);
     return arrives("mouse 4 0 " + std::to_string(x) + " " + std::to_string(y));
@@ -380,9 +365,7 @@ TEST_F(Input, MouseButtonsWheelAndCapture) {
     ASSERT_TRUE(click(b, false, "mouse 1" + at));
     EXPECT_EQ(std::pair(ctl_window_mouse_state(t.w, code), ctl_window_mouse_state(t.w, 9)), std::pair(0, 0));
   }
-  // The wheel: 120 a notch, the position in screen coordinates: where the window is, or on
-  // Wayland, whose compositors keep a window's place from it, where the program put it (inside
-  // quelt's own frame when it has one).
+  // The wheel: 120 a notch, at screen coordinates (on Wayland: where the program put the window).
   host::move(t.w, 36, 40);
   host::settle(t.w);
   const host::Rect c = !host::wayland() ? host::client(t.w) : host::own_frame() ? host::Rect{304, 228} : host::Rect{300, 200};
@@ -395,8 +378,7 @@ TEST_F(Input, MouseButtonsWheelAndCapture) {
     host::settle(t.w);
     EXPECT_EQ(events.size(), 1u);
   }
-  // A drag that leaves the window stays with it under the capture, with negative coordinates,
-  // also when another window goes away meanwhile.
+  // A drag leaving the window stays captured, also when another window goes away meanwhile.
   host::move(t.w, 5, 5);
   ASSERT_TRUE(click(1, true, "mouse 2 6 5 5"));
   ctl_window_rec* other = nullptr;
@@ -418,11 +400,18 @@ TEST_F(Input, MouseButtonsWheelAndCapture) {
   EXPECT_EQ(ctl_window_mouse_state(t.w, 0), 0);
 }
 
-TEST_F(Input, CloseButtonAndEscapeFollowTheQuitRules) {
+// The close button and Escape quit or destroy by whether there is onkey. Windows opened, typed into
+// and closed leave no descriptor open: the connection, keymaps and buffers go with the last window
+// (what stays for the process's life, the input helper and caches, is made by the first windows).
+TEST_F(Input, CloseButtonAndEscapeFollowTheQuitRulesAndLeaveNothingOpen) {
   struct Case { bool with_onkey, escape /* else the close button */, quits, destroyed; };
+  [[maybe_unused]] long open_before = 0;
   for (Case c : {Case{false, false, true, true}, {true, false, false, true}, {false, true, true, false},
                  {true, true, false, false}}) {
     SCOPED_TRACE(std::to_string(c.with_onkey) + std::to_string(c.escape));
+#ifndef _WIN32
+    if (c.with_onkey && c.escape) open_before = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+#endif
     TestWindow t(160, 90);
     ASSERT_TRUE(t.show());
     const quelt_hwnd hwnd = t.w->hwnd;
@@ -449,6 +438,9 @@ TEST_F(Input, CloseButtonAndEscapeFollowTheQuitRules) {
     if (quit_pending) ctl_main();  // takes the quit message at once
     EXPECT_EQ(ctl_do_events(), 0);
   }
+#ifndef _WIN32
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}), open_before);
+#endif
 }
 
 TEST_F(Windows, StylesCaptionAndTheFrame) {
@@ -526,9 +518,7 @@ TEST_F(Windows, LayeredWindowTakesPremultipliedPixelsWithAlpha) {
   EXPECT_EQ(traced([&] { ctl_window_update(t.w); }), "fail to update layered window\n");
   t.w->pixmap.dc = kept;
 #ifdef _WIN32
-  // The layered update hands UpdateLayeredWindow the client size as the window's size: a window
-  // without a frame keeps its size over any number of updates. (Wine applies the size without
-  // WM_SIZE, so there the surface is not remade; Windows remakes it.)
+  // A frameless layered window keeps its size over updates (the update gives the client size).
   ctl_window_header(t.w, 0), ctl_window_sizeable(t.w, 0), ctl_window_move(t.w, 200, 120);
   for (int i = 0; i < 3; ++i) {
     ctl_window_update(t.w);
@@ -576,8 +566,7 @@ TEST_F(Windows, ProcedureStagesInOrder) {
   ctl_window_proc(h, WM_ERASEBKGND, 0, 0);
   EXPECT_TRUE(arrives("event 11"));
   EXPECT_EQ(ctl_window_proc(h, WM_GETMINMAXINFO, 0, 0), 0);
-  // A callback that clears onevent during onmessage takes effect on the same message; the
-  // default procedure then destroys the window.
+  // onevent cleared by onmessage is not called for that message; the default destroys the window.
   t.w->onmessage = [](ctl_window_rec* w, uint32_t, quelt_wparam, quelt_lparam) -> quelt_lresult {
     return w->onevent = nullptr, 0;
   };
@@ -612,69 +601,10 @@ TEST_F(Windows, LoopsEndOnTheQuitMessage) {
 }
 
 #ifndef _WIN32
-// Windows opened, typed into and closed leave no descriptor open: the connection, keymaps and
-// buffers go with the last window. (The first window makes what stays for the process's life:
-// the input helper, caches.)
-TEST_F(Input, NothingStaysOpenAfterTheLastWindow) {
-  auto open_files = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
-  long before = 0;
-  for (int round = 0; round < 2; ++round) {
-    if (round == 1) before = open_files();
-    TestWindow t(50, 40);
-    ASSERT_TRUE(t.show());
-    EXPECT_EQ(t.typing([&] { host::tap(t.w, 'A'); }, 3).size(), 3u);
-  }
-  EXPECT_EQ(open_files(), before);
-}
-
-// Where the compositor draws no frame (weston, or sway told to leave it to the window), quelt
-// draws its own around the client area: a title bar with the caption and the buttons, a border,
-// none of it inside the client area. It answers the pointer: on sway, whose virtual pointer can
-// drag, a drag on the title moves the window and one on the right edge makes it wider. (The close
-// button is the close test's; sway answers a maximise with the same size, so that is not seen.)
-TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
-  if (!host::own_frame()) GTEST_SKIP() << "the compositor draws the frame";
-  const bool drags = host::way::sway_tree() && host::has_xtest();
-  host::KeepServer keep;  // no button held when the test ends, however it ends
-  TestWindow t(200, 100);
-  ctl_window_caption(t.w, text16(u"Frame"));
-  ASSERT_TRUE(t.show());
-  fill(t.s, 0xFF00FF00);
-  ctl_window_update(t.w);
-  EXPECT_EQ(host::shown_differs(t.w, 200, 100, [](int, int) { return 0x00FF00u; }), "");
-  const host::Rect o = host::outer(t.w), c = host::client(t.w);
-  EXPECT_EQ((std::vector{c.left - o.left, c.top - o.top, o.right - c.right, o.bottom - c.bottom, c.right - c.left}),
-            (std::vector{4, 28, 4, 4, 200}));
-  // The bar in its colour, with lighter pixels where the caption and the close button's cross are.
-  const std::vector<uint32_t> bar = host::way::shot({o.left, o.top, o.right, o.top + 28});
-  ASSERT_EQ(bar.size(), 208u * 28);
-  auto light = [&](int from, int to) {
-    return std::count_if(bar.begin(), bar.end(), [&, i = 0](uint32_t p) mutable {
-      const int x = i++ % 208;
-      return x >= from && x < to && (p & 0xFF) > 0xA0;
-    });
-  };
-  EXPECT_GT(std::count(bar.begin(), bar.end(), 0xFF2B2F36u) + std::count(bar.begin(), bar.end(), 0xFF4A4E55u), 208 * 14);
-  EXPECT_GT(light(4, 80), 20);     // "Frame"
-  EXPECT_GT(light(180, 204), 10);  // the close button's cross
-  EXPECT_EQ(light(90, 120), 0);    // nothing between
-  if (!drags) return;
-  auto drag = [&](int x, int y, int dx, int dy) {
-    host::pointer_to(x, y), host::button(t.w, 1, true);
-    host::settle(t.w);
-    host::pointer_to(x + dx, y + dy), host::button(t.w, 1, false);
-  };
-  drag(o.left + 60, o.top + 14, 50, 40);
-  EXPECT_TRUE(host::pump_until([&] { const host::Rect r = host::outer(t.w); return r.left == o.left + 50 && r.top == o.top + 40; }));
-  const host::Rect moved = host::outer(t.w);
-  drag(moved.right - 2, moved.top + 60, 30, 0);
-  EXPECT_TRUE(host::pump_until([&] { return ctl_window_width(t.w) == 230 && t.s->width == 230; }));
-}
-
-// What a window asks of the compositor, where the compositor gives no way to see the effect:
-// libwayland writes each request to standard error when WAYLAND_DEBUG is set as a connection
-// opens. `body` runs in a child process (only its connection writes), which exits with 0 when
-// every request it waits for (`asked`: a text, and how many times it must appear) was written.
+// What a window asks of the compositor, where the compositor shows no effect: libwayland writes
+// each request to standard error when WAYLAND_DEBUG is set as a connection opens. `body` runs in a
+// child process (only its connection writes), which exits with 0 when every request it waits for
+// (`asked`: a text, and how many times it must appear) was written.
 using Asked = std::function<bool(const std::string&, int)>;
 void exits_when_asked(const std::function<void(const Asked&)>& body) {
   qtest::TempDir dir;
@@ -701,13 +631,51 @@ void exits_when_asked(const std::function<void(const Asked&)>& body) {
       ::testing::ExitedWithCode(0), "");
 }
 
-// The maximise and minimise buttons of quelt's own frame and a double click on its title ask the
-// compositor (sway answers neither with a change that could be seen). A maximise asks for the
-// other state than the one the compositor last said: sway may call a window maximised while it
-// tiles it before floating it, and then the button asks to unmaximise.
-TEST_F(Windows, OwnFrameAsksToMaximiseAndMinimise) {
-  if (!host::own_frame() || !host::way::sway_tree() || !host::has_xtest()) GTEST_SKIP() << "quelt's own frame, on sway";
-  host::KeepServer keep;
+// Where the compositor draws no frame (weston, or sway told to leave it to the window), quelt draws
+// its own: a title bar with the caption and the buttons and a border, outside the client area. On
+// sway it answers the pointer: a drag on the title moves the window, one on the right edge widens
+// it; the maximise and minimise buttons and a double click on the title ask the compositor (seen as
+// requests: sway shows neither, and may call a window maximised while it tiles it before floating
+// it, when the button asks to unmaximise).
+TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
+  if (!host::own_frame()) GTEST_SKIP() << "the compositor draws the frame";
+  const bool drags = host::way::sway_tree() && host::has_xtest();
+  host::KeepServer keep;  // no button held when the test ends, however it ends
+  {
+    TestWindow t(200, 100);
+    ctl_window_caption(t.w, text16(u"Frame"));
+    ASSERT_TRUE(t.show());
+    fill(t.s, 0xFF00FF00);
+    ctl_window_update(t.w);
+    EXPECT_EQ(host::shown_differs(t.w, 200, 100, [](int, int) { return 0x00FF00u; }), "");
+    const host::Rect o = host::outer(t.w), c = host::client(t.w);
+    EXPECT_EQ((std::vector{c.left - o.left, c.top - o.top, o.right - c.right, o.bottom - c.bottom, c.right - c.left}),
+              (std::vector{4, 28, 4, 4, 200}));
+    // The bar in its colour, with lighter pixels where the caption and the close button's cross are.
+    const std::vector<uint32_t> bar = host::way::shot({o.left, o.top, o.right, o.top + 28});
+    ASSERT_EQ(bar.size(), 208u * 28);
+    auto light = [&](int from, int to) {
+      return std::count_if(bar.begin(), bar.end(), [&, i = 0](uint32_t p) mutable {
+        const int x = i++ % 208;
+        return x >= from && x < to && (p & 0xFF) > 0xA0;
+      });
+    };
+    EXPECT_GT(std::count(bar.begin(), bar.end(), 0xFF2B2F36u) + std::count(bar.begin(), bar.end(), 0xFF4A4E55u), 208 * 14);
+    EXPECT_GT(light(4, 80), 20);     // "Frame"
+    EXPECT_GT(light(180, 204), 10);  // the close button's cross
+    EXPECT_EQ(light(90, 120), 0);    // nothing between
+    if (!drags) return;
+    auto drag = [&](int x, int y, int dx, int dy) {
+      host::pointer_to(x, y), host::button(t.w, 1, true);
+      host::settle(t.w);
+      host::pointer_to(x + dx, y + dy), host::button(t.w, 1, false);
+    };
+    drag(o.left + 60, o.top + 14, 50, 40);
+    EXPECT_TRUE(host::pump_until([&] { const host::Rect r = host::outer(t.w); return r.left == o.left + 50 && r.top == o.top + 40; }));
+    const host::Rect moved = host::outer(t.w);
+    drag(moved.right - 2, moved.top + 60, 30, 0);
+    EXPECT_TRUE(host::pump_until([&] { return ctl_window_width(t.w) == 230 && t.s->width == 230; }));
+  }  // the window and its connection go before the child makes its own
   exits_when_asked([](const Asked& asked) {
     TestWindow t(200, 100);
     if (!t.show()) std::_Exit(2);
@@ -724,23 +692,17 @@ TEST_F(Windows, OwnFrameAsksToMaximiseAndMinimise) {
   });
 }
 
-// Where the compositor scales by fractions (kwin at 1.5, in a run of its own): the client area is
-// in device pixels, the buffer is that size and the compositor is told the logical size through a
-// viewport; text is made at 144 dots per inch (DejaVu Sans's line, 1.164 em, is 28 pixels at 12
-// points there; 19 at 96 dots per inch).
-TEST_F(Windows, FractionalScaleShowsDevicePixelsThroughAViewport) {
-  if (!std::getenv("QUELT_FRACTIONAL_RUN")) GTEST_SKIP() << "a compositor at scale 1.5";
-  exits_when_asked([](const Asked& asked) {
+// On a scaled output a window is in device pixels and text is made at the scale's resolution. At 2
+// (set through sway) its pixels show one for one and the compositor's logical size is half. At 1.5
+// (kwin, in a run of its own) the buffer is the device size and a viewport gives the logical size;
+// DejaVu Sans's line, 1.164 em, is 28 pixels at 12 points at 144 dots per inch (19 at 96).
+TEST_F(Windows, ScaledOutputShowsDevicePixels) {
+  if (std::getenv("QUELT_FRACTIONAL_RUN")) return exits_when_asked([](const Asked& asked) {
     TestWindow t(300, 150);
     ctl_window_show(t.w);
     asked("preferred_scale(180)", 1), asked(", 0, 300, 150, 1200, ", 1), asked(".set_destination(200, 100)", 1);
     if (line_height() != 28 || ctl_window_width(t.w) != 300 || t.s->width != 300) std::_Exit(1);
   });
-}
-
-// On an output at scale 2 a window is in device pixels: its pixels show one for one, the
-// compositor's logical size is half, and text is made at twice the resolution.
-TEST_F(Windows, ScaledOutputShowsDevicePixels) {
   if (!host::wayland() || !host::way::sway_tree()) GTEST_SKIP() << "a scale set through sway";
   const int at_one = line_height();
   host::way::Scale two(2);

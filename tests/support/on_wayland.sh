@@ -7,7 +7,7 @@ case $run in
   sway) dir=${QUELT_SWAY_DIR:-} sock=$dir/ipc.sock ;;
   sway_own_frames) dir=${QUELT_SWAY_DIR:-} sock=$dir/ipc.sock frames=client ;;
   weston) dir=${QUELT_WESTON_DIR:-} ;;
-  kwin) dir=${QUELT_KWIN_DIR:-} only="Windows.FractionalScale*" && export QUELT_FRACTIONAL_RUN=1 ;;
+  kwin) dir=${QUELT_KWIN_DIR:-} only="Windows.ScaledOutput*" && export QUELT_FRACTIONAL_RUN=1 ;;
 esac
 [ -n "$dir" ] && [ -S "$dir/wayland-1" ] || { echo "no $run compositor: skipped"; exit 77; }
 exec env -u DISPLAY -u WAYLAND_SOCKET XDG_RUNTIME_DIR="$dir" WAYLAND_DISPLAY="$dir/wayland-1" \
