@@ -66,9 +66,7 @@ struct TestWindow {
     if (!s) return;
     ctl_window_movc(w, width, height, at_x, at_y);
     w->onkey = [](ctl_window_rec*, int32_t code, uint32_t key) { return note("key %ld %lx", code, key); };
-    w->onmouse = [](ctl_window_rec*, int32_t action, int32_t button, int32_t x, int32_t y) {
-      return note("mouse %ld %ld %ld %ld", action, button, x, y);
-    };
+    w->onmouse = [](ctl_window_rec*, int32_t action, int32_t b, int32_t x, int32_t y) { return note("mouse %ld %ld %ld %ld", action, b, x, y); };
     w->onevent = [](ctl_window_rec* w, int32_t code) { if (on_event_hook) on_event_hook(w, code); return note("event %ld", code); };
     w->onmessage = [](ctl_window_rec*, uint32_t message, quelt_wparam, quelt_lparam) -> quelt_lresult {
       return messages.push_back(message), 0;
@@ -109,7 +107,7 @@ struct Input : Windows {
 };
 #endif
 
-TEST(Pixmap, CreateGivesAZeroedTopDownSurfaceReleaseEmptiesItFailuresTrace) {
+TEST(Records, PixmapAndLayoutCreateReleaseAndFailures) {
   ctl_pixmap_rec p, zero;
   std::memset(&p, 0xAB, sizeof p), std::memset(&zero, 0, sizeof zero);  // old content is ignored
   ASSERT_TRUE(ctl_pixmap_create(&p, 5, 3) == 1 && p.dc);
@@ -148,9 +146,7 @@ TEST(Pixmap, CreateGivesAZeroedTopDownSurfaceReleaseEmptiesItFailuresTrace) {
     ASSERT_EQ(ctl_pixmap_create(&p, 2, 2), 1);
     ctl_pixmap_release(&p);
   }
-}
-
-TEST(Layout, CreateReleaseAndEveryFailure) {
+  // A layout: each allocation fails in turn (the record, then its archive's).
   ctl_layout_rec* layout = nullptr;
   const long before = qtest::allocation_count();
   ASSERT_EQ(ctl_layout_create(&layout), 1);
@@ -158,7 +154,7 @@ TEST(Layout, CreateReleaseAndEveryFailure) {
   ASSERT_TRUE(layout && layout->archive);
   ctl_layout_release(&layout);
   EXPECT_EQ(layout, nullptr);
-  for (long n = 0; n < count; ++n) {  // each allocation fails in turn: the record, then its archive's
+  for (long n = 0; n < count; ++n) {
     EXPECT_TRUE(traced([&] { EXPECT_EQ(ctl_layout_create(&layout), 0); }, n)
                     .ends_with(fail_lines("layout.cpp", "ctl_layout_create", n == 0 ? "malloc" : ""))) << n;
     EXPECT_EQ(layout == nullptr, n == 0);  // a record whose archive failed stays with the caller
@@ -227,7 +223,7 @@ TEST_F(Windows, SizesAndPlacesRemakeThePixmap) {
 #endif
 }
 
-TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheSystemShowsTheSurface) {
+TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheSystemShowsTheSurfaceLayeredOrNot) {
   TestWindow t(160, 120);
   ASSERT_TRUE(t.show());
   // The paint callback draws, then the drawing is copied to the screen.
@@ -263,6 +259,50 @@ TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheSystemShowsTheSurface) {
   EXPECT_FALSE(seen("event 11"));
   ctl_window_show(t.w);
   EXPECT_TRUE(arrives("event 11"));
+  // A layered window takes premultiplied pixels with alpha, without a paint message.
+  host::settle(t.w);
+  ctl_window_layered(t.w, 1);
+  EXPECT_EQ(style(t.w, GWL_EXSTYLE), uint32_t{WS_EX_LAYERED});
+  sf_rect box = {8, 8, 40, 30};
+  std::memset(t.s->pixels, 0, 160 * 120 * 4), fill(t.s, 0x80FF0000, &box);
+  events.clear();
+  EXPECT_EQ(traced([&] { ctl_window_update(t.w); }), "");
+  EXPECT_FALSE(seen("event 11"));  // the layered path needs no paint message
+  EXPECT_EQ(pixel(t.s, 10, 10) >> 24, 0x80u);
+#ifndef _WIN32
+  // The window is made anew on the 32-bit visual, which shows the premultiplied pixels as they are.
+  XWindowAttributes a{};
+  if (!host::wayland()) ASSERT_TRUE(host::pump_until([&] {
+    const Window xw = host::xwindow(t.w->hwnd);
+    return xw && XGetWindowAttributes(host::x(), xw, &a) && a.map_state == IsViewable;
+  }));
+  if (a.depth == 32) {
+    ctl_window_update(t.w);
+    EXPECT_EQ(host::shown_differs(t.w, 160, 120, [&](int px, int py) { return pixel(t.s, px, py); }, 0xFFFFFFFF), "");
+  }
+#endif
+  // update_rect still repaints through WM_PAINT on a layered window.
+  ctl_window_update_rect(t.w, nullptr);
+  EXPECT_TRUE(seen("event 11"));
+  // A context that is gone makes the system refuse: one line, not a trace.
+  ctl_pixmap_rec gone;
+  ASSERT_EQ(ctl_pixmap_create(&gone, 1, 1), 1);
+  quelt_hdc kept = std::exchange(t.w->pixmap.dc, gone.dc);
+  ctl_pixmap_release(&gone);
+  EXPECT_EQ(traced([&] { ctl_window_update(t.w); }), "fail to update layered window\n");
+  t.w->pixmap.dc = kept;
+#ifdef _WIN32
+  // A frameless layered window keeps its size over updates (the update gives the client size).
+  ctl_window_header(t.w, 0), ctl_window_sizeable(t.w, 0), ctl_window_move(t.w, 200, 120);
+  for (int i = 0; i < 3; ++i) {
+    ctl_window_update(t.w);
+    const host::Rect r = host::outer(t.w);
+    EXPECT_EQ((std::vector{r.right - r.left, r.bottom - r.top, ctl_window_width(t.w), t.s->height}),
+              (std::vector{200, 120, 200, 120}));
+  }
+#endif
+  ctl_window_layered(t.w, 0);
+  EXPECT_EQ(style(t.w, GWL_EXSTYLE), 0u);
 }
 
 TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
@@ -484,54 +524,7 @@ TEST_F(Windows, StylesCaptionAndTheFrame) {
   EXPECT_TRUE(host::pump_until([&] { return host::caption(t.w) == "caption \xc3\xa9" || host::caption(t.w) == "caption \xe9"; }));
 }
 
-TEST_F(Windows, LayeredWindowTakesPremultipliedPixelsWithAlpha) {
-  TestWindow t(64, 48);
-  ASSERT_TRUE(t.show());
-  ctl_window_layered(t.w, 1);
-  EXPECT_EQ(style(t.w, GWL_EXSTYLE), uint32_t{WS_EX_LAYERED});
-  sf_rect box = {8, 8, 40, 30};
-  fill(t.s, 0x80FF0000, &box);
-  events.clear();
-  EXPECT_EQ(traced([&] { ctl_window_update(t.w); }), "");
-  EXPECT_FALSE(seen("event 11"));  // the layered path needs no paint message
-  EXPECT_EQ(pixel(t.s, 10, 10) >> 24, 0x80u);
-#ifndef _WIN32
-  // The window is made anew on the 32-bit visual, which shows the premultiplied pixels as they are.
-  XWindowAttributes a{};
-  if (!host::wayland()) ASSERT_TRUE(host::pump_until([&] {
-    const Window xw = host::xwindow(t.w->hwnd);
-    return xw && XGetWindowAttributes(host::x(), xw, &a) && a.map_state == IsViewable;
-  }));
-  if (a.depth == 32) {
-    ctl_window_update(t.w);
-    EXPECT_EQ(host::shown_differs(t.w, 64, 48, [&](int px, int py) { return pixel(t.s, px, py); }, 0xFFFFFFFF), "");
-  }
-#endif
-  // update_rect still repaints through WM_PAINT on a layered window.
-  ctl_window_update_rect(t.w, nullptr);
-  EXPECT_TRUE(seen("event 11"));
-  // A context that is gone makes the system refuse: one line, not a trace.
-  ctl_pixmap_rec gone;
-  ASSERT_EQ(ctl_pixmap_create(&gone, 1, 1), 1);
-  quelt_hdc kept = std::exchange(t.w->pixmap.dc, gone.dc);
-  ctl_pixmap_release(&gone);
-  EXPECT_EQ(traced([&] { ctl_window_update(t.w); }), "fail to update layered window\n");
-  t.w->pixmap.dc = kept;
-#ifdef _WIN32
-  // A frameless layered window keeps its size over updates (the update gives the client size).
-  ctl_window_header(t.w, 0), ctl_window_sizeable(t.w, 0), ctl_window_move(t.w, 200, 120);
-  for (int i = 0; i < 3; ++i) {
-    ctl_window_update(t.w);
-    const host::Rect r = host::outer(t.w);
-    EXPECT_EQ((std::vector{r.right - r.left, r.bottom - r.top, ctl_window_width(t.w), t.s->height}),
-              (std::vector{200, 120, 200, 120}));
-  }
-#endif
-  ctl_window_layered(t.w, 0);
-  EXPECT_EQ(style(t.w, GWL_EXSTYLE), 0u);
-}
-
-TEST_F(Windows, ProcedureStagesInOrder) {
+TEST_F(Windows, ProcedureStagesInOrderAndLoopsEndOnTheQuitMessage) {
   TestWindow t(50, 40);
   ASSERT_NE(t.s, nullptr);
   quelt_hwnd h = t.w->hwnd;
@@ -566,19 +559,6 @@ TEST_F(Windows, ProcedureStagesInOrder) {
   ctl_window_proc(h, WM_ERASEBKGND, 0, 0);
   EXPECT_TRUE(arrives("event 11"));
   EXPECT_EQ(ctl_window_proc(h, WM_GETMINMAXINFO, 0, 0), 0);
-  // onevent cleared by onmessage is not called for that message; the default destroys the window.
-  t.w->onmessage = [](ctl_window_rec* w, uint32_t, quelt_wparam, quelt_lparam) -> quelt_lresult {
-    return w->onevent = nullptr, 0;
-  };
-  events.clear();
-  ctl_window_proc(h, WM_CLOSE, 0, 0);
-  EXPECT_TRUE(events.empty());
-  EXPECT_FALSE(host::exists(h));
-}
-
-TEST_F(Windows, LoopsEndOnTheQuitMessage) {
-  TestWindow t(60, 40);
-  ASSERT_TRUE(t.show());
   host::settle(t.w);
   // ctl_do_events: 0 on an empty queue; a quit is counted and stays pending.
   EXPECT_EQ(ctl_do_events(), 0);
@@ -598,6 +578,14 @@ TEST_F(Windows, LoopsEndOnTheQuitMessage) {
   ctl_main_onidle([]() -> int32_t { if (++idles == 3) ctl_main_quit(); return 0; });
   EXPECT_EQ(idles, 3);
   ctl_main_onidle(nullptr);  // no idle function: returns at once
+  // onevent cleared by onmessage is not called for that message; the default destroys the window.
+  t.w->onmessage = [](ctl_window_rec* w, uint32_t, quelt_wparam, quelt_lparam) -> quelt_lresult {
+    return w->onevent = nullptr, 0;
+  };
+  events.clear();
+  ctl_window_proc(h, WM_CLOSE, 0, 0);
+  EXPECT_TRUE(events.empty());
+  EXPECT_FALSE(host::exists(h));
 }
 
 #ifndef _WIN32

@@ -1,8 +1,6 @@
-// What the window suite asks of the system that shows its windows: whether there is one, the
-// window as the system holds it (place, caption, pixels, whether it still exists), and input
-// sent to it. On X11 the input is real (XTest: the server routes it), on a wlroots compositor it
-// comes from virtual devices (wl_input); on Windows it is posted to the window, as the system's
-// input thread would.
+// What the window suite asks of the system that shows its windows: the window as the system holds
+// it (place, caption, pixels, whether it exists), and input: real on X11 (XTest), from virtual
+// devices on a wlroots compositor (wl_input), posted to the window on Windows.
 #pragma once
 
 #include "support.h"  // before Xlib, whose macros break GoogleTest
@@ -18,6 +16,8 @@
 #include <X11/extensions/XTest.h>
 #include <quelt/imagefile/image.h>
 #include <unistd.h>
+
+#include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
@@ -126,10 +126,8 @@ using qtest::x;
 
 inline bool set(const char* variable) { return std::getenv(variable) && *std::getenv(variable); }
 inline bool wayland() { return set("WAYLAND_DISPLAY"); }
-// On a Wayland compositor the suite asks the compositor, which places windows itself. On sway:
-// its tree through swaymsg for places and captions, grim for pixels, virtual devices for input.
-// On weston, which has none of them, the whole screen through its screenshooter (weston --debug),
-// where the window is found by quelt's own frame.
+// On sway: its tree (swaymsg) for places and captions, grim for pixels, virtual devices for input.
+// On weston, which has none of them, the screen (weston --debug) where quelt's own frame is found.
 namespace way {
 inline std::string run(const std::string& command) {
   std::string out;
@@ -144,7 +142,6 @@ inline void sway(const std::string& command) { run("swaymsg '" + command + "' > 
 inline bool sway_tree() { return set("SWAYSOCK"); }
 // What swaymsg answers to `type`: JSON laid out as `"field": value`, one to a line.
 inline std::string query(const char* type) { return run(std::string("swaymsg -r -t ") + type + " 2> /dev/null"); }
-// The first "rect" of a JSON text.
 inline Rect rect_in(const std::string& json) {
   Rect r{};
   const size_t at = json.find("\"rect\": {");
@@ -164,9 +161,8 @@ struct Scale {
   explicit Scale(int s) { sway("output * scale " + std::to_string(s)); }
   ~Scale() { sway("output * scale 1"); }
 };
-// A logical rectangle of the screen in device pixels, B, G, R, A words: on sway through grim, which
-// takes it at the output's scale, on weston cut from the whole screen; the whole screen into
-// `whole` when given.
+// A logical rectangle of the screen in device pixels, B, G, R, A words (grim takes it at the
+// output's scale; on weston it is cut from the whole screen); the whole screen into `whole`.
 inline std::vector<uint32_t> shot(Rect r, sf_surface* whole = nullptr) {
   char dir[] = "/tmp/quelt-shot-XXXXXX";
   std::vector<uint32_t> out;
@@ -206,9 +202,8 @@ inline Node node(pid_t of = getpid()) {
     out.name += n[i] == '\\' ? n[++i] : n[i];
   return out;
 }
-// On weston: quelt's title bar (active or not) on the screen, its top left corner the first pixel
-// of its colour with 20 more to the right and below and none above or to the left. The rect is
-// the window around a client area of the size given.
+// On weston: quelt's frame around a client area of the size given, found by its title bar's top
+// left corner (the first pixel of its colours with 20 more right and below, none left or above).
 inline Node frame_on_screen(int client_width, int client_height) {
   sf_surface screen{};
   Node out;
@@ -231,25 +226,19 @@ inline Node frame_on_screen(int client_width, int client_height) {
 inline Node window(ctl_window_rec* w) {
   return sway_tree() ? node() : frame_on_screen(w ? ctl_window_width(w) : 0, w ? ctl_window_height(w) : 0);
 }
-// The compositor's virtual keyboard and pointer and an input method, held by one helper process
-// for the whole run (tests/support/wl_input.cpp); false when it is not there or not answering.
+// A command to the compositor's virtual keyboard and pointer and input method, held by one
+// helper for the whole run (wl_input.cpp); false when it is not there or not answering.
 inline bool input(const std::string& command) {
 #ifdef QUELT_WL_INPUT
   static FILE *to = nullptr, *from = nullptr;
-  if (!to) {
-    int in[2], out[2];
-    if (pipe(in) || pipe(out)) return false;
-    if (fork() == 0) {
-      dup2(in[0], 0), dup2(out[1], 1), close(in[1]), close(out[0]);
-      execl(QUELT_WL_INPUT, "wl_input", static_cast<char*>(nullptr));
-      _exit(127);
-    }
-    close(in[0]), close(out[1]);
-    signal(SIGPIPE, SIG_IGN);
-    to = fdopen(in[1], "w"), from = fdopen(out[0], "r");
+  if (!to) {  // the helper answers through a pipe of its own
+    const std::string answers = "/tmp/quelt-wl-input-" + std::to_string(getpid());
+    signal(SIGPIPE, SIG_IGN), mkfifo(answers.c_str(), 0600);
+    to = popen((QUELT_WL_INPUT " > " + answers).c_str(), "w"), from = std::fopen(answers.c_str(), "r");
+    unlink(answers.c_str());
   }
   char reply[8] = "";
-  return std::fprintf(to, "%s\n", command.c_str()) > 0 && std::fflush(to) == 0 && std::fgets(reply, sizeof reply, from) &&
+  return to && from && std::fprintf(to, "%s\n", command.c_str()) > 0 && std::fflush(to) == 0 && std::fgets(reply, sizeof reply, from) &&
          std::string(reply) == "ok\n";
 #else
   (void)command;
@@ -259,8 +248,7 @@ inline bool input(const std::string& command) {
 }  // namespace way
 
 inline bool ready() { return wayland() || x() != nullptr; }
-// Windows get quelt's own frame: on weston, which draws none, and on sway when the suite tells
-// the library not to ask for one.
+// quelt's own frame: on weston, which draws none, and on sway when the suite asks for it.
 inline bool own_frame() {
   return wayland() && (!way::sway_tree() || (set("QUELT_DECORATIONS") && std::string(std::getenv("QUELT_DECORATIONS")) == "client"));
 }
@@ -294,8 +282,7 @@ inline Window find_window(quelt_hwnd hwnd, Window top, int depth = 2) {
   if (children) XFree(children);
   return found;
 }
-// Other clients' windows may go away while the walk runs (a program that has just ended, Wine's
-// windows after its last program): BadWindow on the test's connection is a window not there.
+// Windows may go away during the walk (a program that ended, Wine's): BadWindow is a window not there.
 inline XErrorHandler handler_before_walk = nullptr;
 inline Window xwindow(quelt_hwnd hwnd) {
   handler_before_walk = XSetErrorHandler([](Display* display, XErrorEvent* e) {
@@ -317,8 +304,7 @@ inline void send_protocol(Window xw, const char* protocol, long stamp = 0) {
   XSendEvent(x(), xw, False, NoEventMask, &e);
   XSync(x(), False);
 }
-// A _NET_WM_PING sent to the window comes back on the root once the library has read every
-// event the server sent it before: the suite's way to wait until the library is up to date.
+// A _NET_WM_PING comes back on the root once the library has read every event sent before it.
 inline long send_ping(Window xw) {
   static long serial = 0;
   XSelectInput(x(), DefaultRootWindow(x()), SubstructureNotifyMask);
@@ -330,9 +316,9 @@ inline bool pong_seen(long stamp) {
   for (XEvent e; !back && XPending(x());) XNextEvent(x(), &e), back = e.type == ClientMessage && e.xclient.data.l[1] == stamp;
   return back;
 }
+// Until the library has taken what the suite's commands caused (from a compositor, written before
+// they returned: a short run of the loop).
 inline void settle(ctl_window_rec* w) {
-  // A compositor has written what the suite's commands caused before they returned: a short run
-  // of the loop reads and dispatches it.
   if (wayland()) return (void)pump_until([] { return false; }, 100);
   XSync(x(), False);
   if (const Window xw = w ? xwindow(w->hwnd) : 0) {
@@ -350,12 +336,10 @@ inline bool shown_ready(ctl_window_rec* w) {
   XWindowAttributes a{};
   return xw && XGetWindowAttributes(x(), xw, &a) && a.map_state == IsViewable && focus == xw;
 }
-// The client area on the screen, and the whole window with the frame a window manager put
-// around it (none on a bare server).
+// The client area on the screen, and the whole window with a window manager's frame.
 inline Rect client(ctl_window_rec* w) {
   if (wayland()) {
-    // Inside the frame the border is as wide on every side but the title's. The compositor's
-    // places are logical pixels, the window's sizes device pixels.
+    // The frame's border is as wide on every side but the title's; places are logical pixels.
     const int s = way::scale(), cw = ctl_window_width(w), ch = ctl_window_height(w);
     const Rect r = way::window(w).rect;
     const int side = ((r.right - r.left) * s - cw) / 2, top = (r.bottom - r.top) * s - ch - side;
@@ -412,8 +396,7 @@ inline bool wmctrl(ctl_window_rec* w, const std::string& action) {
   return std::system(("wmctrl -i " + action + " " + id + " > /dev/null 2>&1").c_str()) == 0;
 }
 
-// Input. Keys go by their keysym: XTest finds the server's key for it, wl_input the key of its
-// keymap.
+// Keys go by their keysym, whose key XTest and wl_input find.
 inline KeySym keysym(uint32_t vk) {
   const std::pair<uint32_t, KeySym> named[] = {{0x0D, XK_Return}, {0x10, XK_Shift_L}, {0x1B, XK_Escape}, {0x25, XK_Left},
                                                {0x26, XK_Up},     {0x27, XK_Right},   {0x28, XK_Down},   {0x74, XK_F5}};
@@ -446,9 +429,8 @@ inline void wheel(ctl_window_rec* w, bool up) {
 }
 constexpr bool real_pointer = true;
 
-// The frame's close button: quelt's own on sway (the rightmost square as high as the title bar,
-// inside the border), else the compositor's or the window manager's (or, on a bare server, the
-// message one would send).
+// The frame's close button: quelt's own on sway (the rightmost square of the title bar), else the
+// compositor's or the window manager's (on a bare server, the message one would send).
 inline void close_button(ctl_window_rec* w) {
   if (wayland() && own_frame() && way::sway_tree())
     return pointer_to(outer(w).right - 4 - 14, outer(w).top + 14), button(w, 1, true), button(w, 1, false);
@@ -461,9 +443,8 @@ inline bool has_xtest() {
   int event = 0, error = 0, major = 0, minor = 0;
   return x() && XTestQueryExtension(x(), &event, &error, &major, &minor);
 }
-// Keeps the server as a test found it: on destruction (also after a failed assertion) no button or
-// key is held, and the keyboard mapping and auto-repeat are as they were. (On Wayland the virtual
-// devices release what they hold.)
+// Keeps the server as a test found it: when it goes (also after a failed assertion) no button or
+// key is held, the keyboard mapping and auto-repeat are as they were.
 struct KeepServer {
   Display* d = wayland() ? nullptr : x();
   int min_code = 0, max_code = 0, per = 0;
@@ -502,8 +483,7 @@ struct KeepServer {
 };
 #endif
 
-// A key pressed and released. On Windows the loop turns the press into its character before the
-// release is posted, as typing does.
+// A key pressed and released (on Windows the press becomes its character before the release).
 inline void tap(ctl_window_rec* w, uint32_t vk) {
   key(w, vk, true);
 #ifdef _WIN32
@@ -511,8 +491,8 @@ inline void tap(ctl_window_rec* w, uint32_t vk) {
 #endif
   key(w, vk, false);
 }
-// Where what the window shows first differs from `want`, "" when nowhere. A compositor shows a
-// frame when it asks for the next one: there the loop runs until it does.
+// Where what the window shows first differs from `want`, "" when nowhere (a compositor shows a
+// frame once it asks for the next: the loop runs until then).
 inline std::string shown_differs(ctl_window_rec* w, int width, int height, const Want& want, uint32_t mask = 0xFFFFFF) {
   std::string differs;
   const bool same = pump_until([&] { return (differs = first_difference(pixels(w, width, height), width, want, mask)).empty(); },
