@@ -102,9 +102,7 @@ inline std::vector<uint32_t> pixels(ctl_window_rec* w, int width, int height) {
   return out;
 }
 inline void close_button(ctl_window_rec* w) { PostMessageW(w->hwnd, WM_SYSCOMMAND, SC_CLOSE, 0); }
-inline void key(ctl_window_rec* w, uint32_t vk, bool down) {
-  PostMessageW(w->hwnd, down ? WM_KEYDOWN : WM_KEYUP, vk, down ? 1 : 0xC0000001);
-}
+inline void key(ctl_window_rec* w, uint32_t vk, bool down) { PostMessageW(w->hwnd, down ? WM_KEYDOWN : WM_KEYUP, vk, down ? 1 : 0xC0000001); }
 inline POINT mouse{};
 inline void move(ctl_window_rec* w, int x, int y) {
   mouse = {x, y};
@@ -119,8 +117,6 @@ inline void wheel(ctl_window_rec* w, bool up) {
   const Rect c = client(w);
   PostMessageW(w->hwnd, WM_MOUSEWHEEL, MAKEWPARAM(0, up ? 120 : -120), MAKELPARAM(c.left + mouse.x, c.top + mouse.y));
 }
-// Real input leaves a window's client area to the window under the pointer; posted input does not.
-constexpr bool real_pointer = false;
 #else
 using qtest::x;
 
@@ -169,13 +165,12 @@ inline std::vector<uint32_t> shot(Rect r, sf_surface* whole = nullptr) {
   if (!mkdtemp(dir)) return out;
   const bool grim = sway_tree() && !whole;
   const int s = scale(), width = (r.right - r.left) * s, height = (r.bottom - r.top) * s;
-  char command[256];
-  std::snprintf(command, sizeof command, "cd %s && (%s) > /dev/null 2>&1", dir,
-                grim ? ("grim -g '" + std::to_string(r.left) + "," + std::to_string(r.top) + " " + std::to_string(r.right - r.left) +
-                        "x" + std::to_string(r.bottom - r.top) + "' shot.png").c_str()
-                     : "weston-screenshooter && mv *.png shot.png");
+  const std::string area = std::to_string(r.left) + "," + std::to_string(r.top) + " " + std::to_string(r.right - r.left) + "x" +
+                           std::to_string(r.bottom - r.top);
+  const std::string take = grim ? "grim -g '" + area + "' shot.png" : "weston-screenshooter && mv *.png shot.png";
   sf_surface image{};
-  if (std::system(command) == 0) sf_image_load(&image, (std::string(dir) + "/shot.png").c_str());
+  if (std::system(("cd " + std::string(dir) + " && (" + take + ") > /dev/null 2>&1").c_str()) == 0)
+    sf_image_load(&image, (std::string(dir) + "/shot.png").c_str());
   std::filesystem::remove_all(dir);
   const int x0 = grim ? 0 : r.left, y0 = grim ? 0 : r.top;
   if (image.pixels && image.bytes_per_pixel == 4 && x0 >= 0 && y0 >= 0 && x0 + width <= image.width &&
@@ -261,10 +256,8 @@ inline std::vector<unsigned long> property(Window w, const char* name, long coun
   int format;
   unsigned long items = 0, after;
   unsigned char* data = nullptr;
-  std::vector<unsigned long> out;
-  if (XGetWindowProperty(x(), w, XInternAtom(x(), name, False), 0, count, False, AnyPropertyType, &type, &format,
-                         &items, &after, &data) == Success && data)
-    out.assign(reinterpret_cast<unsigned long*>(data), reinterpret_cast<unsigned long*>(data) + items);
+  XGetWindowProperty(x(), w, XInternAtom(x(), name, False), 0, count, False, AnyPropertyType, &type, &format, &items, &after, &data);
+  const std::vector<unsigned long> out(reinterpret_cast<unsigned long*>(data), reinterpret_cast<unsigned long*>(data) + (data ? items : 0));
   if (data) XFree(data);
   return out;
 }
@@ -427,7 +420,6 @@ inline void wheel(ctl_window_rec* w, bool up) {
   if (wayland()) return (void)way::input(up ? "wheel 0 -1" : "wheel 0 1");
   button(w, up ? 4 : 5, true), button(w, up ? 4 : 5, false);
 }
-constexpr bool real_pointer = true;
 
 // The frame's close button: quelt's own on sway (the rightmost square of the title bar), else the
 // compositor's or the window manager's (on a bare server, the message one would send).
