@@ -315,13 +315,12 @@ TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
     events.clear();
     ASSERT_TRUE(host::way::input("text \xc3\xa9\xf0\x9f\x98\x80"));
   } else {
-    KeySym typed[2] = {0x0101F600, XK_eacute};
-    const int last = keep.max_code;
-    keep.map(last - 1, typed, 2);
+    KeySym typed[2] = {0x0101F600, XK_eacute};  // on the last two keys, é typed first
+    keep.map(keep.max_code - 1, typed, 2);
     host::settle(t.w);
     events.clear();
-    for (int code : {last, last - 1})
-      for (bool down : {true, false}) XTestFakeKeyEvent(d, static_cast<unsigned>(code), down, CurrentTime);
+    for (int code : {keep.max_code, keep.max_code - 1})
+      XTestFakeKeyEvent(d, unsigned(code), True, CurrentTime), XTestFakeKeyEvent(d, unsigned(code), False, CurrentTime);
     XSync(d, False);
   }
   EXPECT_TRUE(arrives("key 3 de00"));
@@ -475,8 +474,8 @@ TEST_F(Windows, StylesCaptionAndTheFrame) {
   ctl_window_sizeable(t.w, 0);
   EXPECT_EQ(style(t.w), WS_OVERLAPPEDWINDOW & ~WS_THICKFRAME & ~WS_MAXIMIZEBOX);
   // The style messages and the frame change arrive inside the call.
-  EXPECT_EQ(std::count(messages.begin(), messages.end(), WM_STYLECHANGED), 1);
-  EXPECT_EQ(std::count(messages.begin(), messages.end(), WM_WINDOWPOSCHANGED), 1);
+  EXPECT_EQ(std::pair(std::ranges::count(messages, WM_STYLECHANGED), std::ranges::count(messages, WM_WINDOWPOSCHANGED)),
+            std::pair(1L, 1L));
   ctl_window_sizeable(t.w, 1);
   EXPECT_EQ(style(t.w), uint32_t{WS_OVERLAPPEDWINDOW});
   [[maybe_unused]] const int32_t height = ctl_window_height(t.w);

@@ -104,10 +104,7 @@ inline std::vector<uint32_t> pixels(ctl_window_rec* w, int width, int height) {
 inline void close_button(ctl_window_rec* w) { PostMessageW(w->hwnd, WM_SYSCOMMAND, SC_CLOSE, 0); }
 inline void key(ctl_window_rec* w, uint32_t vk, bool down) { PostMessageW(w->hwnd, down ? WM_KEYDOWN : WM_KEYUP, vk, down ? 1 : 0xC0000001); }
 inline POINT mouse{};
-inline void move(ctl_window_rec* w, int x, int y) {
-  mouse = {x, y};
-  PostMessageW(w->hwnd, WM_MOUSEMOVE, 0, MAKELPARAM(x, y));
-}
+inline void move(ctl_window_rec* w, int x, int y) { mouse = {x, y}, PostMessageW(w->hwnd, WM_MOUSEMOVE, 0, MAKELPARAM(x, y)); }
 inline void button(ctl_window_rec* w, int b, bool down) {  // 1 left, 2 middle, 3 right
   static const UINT downs[] = {0, WM_LBUTTONDOWN, WM_MBUTTONDOWN, WM_RBUTTONDOWN};
   PostMessageW(w->hwnd, downs[b] + (down ? 0 : 1), 0, MAKELPARAM(mouse.x, mouse.y));
@@ -432,7 +429,7 @@ inline void close_button(ctl_window_rec* w) {
 
 inline bool has_xtest() {
   if (wayland()) return way::input("reset");
-  int event = 0, error = 0, major = 0, minor = 0;
+  int event, error, major, minor;
   return x() && XTestQueryExtension(x(), &event, &error, &major, &minor);
 }
 // Keeps the server as a test found it: when it goes (also after a failed assertion) no button or

@@ -17,7 +17,6 @@
 #include <cstdio>
 #include <cstring>
 #include <set>
-#include <string>
 
 #include "input-method-unstable-v2.h"
 #include "virtual-keyboard-unstable-v1.h"
