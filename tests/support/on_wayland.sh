@@ -1,7 +1,6 @@
 #!/bin/sh
-# Runs the window suite on a Wayland compositor that the test command started (scripts/test,
-# through scripts/lib/wayland.sh): sway with its frames, sway with quelt's own, weston, or on kwin
-# the test of fractional scales. Exits 77 (skipped) when that compositor is not running.
+# Runs the window suite on a compositor that scripts/lib/wayland.sh started: sway with its frames or
+# quelt's, weston, or kwin (only the scaled-output test). Exits 77 (skipped) without that compositor.
 run=$1 suite=$2 frames=server sock="" only="*"
 case $run in
   sway) dir=${QUELT_SWAY_DIR:-} sock=$dir/ipc.sock ;;

@@ -349,14 +349,9 @@ inline Rect outer(ctl_window_rec* w) {
   if (f.size() == 4) r.left -= int(f[0]), r.right += int(f[1]), r.top -= int(f[2]), r.bottom += int(f[3]);
   return r;
 }
+// The screen (on Wayland, sway's: the only compositor that the suite places the pointer on).
 inline Rect screen() {
-  if (wayland() && way::sway_tree()) return way::rect_in(way::query("get_outputs"));
-  if (wayland()) {
-    sf_surface whole{};
-    way::shot({}, &whole);
-    const Rect r{0, 0, whole.width, whole.height};
-    return sf_release(&whole), r;
-  }
+  if (wayland()) return way::rect_in(way::query("get_outputs"));
   return {0, 0, DisplayWidth(x(), DefaultScreen(x())), DisplayHeight(x(), DefaultScreen(x()))};
 }
 inline std::string caption(ctl_window_rec* w) {
