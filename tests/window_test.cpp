@@ -474,8 +474,8 @@ TEST_F(Windows, StylesCaptionAndTheFrame) {
   ctl_window_sizeable(t.w, 0);
   EXPECT_EQ(style(t.w), WS_OVERLAPPEDWINDOW & ~WS_THICKFRAME & ~WS_MAXIMIZEBOX);
   // The style messages and the frame change arrive inside the call.
-  EXPECT_EQ(std::pair(std::ranges::count(messages, WM_STYLECHANGED), std::ranges::count(messages, WM_WINDOWPOSCHANGED)),
-            std::pair(1L, 1L));
+  EXPECT_EQ(std::ranges::count(messages, WM_STYLECHANGED), 1);
+  EXPECT_EQ(std::ranges::count(messages, WM_WINDOWPOSCHANGED), 1);
   ctl_window_sizeable(t.w, 1);
   EXPECT_EQ(style(t.w), uint32_t{WS_OVERLAPPEDWINDOW});
   [[maybe_unused]] const int32_t height = ctl_window_height(t.w);
