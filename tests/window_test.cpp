@@ -515,15 +515,11 @@ TEST_F(Windows, ProcedureStagesInOrderAndLoopsEndOnTheQuitMessage) {
   // Coordinates come from the low 32 bits of lParam, signed; the wheel from wParam's.
   const auto high_garbage = static_cast<quelt_lparam>(0x7F5A000000000000ll);
   struct { uint32_t message; quelt_wparam wparam; quelt_lparam lparam; const char* want; } const cases[] = {
-      {WM_MOUSEMOVE, 0, high_garbage | pack(-3, 7), "mouse 4 0 -3 7"},
-      {WM_LBUTTONDOWN, 1, pack(4, -9), "mouse 2 6 4 -9"},
-      {WM_LBUTTONUP, 0, pack(5, 6), "mouse 1 6 5 6"},
-      {WM_RBUTTONDOWN, 2, pack(11, 12), "mouse 2 7 11 12"},
+      {WM_MOUSEMOVE, 0, high_garbage | pack(-3, 7), "mouse 4 0 -3 7"}, {WM_LBUTTONDOWN, 1, pack(4, -9), "mouse 2 6 4 -9"},
+      {WM_LBUTTONUP, 0, pack(5, 6), "mouse 1 6 5 6"},                   {WM_RBUTTONDOWN, 2, pack(11, 12), "mouse 2 7 11 12"},
       {WM_RBUTTONUP, 0, pack(11, 12), "mouse 1 7 11 12"},
       {WM_MOUSEWHEEL, static_cast<quelt_wparam>(0xABCD00000000ull | 0xFF100000ull), pack(1500, 900), "mouse 5 0 1500 900"},
-      {WM_KEYDOWN, 0x41, 0, "key 2 41"},
-      {WM_CHAR, 0xE9, 0, "key 3 e9"},
-      {WM_KEYUP, 0x41, 0, "key 1 41"},
+      {WM_KEYDOWN, 0x41, 0, "key 2 41"}, {WM_CHAR, 0xE9, 0, "key 3 e9"}, {WM_KEYUP, 0x41, 0, "key 1 41"},
   };
   for (const auto& c : cases) {
     events.clear(), messages.clear();
