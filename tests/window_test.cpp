@@ -619,11 +619,10 @@ TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
     // The bar in its colour, with lighter pixels where the caption and the close button's cross are.
     const std::vector<uint32_t> bar = host::way::shot({o.left, o.top, o.right, o.top + 28});
     ASSERT_EQ(bar.size(), 208u * 28);
-    auto light = [&](int from, int to) {
-      return std::count_if(bar.begin(), bar.end(), [&, i = 0](uint32_t p) mutable {
-        const int x = i++ % 208;
-        return x >= from && x < to && (p & 0xFF) > 0xA0;
-      });
+    auto light = [&](int from, int to) {  // pixels of the columns from `from` to `to`
+      int n = 0;
+      for (size_t i = 0; i < bar.size(); ++i) n += int(i % 208) >= from && int(i % 208) < to && (bar[i] & 0xFF) > 0xA0;
+      return n;
     };
     EXPECT_GT(std::count(bar.begin(), bar.end(), 0xFF2B2F36u) + std::count(bar.begin(), bar.end(), 0xFF4A4E55u), 208 * 14);
     EXPECT_GT(light(4, 80), 20);     // "Frame"
