@@ -1,7 +1,6 @@
-# The window suite reads back and drives its windows through the system: Xlib and XTest on X11,
-# GDI on Windows. Its tests share the screen, the pointer and the keyboard focus: they run one at
-# a time, and so do its runs on the Wayland compositors that the test command starts (skipped
-# without them).
+# The window suite reads back and drives its windows through the system (Xlib and XTest on X11, GDI
+# on Windows). Its tests share the screen, the pointer and the keyboard focus: they run one at a
+# time, and so do its runs on the Wayland compositors that the test command starts.
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/window_lock.cmake
   "if(window_test_TESTS)\n  set_tests_properties(\${window_test_TESTS} PROPERTIES RESOURCE_LOCK x_server)\nendif()\n")
 set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_CURRENT_BINARY_DIR}/window_lock.cmake)
@@ -18,23 +17,21 @@ foreach(run sway sway_own_frames weston kwin)
 endforeach()
 
 # On a wlroots compositor the suite's input comes from virtual devices and an input method
-# (support/wl_input.cpp), whose protocols are wlroots' own: given their folder
-# (QUELT_WLR_PROTOCOLS, from Debian's wlroots source), that tool is built beside the suite.
+# (support/wl_input.cpp), built from wlroots' protocols when their folder is given.
 set(QUELT_WLR_PROTOCOLS "" CACHE PATH "Folder of wlroots' protocol XML files, for the suite's Wayland input")
 if(QUELT_WLR_PROTOCOLS)
   pkg_check_modules(QUELT_TEST_WAYLAND REQUIRED IMPORTED_TARGET wayland-client xkbcommon)
   pkg_get_variable(scanner wayland-scanner wayland_scanner)
-  set(generated ${CMAKE_CURRENT_BINARY_DIR}/wlr-protocols)
-  file(MAKE_DIRECTORY ${generated})
+  set(out ${CMAKE_CURRENT_BINARY_DIR}/wlr-protocols)
+  file(MAKE_DIRECTORY ${out})
   add_executable(wl_input support/wl_input.cpp)
   foreach(name virtual-keyboard-unstable-v1 wlr-virtual-pointer-unstable-v1 input-method-unstable-v2)
-    set(in ${QUELT_WLR_PROTOCOLS}/${name}.xml)
-    add_custom_command(OUTPUT ${generated}/${name}.h ${generated}/${name}.c
-      COMMAND ${scanner} client-header ${in} ${generated}/${name}.h
-      COMMAND ${scanner} private-code ${in} ${generated}/${name}.c DEPENDS ${in} VERBATIM)
-    target_sources(wl_input PRIVATE ${generated}/${name}.h ${generated}/${name}.c)
+    add_custom_command(OUTPUT ${out}/${name}.h ${out}/${name}.c DEPENDS ${QUELT_WLR_PROTOCOLS}/${name}.xml VERBATIM
+      COMMAND ${scanner} client-header ${QUELT_WLR_PROTOCOLS}/${name}.xml ${out}/${name}.h
+      COMMAND ${scanner} private-code ${QUELT_WLR_PROTOCOLS}/${name}.xml ${out}/${name}.c)
+    target_sources(wl_input PRIVATE ${out}/${name}.h ${out}/${name}.c)
   endforeach()
-  target_include_directories(wl_input PRIVATE ${generated})
+  target_include_directories(wl_input PRIVATE ${out})
   target_link_libraries(wl_input PRIVATE PkgConfig::QUELT_TEST_WAYLAND)
   add_dependencies(window_test wl_input)
   target_compile_definitions(window_test PRIVATE QUELT_WL_INPUT="$<TARGET_FILE:wl_input>")

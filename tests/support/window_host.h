@@ -1,8 +1,6 @@
-// What the window suite asks of the system that shows its windows: whether there is one, the
-// window as the system holds it (place, caption, pixels, whether it still exists), and input
-// sent to it. On X11 the input is real (XTest: the server routes it), on a wlroots compositor it
-// comes from virtual devices (wl_input); on Windows it is posted to the window, as the system's
-// input thread would.
+// What the window suite asks of the system that shows its windows: the window as the system holds
+// it (place, caption, pixels, whether it exists), and input: real on X11 (XTest), from virtual
+// devices on a wlroots compositor (wl_input), posted to the window on Windows.
 #pragma once
 
 #include "support.h"  // before Xlib, whose macros break GoogleTest
@@ -16,11 +14,13 @@
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
 #include <X11/extensions/XTest.h>
-#include <dirent.h>
 #include <quelt/imagefile/image.h>
 #include <unistd.h>
 
+#include <sys/stat.h>
+
 #include <csignal>
+#include <filesystem>
 
 namespace qtest {
 // The test's own connection to the server (null when there is no display).
@@ -102,14 +102,9 @@ inline std::vector<uint32_t> pixels(ctl_window_rec* w, int width, int height) {
   return out;
 }
 inline void close_button(ctl_window_rec* w) { PostMessageW(w->hwnd, WM_SYSCOMMAND, SC_CLOSE, 0); }
-inline void key(ctl_window_rec* w, uint32_t vk, bool down) {
-  PostMessageW(w->hwnd, down ? WM_KEYDOWN : WM_KEYUP, vk, down ? 1 : 0xC0000001);
-}
+inline void key(ctl_window_rec* w, uint32_t vk, bool down) { PostMessageW(w->hwnd, down ? WM_KEYDOWN : WM_KEYUP, vk, down ? 1 : 0xC0000001); }
 inline POINT mouse{};
-inline void move(ctl_window_rec* w, int x, int y) {
-  mouse = {x, y};
-  PostMessageW(w->hwnd, WM_MOUSEMOVE, 0, MAKELPARAM(x, y));
-}
+inline void move(ctl_window_rec* w, int x, int y) { mouse = {x, y}, PostMessageW(w->hwnd, WM_MOUSEMOVE, 0, MAKELPARAM(x, y)); }
 inline void button(ctl_window_rec* w, int b, bool down) {  // 1 left, 2 middle, 3 right
   static const UINT downs[] = {0, WM_LBUTTONDOWN, WM_MBUTTONDOWN, WM_RBUTTONDOWN};
   PostMessageW(w->hwnd, downs[b] + (down ? 0 : 1), 0, MAKELPARAM(mouse.x, mouse.y));
@@ -119,17 +114,13 @@ inline void wheel(ctl_window_rec* w, bool up) {
   const Rect c = client(w);
   PostMessageW(w->hwnd, WM_MOUSEWHEEL, MAKEWPARAM(0, up ? 120 : -120), MAKELPARAM(c.left + mouse.x, c.top + mouse.y));
 }
-// Real input leaves a window's client area to the window under the pointer; posted input does not.
-constexpr bool real_pointer = false;
 #else
 using qtest::x;
 
 inline bool set(const char* variable) { return std::getenv(variable) && *std::getenv(variable); }
 inline bool wayland() { return set("WAYLAND_DISPLAY"); }
-// On a Wayland compositor the suite asks the compositor, which places windows itself. On sway:
-// its tree through swaymsg for places and captions, grim for pixels, virtual devices for input.
-// On weston, which has none of them, the whole screen through its screenshooter (weston --debug),
-// where the window is found by quelt's own frame.
+// On sway: its tree (swaymsg) for places and captions, grim for pixels, virtual devices for input.
+// On weston, which has none of them, the screen (weston --debug) where quelt's own frame is found.
 namespace way {
 inline std::string run(const std::string& command) {
   std::string out;
@@ -142,65 +133,42 @@ inline std::string run(const std::string& command) {
 }
 inline void sway(const std::string& command) { run("swaymsg '" + command + "' > /dev/null 2>&1"); }
 inline bool sway_tree() { return set("SWAYSOCK"); }
-// What swaymsg answers to `type`, without the spaces outside strings, so that fields are found as text.
-inline std::string query(const char* type) {
-  const std::string json = run(std::string("swaymsg -r -t ") + type + " 2> /dev/null");
-  std::string out;
-  bool quoted = false;
-  for (size_t i = 0; i < json.size(); ++i) {
-    const char c = json[i];
-    if (quoted && c == '\\' && i + 1 < json.size()) out += c, out += json[++i];
-    else if (c == '"') quoted = !quoted, out += c;
-    else if (quoted || !std::isspace(static_cast<unsigned char>(c))) out += c;
-  }
-  return out;
-}
-// The first "rect" of a JSON text.
+// What swaymsg answers to `type`: JSON laid out as `"field": value`, one to a line.
+inline std::string query(const char* type) { return run(std::string("swaymsg -r -t ") + type + " 2> /dev/null"); }
 inline Rect rect_in(const std::string& json) {
   Rect r{};
-  const size_t at = json.find("\"rect\":{");
-  if (at != std::string::npos && std::sscanf(json.c_str() + at, "\"rect\":{\"x\":%d,\"y\":%d,\"width\":%d,\"height\":%d",
+  const size_t at = json.find("\"rect\": {");
+  if (at != std::string::npos && std::sscanf(json.c_str() + at, "\"rect\": { \"x\": %d, \"y\": %d, \"width\": %d, \"height\": %d",
                                              &r.left, &r.top, &r.right, &r.bottom) == 4)
     r.right += r.left, r.bottom += r.top;
   return r;
 }
 // The output's scale: device pixels to a logical one.
 inline int scale() {
-  if (!sway_tree()) return 1;
-  const std::string outputs = query("get_outputs");
-  const size_t at = outputs.find("\"scale\":");
-  return at == std::string::npos ? 1 : std::max(1, std::atoi(outputs.c_str() + at + 8));
+  const std::string outputs = sway_tree() ? query("get_outputs") : "";
+  const size_t at = outputs.find("\"scale\": ");
+  return at == std::string::npos ? 1 : std::max(1, std::atoi(outputs.c_str() + at + 9));
 }
 // Sets every output's scale for a test, and back to 1 at the end of it.
 struct Scale {
   explicit Scale(int s) { sway("output * scale " + std::to_string(s)); }
   ~Scale() { sway("output * scale 1"); }
 };
-// A logical rectangle of the screen in device pixels, B, G, R, A words: on sway through grim, which
-// takes it at the output's scale, on weston cut from the whole screen; the whole screen into
-// `whole` when given.
+// A logical rectangle of the screen in device pixels, B, G, R, A words (grim takes it at the
+// output's scale; on weston it is cut from the whole screen); the whole screen into `whole`.
 inline std::vector<uint32_t> shot(Rect r, sf_surface* whole = nullptr) {
   char dir[] = "/tmp/quelt-shot-XXXXXX";
   std::vector<uint32_t> out;
   if (!mkdtemp(dir)) return out;
   const bool grim = sway_tree() && !whole;
   const int s = scale(), width = (r.right - r.left) * s, height = (r.bottom - r.top) * s;
-  char command[256];
-  if (grim)
-    std::snprintf(command, sizeof command, "cd %s && grim -g '%d,%d %dx%d' shot.png 2> /dev/null", dir, r.left, r.top,
-                  r.right - r.left, r.bottom - r.top);
-  else
-    std::snprintf(command, sizeof command, "cd %s && weston-screenshooter > /dev/null 2>&1", dir);
-  const bool made = std::system(command) == 0;
+  const std::string area = std::to_string(r.left) + "," + std::to_string(r.top) + " " + std::to_string(r.right - r.left) + "x" +
+                           std::to_string(r.bottom - r.top);
+  const std::string take = grim ? "grim -g '" + area + "' shot.png" : "weston-screenshooter && mv *.png shot.png";
   sf_surface image{};
-  DIR* d = opendir(dir);
-  for (dirent* e; d && (e = readdir(d));) {
-    const std::string file = std::string(dir) + "/" + e->d_name;
-    if (e->d_name[0] != '.' && made && !image.pixels) sf_image_load(&image, file.c_str());
-    unlink(file.c_str());
-  }
-  if (d) closedir(d);
-  rmdir(dir);
+  if (std::system(("cd " + std::string(dir) + " && (" + take + ") > /dev/null 2>&1").c_str()) == 0)
+    sf_image_load(&image, (std::string(dir) + "/shot.png").c_str());
+  std::filesystem::remove_all(dir);
   const int x0 = grim ? 0 : r.left, y0 = grim ? 0 : r.top;
   if (image.pixels && image.bytes_per_pixel == 4 && x0 >= 0 && y0 >= 0 && x0 + width <= image.width &&
       y0 + height <= image.height && (!grim || (image.width == width && image.height == height)))
@@ -216,19 +184,18 @@ struct Node { bool found = false, focused = false; Rect rect{}; std::string name
 // The newest window of a process (this one unless named) in sway's tree.
 inline Node node(pid_t of = getpid()) {
   const std::string tree = query("get_tree");
-  const size_t pid = tree.rfind("\"pid\":" + std::to_string(of) + ",");
+  const size_t pid = tree.rfind("\"pid\": " + std::to_string(of) + ",");
   if (pid == std::string::npos) return {};
-  const size_t start = tree.rfind("\"id\":", pid);
+  const size_t start = tree.rfind("\"id\": ", pid);
   const std::string n = tree.substr(start, pid - start);
-  Node out{true, n.find("\"focused\":true") != std::string::npos, rect_in(n), ""};
-  const size_t name = n.find("\"name\":\"");
-  for (size_t i = name == std::string::npos ? n.size() : name + 8; i < n.size() && n[i] != '"'; ++i)
+  Node out{true, n.find("\"focused\": true") != std::string::npos, rect_in(n), ""};
+  const size_t name = n.find("\"name\": \"");
+  for (size_t i = name == std::string::npos ? n.size() : name + 9; i < n.size() && n[i] != '"'; ++i)
     out.name += n[i] == '\\' ? n[++i] : n[i];
   return out;
 }
-// On weston: quelt's title bar (active or not) on the screen, its top left corner the first pixel
-// of its colour with 20 more to the right and below and none above or to the left. The rect is
-// the window around a client area of the size given.
+// On weston: quelt's frame around a client area of the size given, found by its title bar's top
+// left corner (the first pixel of its colours with 20 more right and below, none left or above).
 inline Node frame_on_screen(int client_width, int client_height) {
   sf_surface screen{};
   Node out;
@@ -251,25 +218,19 @@ inline Node frame_on_screen(int client_width, int client_height) {
 inline Node window(ctl_window_rec* w) {
   return sway_tree() ? node() : frame_on_screen(w ? ctl_window_width(w) : 0, w ? ctl_window_height(w) : 0);
 }
-// The compositor's virtual keyboard and pointer and an input method, held by one helper process
-// for the whole run (tests/support/wl_input.cpp); false when it is not there or not answering.
+// A command to the compositor's virtual keyboard and pointer and input method, held by one
+// helper for the whole run (wl_input.cpp); false when it is not there or not answering.
 inline bool input(const std::string& command) {
 #ifdef QUELT_WL_INPUT
   static FILE *to = nullptr, *from = nullptr;
-  if (!to) {
-    int in[2], out[2];
-    if (pipe(in) || pipe(out)) return false;
-    if (fork() == 0) {
-      dup2(in[0], 0), dup2(out[1], 1), close(in[1]), close(out[0]);
-      execl(QUELT_WL_INPUT, "wl_input", static_cast<char*>(nullptr));
-      _exit(127);
-    }
-    close(in[0]), close(out[1]);
-    signal(SIGPIPE, SIG_IGN);
-    to = fdopen(in[1], "w"), from = fdopen(out[0], "r");
+  if (!to) {  // the helper answers through a pipe of its own
+    const std::string answers = "/tmp/quelt-wl-input-" + std::to_string(getpid());
+    signal(SIGPIPE, SIG_IGN), mkfifo(answers.c_str(), 0600);
+    to = popen((QUELT_WL_INPUT " > " + answers).c_str(), "w"), from = std::fopen(answers.c_str(), "r");
+    unlink(answers.c_str());
   }
   char reply[8] = "";
-  return std::fprintf(to, "%s\n", command.c_str()) > 0 && std::fflush(to) == 0 && std::fgets(reply, sizeof reply, from) &&
+  return to && from && std::fprintf(to, "%s\n", command.c_str()) > 0 && std::fflush(to) == 0 && std::fgets(reply, sizeof reply, from) &&
          std::string(reply) == "ok\n";
 #else
   (void)command;
@@ -279,8 +240,7 @@ inline bool input(const std::string& command) {
 }  // namespace way
 
 inline bool ready() { return wayland() || x() != nullptr; }
-// Windows get quelt's own frame: on weston, which draws none, and on sway when the suite tells
-// the library not to ask for one.
+// quelt's own frame: on weston, which draws none, and on sway when the suite asks for it.
 inline bool own_frame() {
   return wayland() && (!way::sway_tree() || (set("QUELT_DECORATIONS") && std::string(std::getenv("QUELT_DECORATIONS")) == "client"));
 }
@@ -293,39 +253,32 @@ inline std::vector<unsigned long> property(Window w, const char* name, long coun
   int format;
   unsigned long items = 0, after;
   unsigned char* data = nullptr;
-  std::vector<unsigned long> out;
-  if (XGetWindowProperty(x(), w, XInternAtom(x(), name, False), 0, count, False, AnyPropertyType, &type, &format,
-                         &items, &after, &data) == Success && data)
-    out.assign(reinterpret_cast<unsigned long*>(data), reinterpret_cast<unsigned long*>(data) + items);
+  XGetWindowProperty(x(), w, XInternAtom(x(), name, False), 0, count, False, AnyPropertyType, &type, &format, &items, &after, &data);
+  const std::vector<unsigned long> out(reinterpret_cast<unsigned long*>(data), reinterpret_cast<unsigned long*>(data) + (data ? items : 0));
   if (data) XFree(data);
   return out;
 }
-// The first window that `match` takes among the root's children and, below them, a window
-// manager's frames; 0 when none.
-inline Window find_window(const std::function<bool(Window)>& match, Window top, int depth = 2) {
+// The X window of a handle, by the property the library puts on it (low half first), among the
+// root's children and, below them, a window manager's frames; 0 when none.
+inline Window find_window(quelt_hwnd hwnd, Window top, int depth = 2) {
   Window root, parent, *children = nullptr, found = 0;
   unsigned count = 0;
   if (!XQueryTree(x(), top, &root, &parent, &children, &count)) return 0;
-  for (unsigned i = 0; i < count && !found; ++i)
-    if (match(children[i])) found = children[i];
-  for (unsigned i = 0; i < count && !found && depth > 0; ++i) found = find_window(match, children[i], depth - 1);
+  for (unsigned i = 0; i < count && !found; ++i) {
+    const std::vector<unsigned long> v = property(children[i], "_QUELT_HWND", 2);
+    if (v.size() == 2 && (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) == reinterpret_cast<uintptr_t>(hwnd)) found = children[i];
+  }
+  for (unsigned i = 0; i < count && !found && depth > 0; ++i) found = find_window(hwnd, children[i], depth - 1);
   if (children) XFree(children);
   return found;
 }
-// Other clients' windows may go away while the walk runs (a program that has just ended, Wine's
-// windows after its last program): BadWindow on the test's connection is a window not there.
+// Windows may go away during the walk (a program that ended, Wine's): BadWindow is a window not there.
 inline XErrorHandler handler_before_walk = nullptr;
-inline int ignore_vanished(Display* display, XErrorEvent* e) {
-  if (display == x() && e->error_code == BadWindow) return 0;
-  return handler_before_walk ? handler_before_walk(display, e) : 0;
-}
-// The X window of a handle, by the property the library puts on it (low half first).
 inline Window xwindow(quelt_hwnd hwnd) {
-  handler_before_walk = XSetErrorHandler(ignore_vanished);
-  const Window found = find_window([&](Window w) {
-    const std::vector<unsigned long> v = property(w, "_QUELT_HWND", 2);
-    return v.size() == 2 && (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) == reinterpret_cast<uintptr_t>(hwnd);
-  }, DefaultRootWindow(x()));
+  handler_before_walk = XSetErrorHandler([](Display* display, XErrorEvent* e) {
+    return display == x() && e->error_code == BadWindow ? 0 : handler_before_walk ? handler_before_walk(display, e) : 0;
+  });
+  const Window found = find_window(hwnd, DefaultRootWindow(x()));
   XSync(x(), False);
   XSetErrorHandler(handler_before_walk);
   return found;
@@ -341,8 +294,7 @@ inline void send_protocol(Window xw, const char* protocol, long stamp = 0) {
   XSendEvent(x(), xw, False, NoEventMask, &e);
   XSync(x(), False);
 }
-// A _NET_WM_PING sent to the window comes back on the root once the library has read every
-// event the server sent it before: the suite's way to wait until the library is up to date.
+// A _NET_WM_PING comes back on the root once the library has read every event sent before it.
 inline long send_ping(Window xw) {
   static long serial = 0;
   XSelectInput(x(), DefaultRootWindow(x()), SubstructureNotifyMask);
@@ -354,9 +306,9 @@ inline bool pong_seen(long stamp) {
   for (XEvent e; !back && XPending(x());) XNextEvent(x(), &e), back = e.type == ClientMessage && e.xclient.data.l[1] == stamp;
   return back;
 }
+// Until the library has taken what the suite's commands caused (from a compositor, written before
+// they returned: a short run of the loop).
 inline void settle(ctl_window_rec* w) {
-  // A compositor has written what the suite's commands caused before they returned: a short run
-  // of the loop reads and dispatches it.
   if (wayland()) return (void)pump_until([] { return false; }, 100);
   XSync(x(), False);
   if (const Window xw = w ? xwindow(w->hwnd) : 0) {
@@ -374,12 +326,10 @@ inline bool shown_ready(ctl_window_rec* w) {
   XWindowAttributes a{};
   return xw && XGetWindowAttributes(x(), xw, &a) && a.map_state == IsViewable && focus == xw;
 }
-// The client area on the screen, and the whole window with the frame a window manager put
-// around it (none on a bare server).
+// The client area on the screen, and the whole window with a window manager's frame.
 inline Rect client(ctl_window_rec* w) {
   if (wayland()) {
-    // Inside the frame the border is as wide on every side but the title's. The compositor's
-    // places are logical pixels, the window's sizes device pixels.
+    // The frame's border is as wide on every side but the title's; places are logical pixels.
     const int s = way::scale(), cw = ctl_window_width(w), ch = ctl_window_height(w);
     const Rect r = way::window(w).rect;
     const int side = ((r.right - r.left) * s - cw) / 2, top = (r.bottom - r.top) * s - ch - side;
@@ -399,14 +349,9 @@ inline Rect outer(ctl_window_rec* w) {
   if (f.size() == 4) r.left -= int(f[0]), r.right += int(f[1]), r.top -= int(f[2]), r.bottom += int(f[3]);
   return r;
 }
+// The screen (on Wayland, sway's: the only compositor that the suite places the pointer on).
 inline Rect screen() {
-  if (wayland() && way::sway_tree()) return way::rect_in(way::query("get_outputs"));
-  if (wayland()) {
-    sf_surface whole{};
-    way::shot({}, &whole);
-    const Rect r{0, 0, whole.width, whole.height};
-    return sf_release(&whole), r;
-  }
+  if (wayland()) return way::rect_in(way::query("get_outputs"));
   return {0, 0, DisplayWidth(x(), DefaultScreen(x())), DisplayHeight(x(), DefaultScreen(x()))};
 }
 inline std::string caption(ctl_window_rec* w) {
@@ -436,8 +381,7 @@ inline bool wmctrl(ctl_window_rec* w, const std::string& action) {
   return std::system(("wmctrl -i " + action + " " + id + " > /dev/null 2>&1").c_str()) == 0;
 }
 
-// Input. Keys go by their keysym: XTest finds the server's key for it, wl_input the key of its
-// keymap.
+// Keys go by their keysym, whose key XTest and wl_input find.
 inline KeySym keysym(uint32_t vk) {
   const std::pair<uint32_t, KeySym> named[] = {{0x0D, XK_Return}, {0x10, XK_Shift_L}, {0x1B, XK_Escape}, {0x25, XK_Left},
                                                {0x26, XK_Up},     {0x27, XK_Right},   {0x28, XK_Down},   {0x74, XK_F5}};
@@ -468,11 +412,9 @@ inline void wheel(ctl_window_rec* w, bool up) {
   if (wayland()) return (void)way::input(up ? "wheel 0 -1" : "wheel 0 1");
   button(w, up ? 4 : 5, true), button(w, up ? 4 : 5, false);
 }
-constexpr bool real_pointer = true;
 
-// The frame's close button: quelt's own on sway (the rightmost square as high as the title bar,
-// inside the border), else the compositor's or the window manager's (or, on a bare server, the
-// message one would send).
+// The frame's close button: quelt's own on sway (the rightmost square of the title bar), else the
+// compositor's or the window manager's (on a bare server, the message one would send).
 inline void close_button(ctl_window_rec* w) {
   if (wayland() && own_frame() && way::sway_tree())
     return pointer_to(outer(w).right - 4 - 14, outer(w).top + 14), button(w, 1, true), button(w, 1, false);
@@ -482,30 +424,30 @@ inline void close_button(ctl_window_rec* w) {
 
 inline bool has_xtest() {
   if (wayland()) return way::input("reset");
-  int event = 0, error = 0, major = 0, minor = 0;
+  int event, error, major, minor;
   return x() && XTestQueryExtension(x(), &event, &error, &major, &minor);
 }
-// Keeps the server as a test found it: on destruction (also after a failed assertion) no button or
-// key is held, and the keyboard mapping and auto-repeat are as they were. (On Wayland the virtual
-// devices release what they hold.)
+// Keeps the server as a test found it: when it goes (also after a failed assertion) no button or
+// key is held, the keyboard mapping and auto-repeat are as they were.
 struct KeepServer {
   Display* d = wayland() ? nullptr : x();
   int min_code = 0, max_code = 0, per = 0;
   KeySym* mapping = nullptr;
+  bool remapped = false;
   unsigned delay = 0, interval = 0;
   XKeyboardState keyboard{};
 
-  KeySym* current(int* per_code) { return XGetKeyboardMapping(d, KeyCode(min_code), max_code - min_code + 1, per_code); }
   KeepServer() {
     if (!d) return;
     XDisplayKeycodes(d, &min_code, &max_code);
-    mapping = current(&per);
+    mapping = XGetKeyboardMapping(d, KeyCode(min_code), max_code - min_code + 1, &per);
     XkbGetAutoRepeatRate(d, XkbUseCoreKbd, &delay, &interval);
     XGetKeyboardControl(d, &keyboard);
   }
+  // `count` keys from `code` on, one keysym each, for the test.
+  void map(int code, KeySym* syms, int count) { remapped = true, XChangeKeyboardMapping(d, code, 1, syms, count); }
   ~KeepServer() {
-    if (!d) way::input("reset");
-    if (!d) return;
+    if (!d) { way::input("reset"); return; }
     Window root, child;
     int rx, ry, wx, wy;
     unsigned held = 0;
@@ -516,12 +458,7 @@ struct KeepServer {
     XQueryKeymap(d, keys);
     for (unsigned code = 8; code < 256; ++code)
       if (keys[code / 8] & (1 << (code % 8))) XTestFakeKeyEvent(d, code, False, CurrentTime);
-    int now_per = 0;
-    KeySym* now = current(&now_per);
-    const size_t n = size_t(max_code - min_code + 1) * size_t(per);
-    if (mapping && (!now || now_per != per || !std::equal(mapping, mapping + n, now)))
-      XChangeKeyboardMapping(d, min_code, per, mapping, max_code - min_code + 1);
-    if (now) XFree(now);
+    if (mapping && remapped) XChangeKeyboardMapping(d, min_code, per, mapping, max_code - min_code + 1);
     if (mapping) XFree(mapping);
     XkbSetAutoRepeatRate(d, XkbUseCoreKbd, delay, interval);
     keyboard.global_auto_repeat == AutoRepeatModeOn ? XAutoRepeatOn(d) : XAutoRepeatOff(d);
@@ -530,8 +467,7 @@ struct KeepServer {
 };
 #endif
 
-// A key pressed and released. On Windows the loop turns the press into its character before the
-// release is posted, as typing does.
+// A key pressed and released (on Windows the press becomes its character before the release).
 inline void tap(ctl_window_rec* w, uint32_t vk) {
   key(w, vk, true);
 #ifdef _WIN32
@@ -539,8 +475,8 @@ inline void tap(ctl_window_rec* w, uint32_t vk) {
 #endif
   key(w, vk, false);
 }
-// Where what the window shows first differs from `want`, "" when nowhere. A compositor shows a
-// frame when it asks for the next one: there the loop runs until it does.
+// Where what the window shows first differs from `want`, "" when nowhere (a compositor shows a
+// frame once it asks for the next: the loop runs until then).
 inline std::string shown_differs(ctl_window_rec* w, int width, int height, const Want& want, uint32_t mask = 0xFFFFFF) {
   std::string differs;
   const bool same = pump_until([&] { return (differs = first_difference(pixels(w, width, height), width, want, mask)).empty(); },

@@ -10,7 +10,6 @@
 #include <wayland-client.h>
 #include <xkbcommon/xkbcommon.h>
 
-#include <linux/input-event-codes.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -18,7 +17,6 @@
 #include <cstdio>
 #include <cstring>
 #include <set>
-#include <string>
 
 #include "input-method-unstable-v2.h"
 #include "virtual-keyboard-unstable-v1.h"
@@ -32,19 +30,18 @@ zwlr_virtual_pointer_manager_v1* pointers = nullptr;
 zwp_input_method_manager_v2* methods = nullptr;
 uint32_t done_count = 0;
 
-void global(void*, wl_registry* r, uint32_t name, const char* interface, uint32_t) {
-  auto bind = [&](const wl_interface* i) { return wl_registry_bind(r, name, i, 1); };
-  if (!std::strcmp(interface, wl_seat_interface.name) && !seat)
-    seat = static_cast<wl_seat*>(bind(&wl_seat_interface));
-  else if (!std::strcmp(interface, zwp_virtual_keyboard_manager_v1_interface.name))
-    keyboards = static_cast<zwp_virtual_keyboard_manager_v1*>(bind(&zwp_virtual_keyboard_manager_v1_interface));
-  else if (!std::strcmp(interface, zwlr_virtual_pointer_manager_v1_interface.name))
-    pointers = static_cast<zwlr_virtual_pointer_manager_v1*>(bind(&zwlr_virtual_pointer_manager_v1_interface));
-  else if (!std::strcmp(interface, zwp_input_method_manager_v2_interface.name))
-    methods = static_cast<zwp_input_method_manager_v2*>(bind(&zwp_input_method_manager_v2_interface));
+// The first seat and the managers of the devices, as the compositor announces them.
+template <class T> void take(T*& to, wl_registry* r, uint32_t name, const char* interface, const wl_interface& wanted) {
+  if (!to && !std::strcmp(interface, wanted.name)) to = static_cast<T*>(wl_registry_bind(r, name, &wanted, 1));
 }
-void global_remove(void*, wl_registry*, uint32_t) {}
-const wl_registry_listener registry_listener = {global, global_remove};
+const wl_registry_listener registry_listener = {
+    [](void*, wl_registry* r, uint32_t name, const char* interface, uint32_t) {
+      take(seat, r, name, interface, wl_seat_interface);
+      take(keyboards, r, name, interface, zwp_virtual_keyboard_manager_v1_interface);
+      take(pointers, r, name, interface, zwlr_virtual_pointer_manager_v1_interface);
+      take(methods, r, name, interface, zwp_input_method_manager_v2_interface);
+    },
+    [](void*, wl_registry*, uint32_t) {}};
 
 // Of the input method's events only "done" matters: commits name their count.
 using Method = zwp_input_method_v2;
@@ -66,17 +63,12 @@ bool send_keymap(zwp_virtual_keyboard_v1* keyboard) {
   xkb_keymap* keymap = context ? xkb_keymap_new_from_names(context, nullptr, XKB_KEYMAP_COMPILE_NO_FLAGS) : nullptr;
   if (keymap) state = xkb_state_new(keymap);
   char* text = keymap ? xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1) : nullptr;
-  bool ok = false;
-  if (text) {
-    const size_t size = std::strlen(text) + 1;
-    const int fd = memfd_create("keymap", MFD_CLOEXEC);
-    if (fd >= 0 && write(fd, text, size) == static_cast<ssize_t>(size)) {
-      zwp_virtual_keyboard_v1_keymap(keyboard, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, fd, static_cast<uint32_t>(size));
-      ok = true;
-    }
-    if (fd >= 0) close(fd);
-    std::free(text);
-  }
+  const size_t size = text ? std::strlen(text) + 1 : 0;
+  const int fd = text ? memfd_create("keymap", MFD_CLOEXEC) : -1;
+  const bool ok = fd >= 0 && write(fd, text, size) == static_cast<ssize_t>(size);
+  if (ok) zwp_virtual_keyboard_v1_keymap(keyboard, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, fd, static_cast<uint32_t>(size));
+  if (fd >= 0) close(fd);
+  std::free(text);
   if (keymap) xkb_keymap_unref(keymap);  // the state holds its own reference
   if (context) xkb_context_unref(context);
   return ok;
@@ -119,42 +111,41 @@ int main() {
   if (!send_keymap(keyboard)) return end("no keymap");
   wl_display_roundtrip(display);
   std::set<uint32_t> keys, buttons;
+  auto key = [&](uint32_t code, uint32_t down) {  // with the modifiers it changes
+    down ? (void)keys.insert(code) : (void)keys.erase(code);
+    zwp_virtual_keyboard_v1_key(keyboard, now(), code, down);
+    xkb_state_update_key(state, code + 8, down ? XKB_KEY_DOWN : XKB_KEY_UP);
+    zwp_virtual_keyboard_v1_modifiers(keyboard, xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED),
+                                      xkb_state_serialize_mods(state, XKB_STATE_MODS_LATCHED),
+                                      xkb_state_serialize_mods(state, XKB_STATE_MODS_LOCKED),
+                                      xkb_state_serialize_layout(state, XKB_STATE_LAYOUT_EFFECTIVE));
+  };
   char line[4096];
   while (std::fgets(line, sizeof line, stdin)) {
     unsigned a = 0, b = 0, c = 0, d = 0;
     int n = 0;
     if (std::sscanf(line, "move %u %u %u %u", &a, &b, &c, &d) == 4) {
       zwlr_virtual_pointer_v1_motion_absolute(pointer, now(), a, b, c, d);
-      zwlr_virtual_pointer_v1_frame(pointer);
     } else if (std::sscanf(line, "button %u %u", &a, &b) == 2) {
       b ? (void)buttons.insert(a) : (void)buttons.erase(a);
       zwlr_virtual_pointer_v1_button(pointer, now(), a, b);
-      zwlr_virtual_pointer_v1_frame(pointer);
     } else if (std::sscanf(line, "wheel %u %d", &a, &n) == 2) {
       zwlr_virtual_pointer_v1_axis_source(pointer, WL_POINTER_AXIS_SOURCE_WHEEL);
       zwlr_virtual_pointer_v1_axis_discrete(pointer, now(), a, wl_fixed_from_int(10 * n), n);
-      zwlr_virtual_pointer_v1_frame(pointer);
     } else if (std::sscanf(line, "key %u %u", &a, &b) == 2 && (a = code_of(a))) {
-      b ? (void)keys.insert(a) : (void)keys.erase(a);
-      zwp_virtual_keyboard_v1_key(keyboard, now(), a, b);
-      xkb_state_update_key(state, a + 8, b ? XKB_KEY_DOWN : XKB_KEY_UP);
-      zwp_virtual_keyboard_v1_modifiers(keyboard, xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED),
-                                        xkb_state_serialize_mods(state, XKB_STATE_MODS_LATCHED),
-                                        xkb_state_serialize_mods(state, XKB_STATE_MODS_LOCKED),
-                                        xkb_state_serialize_layout(state, XKB_STATE_LAYOUT_EFFECTIVE));
+      key(a, b);
     } else if (!std::strncmp(line, "text ", 5) && method) {
       line[std::strcspn(line, "\n")] = 0;
       zwp_input_method_v2_commit_string(method, line + 5);
       zwp_input_method_v2_commit(method, done_count);
     } else if (!std::strncmp(line, "reset", 5)) {
-      for (uint32_t k : keys) zwp_virtual_keyboard_v1_key(keyboard, now(), k, 0), xkb_state_update_key(state, k + 8, XKB_KEY_UP);
-      if (!keys.empty()) zwp_virtual_keyboard_v1_modifiers(keyboard, 0, 0, 0, 0);
+      while (!keys.empty()) key(*keys.begin(), 0);
       for (uint32_t k : buttons) zwlr_virtual_pointer_v1_button(pointer, now(), k, 0);
+      buttons.clear();
       // The pointer rests in the screen's corner, away from the windows that tests make.
       zwlr_virtual_pointer_v1_motion_absolute(pointer, now(), 0, 0, 1, 1);
-      zwlr_virtual_pointer_v1_frame(pointer);
-      keys.clear(), buttons.clear();
     }
+    zwlr_virtual_pointer_v1_frame(pointer);  // the pointer's events so far as one
     if (wl_display_roundtrip(display) < 0) return end("the compositor went away");
     std::fputs("ok\n", stdout);
     std::fflush(stdout);
