@@ -115,16 +115,14 @@ TEST(Ring, SizesBandsAndSmoothing) {
 // Every traced refusal of the drawing calls: no memory, no number, negative, too large; a usable
 // mask without a skip table.
 TEST(Ring, FailuresAreTraced) {
-  const std::string ring = "surface.cpp:N:\t\tsf_create: malloc\nsurface.cpp:N:\tsf_create.\n"
-                           "render.cpp:N:\t\tsf_render_ring: \nrender.cpp:N:\tsf_render_ring.\n";
-  const struct { float radius; long fail; std::string trace; } cases[] = {
-      {10, 0, ring}, {NAN, -1, ring}, {-3, -1, ring}, {1e9f, -1, ring}, {4, 1, "strip.cpp:N:\t\tsf_strip: malloc\nstrip.cpp:N:\tsf_strip.\n"}};
-  for (const auto& c : cases) {
+  const std::string ring = qtest::fail_lines("surface.cpp", "sf_create", "malloc") + qtest::fail_lines("render.cpp", "sf_render_ring");
+  for (auto [radius, fail] : {std::pair{10.0f, 0L}, {NAN, -1L}, {-3.0f, -1L}, {1e9f, -1L}, {4.0f, 1L}}) {
     sf_surface m;
     std::memset(&m, 0xAB, sizeof m);  // a failure leaves a zero record
-    EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(sf_render_ring(&m, c.radius, 0), c.fail == 1); }, c.fail), c.trace) << c.radius;
-    EXPECT_TRUE(c.fail == 1 ? m.pixels && !m.strip : !m.pixels) << c.radius;
-    if (c.fail == 1) sf_release(&m);
+    const std::string want = fail == 1 ? qtest::fail_lines("strip.cpp", "sf_strip", "malloc") : ring;
+    EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(sf_render_ring(&m, radius, 0), fail == 1); }, fail), want) << radius;
+    EXPECT_TRUE(fail == 1 ? m.pixels && !m.strip : !m.pixels) << radius;
+    if (fail == 1) sf_release(&m);
   }
 }
 
@@ -140,8 +138,8 @@ TEST(Frame, EveryInsetRunsTheFourPassesOfTheTable) {
     Surf a(10, 8, 4);
     a.paint(bg);
     words want = a.words();
-    // Each pass of the table blends its rectangle, if it isn't inverted, over what the earlier
-    // passes left. On a 10 × 8 surface only the first and the last 40 insets can reach it.
+    // Each pass blends its rectangle, unless inverted, over what the earlier ones left; on a
+    // 10 × 8 surface only the first and the last 40 insets can reach it.
     const int64_t L = c.r.left, T = c.r.top, R = c.r.right, B = c.r.bottom, n = std::max(c.thickness, 0);
     auto passes = [&](uint32_t color, auto rect) {
       for (int64_t i = 0; i < n; i = i == 40 && n > 80 ? n - 40 : i + 1) {
@@ -164,10 +162,9 @@ TEST(Frame, EveryInsetRunsTheFourPassesOfTheTable) {
 }
 
 TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {
-  // Shapes of every size from 1 to 9, odd ones included, any coverage, with and without skip
-  // table, 1- and 4-byte, colours and a clip: the same pixels as the nine parts blended one row
-  // or column at a time. Those parts cover each pixel of the rectangle once, so a pixel blended
-  // twice, left out, or blended and filled shows.
+  // Shapes 1 to 9 wide and high, any coverage, with and without skip table, 1- and 4-byte, colours
+  // and a clip: the pixels of the nine parts blended one row or column at a time, which cover each
+  // pixel once, so that a pixel blended twice, left out, or blended and filled shows.
   std::mt19937 rng(5);
   const uint32_t colors[] = {0xFF204080, 0x80204080, 0x00FFFFFF, 0xFFFFFFFF, 0xFF000000, 0x01FF00FF};
   for (int k = 0; k < 500; ++k) {

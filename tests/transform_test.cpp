@@ -1,6 +1,4 @@
 // Whole-surface transforms, convolution and Gaussian weights, and the exact outline blend.
-#include <limits>
-
 #include "support.h"
 
 namespace {
@@ -138,18 +136,10 @@ TEST(Gaussian, WeightsFollowFromTheSizeAlone) {
   EXPECT_TRUE(zero.width == 0 && zero.height == 1 && zero.bytes_per_pixel == 4 && !zero.pixels);
 }
 
-// The random comparison with the plain loop lives in the SIMD suite; these are the edge rules.
-TEST(Kernel, CorrectsEdgesAndMirrorsNegatives) {
-  const float inf = std::numeric_limits<float>::infinity();
+// The edge correction, negative sums and wrapping are compared with the plain loop on random
+// weights in the SIMD suite; these are the calls with no weights or no pixels.
+TEST(Kernel, NoWeightsNoPixelsAndRefusals) {
   const struct { std::vector<float> weights; int32_t kw, kh, sw, sh; Bytes in, want; } cases[] = {
-      {{1}, 1, 1, 3, 1, {7, 0, 255}, {7, 0, 255}}, {{-1}, 1, 1, 3, 1, {7, 0, 255}, {7, 0, 255}},  // A and S both negative
-      {{0.5f, 0.5f}, 2, 1, 3, 1, {10, 20, 40}, {10, 15, 30}},  // origin at element 1; 5 corrected to 10
-      {{0.5f, 0.5f}, 1, 2, 1, 3, {10, 20, 40}, {10, 15, 30}},  // the same along a column
-      {{-1, 3, -1}, 3, 1, 3, 1, {100, 10, 100}, {145, 170, 145}},  // −170 mirrored
-      {{-1, 3, -1}, 3, 1, 3, 1, {200, 10, 200}, {255, 114, 255}},  // −370 wraps to 114
-      {{1, 1, 1}, 3, 1, 4, 1, {0, 5, 0, 0}, {255, 1, 1, 0}},  // B = 1 at the ends: ∞, or 0 × ∞
-      {{-1, 0, 1}, 3, 1, 5, 1, {5, 10, 5, 12, 9}, {255, 0, 255, 255, 0}},  // S = 0
-      {{0.25f, inf, 0.25f}, 3, 1, 3, 1, {4, 0, 8}, {0, 0, 0}},  // ∞ / ∞ and ∞ × 0
       {{1}, 0, 1, 2, 1, {9, 9}, {0, 0}}, {{1}, -1, 2, 2, 1, {9, 9}, {0, 0}},  // no weights at all
       {{1}, 3, 3, 0, 4, {}, {}},  // no pixels: nothing to do, and success
   };
@@ -161,7 +151,7 @@ TEST(Kernel, CorrectsEdgesAndMirrorsNegatives) {
   Surf s(2, 2, 4, Bytes(16, 9));
   sf_surface detached = kDetached;
   qtest::Stdout out;
-  EXPECT_TRUE(sf_kernel(&s, nullptr, 3, 3) == 0 && sf_kernel(&detached, &cases[0].weights[0], 1, 1) == 0);
+  EXPECT_TRUE(sf_kernel(&s, nullptr, 3, 3) == 0 && sf_kernel(&detached, &cases[0].weights[0], 1, 1) == 0 && s.bytes() == Bytes(16, 9));
   EXPECT_EQ(out.text(), "");
 }
 
