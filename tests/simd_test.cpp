@@ -110,12 +110,11 @@ TEST(Levels, EveryLevelFillsLikeTheScalarFill) {
 
 TEST(Levels, TablesExistUpToTheBestLevel) {
   const int best = int(quelt::cpu_best_level());
-  for (int l = 0; l < quelt::cpu_level_count; ++l)
-#if defined(__x86_64__) || defined(__i386__)
-    EXPECT_EQ(quelt::level_for(cpu_level(l)) != nullptr, l <= best) << quelt::cpu_level_name(cpu_level(l));
-#else
-    EXPECT_EQ(quelt::level_for(cpu_level(l)) != nullptr, l == 0);
+#if !defined(__x86_64__) && !defined(__i386__)
+  EXPECT_EQ(best, 0);  // the levels above scalar exist on x86 only
 #endif
+  for (int l = 0; l < quelt::cpu_level_count; ++l)
+    EXPECT_EQ(quelt::level_for(cpu_level(l)) != nullptr, l <= best) << quelt::cpu_level_name(cpu_level(l));
   EXPECT_EQ(&quelt::level_active(), quelt::level_for(cpu_level(best))) << quelt::cpu_level_name(cpu_level(best));
 }
 
