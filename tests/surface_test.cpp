@@ -70,8 +70,9 @@ TEST(Rect, ValidOverlapClip) {
   }
 }
 
-// One case per kernel and colour case, with the numbers the over rule gives.
-TEST(Blend, KernelCases) {
+// One case per kernel, the fill (a source of 0 bytes) and colour case, with the numbers the over
+// rule gives, on the middle one of three pixels.
+TEST(Blend, KernelAndFillCases) {
   struct { int src_bpp; uint32_t color, source, target, want; } cases[] = {
       {4, 0xFFFFFFFF, 0xFF102030, 0x12345678, 0xFF0F1F2F}, {4, 0xFFFFFFFF, 0x00102030, 0x11223344, 0x10213243},
       {4, 0x80FFFFFF, 0xFF102030, 0x00000000, 0x7F070F17}, {4, 0xFF808080, 0xFF102030, 0x00000000, 0xFE070F17},
@@ -79,11 +80,14 @@ TEST(Blend, KernelCases) {
       {1, 0xFF102030, 128, 0xFF000000, 0xFE081018},        {1, 0x80102030, 255, 0x00000000, 0x7F070F17},
       {3, 0xFFFFFFFF, 0x000080FF, 0x00000000, 0xFFFD7E00},  // coverage bytes R 255, G 128, B 0
       {3, 0xFFFFFFFF, 0x00000000, 0x00445566, 0xFF435465},
+      {0, 0x80FF0000, 0, 0x00000000, 0x807F0000}, {0, 0x80FFFFFF, 0, 0xFFFFFFFF, 0xFEFEFEFE},
+      {0, 0xFF123456, 0, 0x89ABCDEF, 0xFF123456}, {0, 0x00FFFFFF, 0, 0x89ABCDEF, 0x89ABCDEF},
   };
   for (auto c : cases) {
-    Surface dst(3, 1, 4), src(1, 1, c.src_bpp);
+    Surface dst(3, 1, 4), src(1, 1, c.src_bpp ? c.src_bpp : 1);
     dst.paint(c.target), src.set(0, 0, c.source), dst.color = c.color;
-    ASSERT_EQ(sf_blend(&dst, &src, nullptr, 1, 0, nullptr), 1);
+    const sf_rect middle{1, 0, 2, 1};
+    ASSERT_EQ(c.src_bpp ? sf_blend(&dst, &src, nullptr, 1, 0, nullptr) : sf_fill(&dst, &middle), c.src_bpp || c.color >> 24);
     EXPECT_EQ((Words{dst.px(0, 0), dst.px(1, 0), dst.px(2, 0)}), (Words{c.target, c.want, c.target})) << std::hex << c.color << " " << c.source;
   }
 }
@@ -164,18 +168,12 @@ TEST(Blend, CopyKeepsWordsHonoursClipAndSurvivesOverlap) {
     }
 }
 
-TEST(Fill, Cases) {
-  struct { uint32_t color, target; sf_rect rect; int result; uint32_t want; } cases[] = {
-      {0x80FF0000, 0x00000000, {0, 0, 4, 4}, 1, 0x807F0000},  {0x80FFFFFF, 0xFFFFFFFF, {0, 0, 4, 4}, 1, 0xFEFEFEFE},
-      {0xFF123456, 0x89ABCDEF, {0, 0, 4, 4}, 1, 0xFF123456},  {0x00FFFFFF, 0x89ABCDEF, {0, 0, 4, 4}, 0, 0x89ABCDEF},
-      {0xFF123456, 0x89ABCDEF, {2, 2, 2, 3}, 1, 0x89ABCDEF},  // empty but inside: nothing to do
-      {0xFF123456, 0x89ABCDEF, {0, 0, 0, 0}, 0, 0x89ABCDEF},  // on the edge: no overlap
-      {0xFF123456, 0x89ABCDEF, {-9, -9, 99, 99}, 1, 0xFF123456},
-  };
-  for (auto c : cases) {
+// Empty but inside: nothing to do; on the edge: no overlap; beyond every side: the whole surface.
+TEST(Fill, RectsClipAndPixelSize) {
+  for (auto [rect, result, want] : {std::tuple{sf_rect{2, 2, 2, 3}, 1, 0x89ABCDEFu}, {sf_rect{0, 0, 0, 0}, 0, 0x89ABCDEFu}, {sf_rect{-9, -9, 99, 99}, 1, 0xFF123456u}}) {
     Surface s(4, 4, 4);
-    s.paint(c.target), s.color = c.color;
-    EXPECT_TRUE(sf_fill(&s, &c.rect) == c.result && s.px(2, 2) == c.want) << std::hex << c.color;
+    s.paint(0x89ABCDEF), s.color = 0xFF123456;
+    EXPECT_TRUE(sf_fill(&s, &rect) == result && s.px(2, 2) == want && s.px(0, 0) == want) << result;
   }
   Surface s(4, 4, 4), grey(4, 4, 1);
   s.color = grey.color = 0xFF123456;
