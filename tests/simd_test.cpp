@@ -20,9 +20,9 @@ using Surface = qtest::Surf;
 // Noise; the extremes 0 and 255 among noise; short strokes on empty runs, some longer than 256
 // pixels (like glyphs and rings); flat stretches, which a filter gives back exactly, rounding shown.
 enum content { noise, extremes, sparse, flat };
-void paint(uint8_t* p, size_t n, size_t bpp, int kind, std::mt19937& rng) {
-  uint8_t level = uint8_t(rng());
-  for (size_t i = 0; i < n; i += bpp) {
+void paint(Surface& t, int kind, std::mt19937& rng) {
+  uint8_t level = uint8_t(rng()), *p = t.pixels;
+  for (size_t i = 0, bpp = size_t(t.bytes_per_pixel); i < t.size(); i += bpp) {
     const bool empty = kind == sparse && rng() % 1000 < ((i / bpp / 300) % 2 ? 995u : 600u);
     if (kind == flat && rng() % 64 == 0) level = uint8_t(rng());
     for (size_t b = 0; b < bpp; ++b) {
@@ -31,7 +31,6 @@ void paint(uint8_t* p, size_t n, size_t bpp, int kind, std::mt19937& rng) {
     }
   }
 }
-void paint(Surface& t, int kind, std::mt19937& rng) { paint(t.pixels, t.size(), size_t(t.bytes_per_pixel), kind, rng); }
 
 const uint32_t colors[] = {0xFFFFFFFF, 0x80FFFFFF, 0x01FFFFFF, 0xFEFFFFFF, 0xFF102030, 0xFFFFFFFE,
                            0x7F80FF01, 0x00FFFFFF, 0x00123456, 0xFF000000, 0x40FF00FF};

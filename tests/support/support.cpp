@@ -34,8 +34,7 @@ void* __interceptor_realloc(void*, size_t) __attribute__((weak));
 #endif
 
 namespace {
-long countdown = -1;
-long count = 0;
+long countdown = -1, count = 0;
 bool happened = false;
 
 QTEST_RAW bool should_fail() {
@@ -182,10 +181,7 @@ std::string fail_lines(const std::string& file, const std::string& fn, const std
   return file + ":N:\t\t" + fn + ": " + what + "\n" + file + ":N:\t" + fn + ".\n";
 }
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+std::string slurp(const std::string& path) { return {std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {}}; }
 void spill(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
 // A new directory under a random name, with forward slashes so that path() joins alike everywhere.
