@@ -77,7 +77,6 @@ TEST(Line, RandomLinesMatchTheWalkIgnoreTheClipAndReverse) {
   }
   EXPECT_EQ(a.words(), want);
   EXPECT_EQ(b.words(), want);
-  sf_pop(&a);
   Surf one(3, 1, 1);  // only 4-byte surfaces are drawn on: nothing is written past this one
   EXPECT_EQ(sf_line(&one, 0, 0, 2, 0, 0xFFFFFF), 1);
   EXPECT_EQ(one.pixels[0], 0);
@@ -91,7 +90,7 @@ uint8_t ring_byte(float d, float radius, float inner) {
   return uint8_t(uint32_t(double(float(1.0 - (e - 0.005))) * 255.0));
 }
 
-TEST(Ring, SizesBandsAndSmoothing) {
+TEST(Ring, SizesBandsSmoothingAndRefusals) {
   struct Ring { float radius, thickness; int size; };
   std::vector<Ring> rings = {{10, 0, 22}, {10, -4, 22}, {10, 3, 22}, {0, 0, 2}, {2.5f, 0, 7}, {7.3f, 1.5f, 16}, {-0.75f, 0, 0}};
   for (int radius = 1; radius <= 24; ++radius)
@@ -110,11 +109,7 @@ TEST(Ring, SizesBandsAndSmoothing) {
     sf_smooth(&want), sf_strip(&want);  // the mask, and with it its symmetry, and its skip table
     EXPECT_TRUE(m.bytes() == want.bytes() && (!n || std::memcmp(m.strip, want.strip, size_t(n) * n) == 0));
   }
-}
-
-// Every traced refusal of the drawing calls: no memory, no number, negative, too large; a usable
-// mask without a skip table.
-TEST(Ring, FailuresAreTraced) {
+  // Every traced refusal: no memory, no number, negative, too large; a usable mask without a skip table.
   const std::string ring = qtest::fail_lines("surface.cpp", "sf_create", "malloc") + qtest::fail_lines("render.cpp", "sf_render_ring");
   for (auto [radius, fail] : {std::pair{10.0f, 0L}, {NAN, -1L}, {-3.0f, -1L}, {1e9f, -1L}, {4.0f, 1L}}) {
     sf_surface m;
@@ -185,7 +180,6 @@ TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {
     sf_fill(&b, &inside);
     ASSERT_EQ(a.words(), b.words()) << k;
     EXPECT_EQ(a.color, colors[k % 6]);
-    if (k % 3 == 0) sf_pop(&a), sf_pop(&b);
   }
   // On a huge rectangle only the inside reaches the surface, its alpha scaled by the centre's 128.
   sf_surface disc;
