@@ -35,8 +35,7 @@ void paint(Surface& t, int kind, std::mt19937& rng) {
 const uint32_t colors[] = {0xFFFFFFFF, 0x80FFFFFF, 0x01FFFFFF, 0xFEFFFFFF, 0xFF102030, 0xFFFFFFFE,
                            0x7F80FF01, 0x00FFFFFF, 0x00123456, 0xFF000000, 0x40FF00FF};
 
-// The levels this build has and this processor runs, from `first` up; a null table at the end
-// stands for the exported functions, which run the best level.
+// The levels built and run here, from `first` up, then the exported functions (a null table).
 struct Level { const char* name; const quelt::level_fns* fns; };
 std::vector<Level> levels(int first = 1) {
   std::vector<Level> out;

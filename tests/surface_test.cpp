@@ -107,8 +107,7 @@ TEST(Blend, ChoiceAnchorsAndRefusals) {
   EXPECT_EQ(sf_blend(&dst, &odd, nullptr, 0, 0, nullptr), 0);   // no kernel for 2 bytes
   EXPECT_EQ(sf_blend(&grey, &src, nullptr, 0, 0, nullptr), 0);  // automatic needs a 4-byte target
   EXPECT_EQ(sf_blend(&dst, &grey, nullptr, 0, 0, sf_blend_copy), 1);  // copy between formats: no-op
-  // A colour kernel given a source or target of another pixel size does nothing, and reads
-  // nothing past either buffer.
+  // A colour kernel given a source or target of another pixel size reads and writes nothing.
   grey.paint(0xC8);
   for (sf_blend_kernel k : {sf_blend_4b4b, sf_blend_4b3b}) EXPECT_EQ(sf_blend(&dst, &grey, nullptr, 38, 38, k), 1);
   for (sf_blend_kernel k : {sf_blend_4b1b, sf_blend_4b3b}) EXPECT_EQ(sf_blend(&dst, &src, nullptr, 29, 36, k), 1);
