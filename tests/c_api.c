@@ -1,7 +1,6 @@
-/* The public interface used from plain C11: quelt.h compiles as C, and the shared library
-   blends and fills as its callers expect. On Linux it also lives beside an application's own
-   Win32-like names: quelt declares none of these, and the five its records use give way. The
-   install test builds this program too, against the installed headers and library. */
+/* quelt.h compiles as C11 and the shared library blends and fills as its callers expect (built
+   against the installed package too). On Linux it lives beside an application's own Win32-like
+   names: quelt declares none, and the five its records use give way. */
 #ifndef _WIN32
 typedef unsigned char BOOL;
 typedef unsigned long DWORD;
@@ -14,16 +13,11 @@ typedef const char* HWND;
 #include <quelt/quelt.h>
 
 #include <stdio.h>
-#include <string.h>
 
 static int failures = 0;
 #define CHECK(cond) (void)((cond) || (fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond), ++failures))
 
-static uint32_t pixel(const sf_surface* s, int x, int y) {
-  uint32_t v;
-  memcpy(&v, s->pixels + ((size_t)y * (size_t)s->width + (size_t)x) * 4, 4);
-  return v;
-}
+static uint32_t pixel(const sf_surface* s, int x, int y) { return ((const uint32_t*)s->pixels)[y * s->width + x]; }
 
 int main(void) {
   sf_surface target, glyph;
@@ -37,11 +31,9 @@ int main(void) {
   glyph.pixels[0] = 255;
   target.color = 0xFF102030u;
   CHECK(sf_blend(&target, &glyph, NULL, 6, 6, NULL) == 1 && pixel(&target, 6, 6) == 0xFF0F1F2Fu);
-  CHECK(sf_push(&target, &half) == 1 && target.clip != NULL && target.clip->right == 4);
-  CHECK(sf_pop(&target) == 1 && target.clip == NULL);
+  CHECK(sf_push(&target, &half) == 1 && target.clip->right == 4 && sf_pop(&target) == 1 && target.clip == NULL);
   CHECK(vect_create(&v, (int32_t)sizeof value) == 1 && vect_push(v, &value) == 1 && v->size == 1);
-  vect_release(&v);
-  CHECK(v == NULL);
+  CHECK((vect_release(&v), v == NULL));
 #ifndef _WIN32
   {
     ctl_window_rec record;

@@ -1,19 +1,16 @@
 #!/bin/sh
-# Compares the names that the library exports (the dynamic symbols of a shared object, or with an
-# objdump as third argument the export table of a DLL) with the names that the public headers
-# under the second argument declare with QUELT_API. AddressSanitizer's __odr_asan.<name>
-# indicators beside exported data are not interface.
+# Compares the names the library exports (a shared object's dynamic symbols, or with an objdump as
+# third argument a DLL's export table) with those the public headers under $2 declare QUELT_API.
 lib=$1 dir=$2 objdump=${3:-}
 have=$(mktemp) want=$(mktemp)
 trap 'rm -f "$have" "$want"' EXIT
 if [ -n "$objdump" ]; then
-  # The "[Ordinal/Name Pointer] Table" of `objdump -p` has one "[ n] name" line per export.
   "$objdump" -p "$lib" | awk '
     /^\[Ordinal\/Name Pointer\] Table/ { table = 1; next }
     table && /^[ \t]*\[ *[0-9]+\] / { print $NF; next }
     table { table = 0 }' | sort -u > "$have"
   [ -s "$have" ] || { echo "no export table in $lib"; exit 1; }
-else
+else  # AddressSanitizer's __odr_asan.* beside exported data are not interface
   nm -D --defined-only "$lib" | awk '$2 ~ /^[TDBRVW]$/ {print $3}' |
     grep -v -x -E '__bss_start|_edata|_end|_init|_fini|__odr_asan\..*' | sort -u > "$have"
 fi

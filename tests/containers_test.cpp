@@ -18,12 +18,14 @@ struct Vec {
 
 std::string lines(const char* fn, const char* what = "") { return qtest::fail_lines("vector.cpp", fn, what); }
 
-// One call on a vector of 0, 1, ... (n − 1): its result, "size/capacity" (" -" without a block)
-// and the last elements. The block moves exactly when the capacity changes.
-TEST(Vector, CallsResizeInStepsAndCheckRanges) {
-  static const int32_t two[] = {7, 8};
+// One call on a vector of 0, 1, ... (n − 1), the allocation after `fail` ones failing: its result,
+// "size/capacity" (" -" without a block), the last elements, the trace of a failure (which leaves
+// the vector as it was); the block moves exactly when the capacity changes.
+TEST(Vector, CallsResizeInStepsCheckRangesAndTraceFailures) {
+  static const int32_t two[] = {7, 8}, one[] = {1};
   static int32_t out[2];
-  const struct { int n; std::function<int32_t(vect_vector*)> op; int32_t result; const char* state; Items tail; } rows[] = {
+  const std::string size = lines("vect_size", "malloc");
+  const struct { int n; std::function<int32_t(vect_vector*)> op; int32_t result; const char* state; Items tail; long fail = -1; std::string trace; } rows[] = {
       {32, [](vect_vector* v) { return vect_push(v, v->data + 4 * 5); }, 1, "33/64", {31, 5}},  // its own element
       {33, [](vect_vector* v) { return vect_pop(v, out) && out[0] == 32; }, 1, "32/32", {31}},
       {32, [](vect_vector* v) { return vect_size(v, 20); }, 1, "20/32", {19}},
@@ -47,6 +49,13 @@ TEST(Vector, CallsResizeInStepsAndCheckRanges) {
       {40000, [](vect_vector* v) { return vect_erase(v, nullptr, 1, 39000); }, 1, "1000/1024", {39998, 39999}},  // moves only the rest
       {5, [](vect_vector* v) { return vect_swap(v, 0, 3, 2) && vect_swap(v, 1, 1, 3); }, 1, "5/32", {3, 4, 2, 0, 1}},
       {5, [](vect_vector* v) { return vect_swap(v, 4, 0, 2) + vect_swap(v, 1, INT32_MAX, INT32_MAX) + vect_swap(v, 0, 1, 0); }, 0, "5/32", {4}},
+      {33, [](vect_vector* v) { return vect_size(v, 70); }, 0, "33/64", {32}, 0, size},
+      {32, [](vect_vector* v) { return vect_push(v, one); }, 0, "32/32", {31}, 0, size + lines("vect_alloc") + lines("vect_push")},
+      {33, [](vect_vector* v) { return vect_pop(v, nullptr); }, 0, "33/64", {32}, 0, size + lines("vect_free") + lines("vect_pop")},
+      {32, [](vect_vector* v) { return vect_insert(v, one, 0, 1); }, 0, "32/32", {31}, 0, size + lines("vect_alloc") + lines("vect_insert")},
+      {33, [](vect_vector* v) { return vect_erase(v, nullptr, 3, 1); }, 0, "33/64", {32}, 0, size + lines("vect_free") + lines("vect_erase")},
+      {33, [](vect_vector* v) { return vect_swap(v, 0, 1, 1); }, 0, "33/64", {32}, 0, lines("vect_swap", "malloc")},
+      {3, [](vect_vector* v) { return vect_insert(v, one, 0, 0); }, 0, "3/32", {2}, -1, lines("vect_insert")},  // no growth
   };
   for (const auto& r : rows) {
     SCOPED_TRACE(testing::Message() << "row " << &r - rows);
@@ -54,14 +63,18 @@ TEST(Vector, CallsResizeInStepsAndCheckRanges) {
     const void* block = a.v->data;
     const int32_t capacity = a.v->capacity;
     int32_t got = -1;
-    qtest::traced([&] { got = r.op(a.v); });  // refusals print their trace
+    const std::string trace = qtest::traced([&] { got = r.op(a.v); }, r.fail);  // every refusal prints one
     EXPECT_EQ(std::pair(got, a.state()), std::pair(r.result, std::string(r.state)));
+    if (!r.trace.empty()) EXPECT_TRUE(trace == r.trace && a.items() == Vec(r.n).items()) << trace;  // nothing moved or lost
     const Items items = a.items();
     EXPECT_EQ(Items(items.end() - long(std::min(items.size(), r.tail.size())), items.end()), r.tail);
     EXPECT_EQ(a.v->data == block, a.v->capacity == capacity);
   }
   Vec b;  // a new vector: no block yet, emptied ones fill again
   EXPECT_EQ((Items{b.v->unit, b.v->step, b.v->iter, b.v->size, b.v->capacity}), (Items{4, 32, 0, 0, 0}));
+  vect_vector* v = reinterpret_cast<vect_vector*>(1);
+  EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(vect_create(&v, 4), 0); }, 0), lines("vect_create"));
+  EXPECT_EQ(v, nullptr);
 }
 
 TEST(Vector, WalkersAndIter) {
@@ -80,31 +93,6 @@ TEST(Vector, WalkersAndIter) {
   EXPECT_EQ(step(vect_next), -1);
   a.v->iter = INT32_MIN;
   EXPECT_EQ(step(vect_prev), -1);
-}
-
-// The one allocation a call needs fails: the exact trace, and the vector is left as it was.
-TEST(Vector, FailedAllocationsTraceAndKeepState) {
-  const std::string size = lines("vect_size", "malloc");
-  const struct { int n; long fail; int32_t (*op)(vect_vector*); std::string trace; } cases[] = {
-      {33, 0, [](vect_vector* v) { return vect_size(v, 70); }, size},
-      {32, 0, [](vect_vector* v) { int32_t x = 1; return vect_push(v, &x); }, size + lines("vect_alloc") + lines("vect_push")},
-      {33, 0, [](vect_vector* v) { return vect_pop(v, nullptr); }, size + lines("vect_free") + lines("vect_pop")},
-      {32, 0, [](vect_vector* v) { int32_t x = 1; return vect_insert(v, &x, 0, 1); }, size + lines("vect_alloc") + lines("vect_insert")},
-      {33, 0, [](vect_vector* v) { return vect_erase(v, nullptr, 3, 1); }, size + lines("vect_free") + lines("vect_erase")},
-      {33, 0, [](vect_vector* v) { return vect_swap(v, 0, 1, 1); }, lines("vect_swap", "malloc")},
-      {3, -1, [](vect_vector* v) { int32_t x = 1; return vect_insert(v, &x, 0, 0); }, lines("vect_insert")},  // no growth
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.trace);
-    Vec a(c.n);
-    auto snapshot = [&] { return std::tuple(a.state(), static_cast<const void*>(a.v->data), a.items()); };
-    const auto before = snapshot();
-    EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(c.op(a.v), 0); }, c.fail), c.trace);
-    EXPECT_EQ(snapshot(), before);  // nothing moved, nothing duplicated
-  }
-  vect_vector* v = reinterpret_cast<vect_vector*>(1);
-  EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(vect_create(&v, 4), 0); }, 0), lines("vect_create"));
-  EXPECT_EQ(v, nullptr);
 }
 
 }  // namespace

@@ -77,7 +77,6 @@ TEST(Line, RandomLinesMatchTheWalkIgnoreTheClipAndReverse) {
   }
   EXPECT_EQ(a.words(), want);
   EXPECT_EQ(b.words(), want);
-  sf_pop(&a);
   Surf one(3, 1, 1);  // only 4-byte surfaces are drawn on: nothing is written past this one
   EXPECT_EQ(sf_line(&one, 0, 0, 2, 0, 0xFFFFFF), 1);
   EXPECT_EQ(one.pixels[0], 0);
@@ -91,7 +90,7 @@ uint8_t ring_byte(float d, float radius, float inner) {
   return uint8_t(uint32_t(double(float(1.0 - (e - 0.005))) * 255.0));
 }
 
-TEST(Ring, SizesBandsAndSmoothing) {
+TEST(Ring, SizesBandsSmoothingAndRefusals) {
   struct Ring { float radius, thickness; int size; };
   std::vector<Ring> rings = {{10, 0, 22}, {10, -4, 22}, {10, 3, 22}, {0, 0, 2}, {2.5f, 0, 7}, {7.3f, 1.5f, 16}, {-0.75f, 0, 0}};
   for (int radius = 1; radius <= 24; ++radius)
@@ -110,21 +109,15 @@ TEST(Ring, SizesBandsAndSmoothing) {
     sf_smooth(&want), sf_strip(&want);  // the mask, and with it its symmetry, and its skip table
     EXPECT_TRUE(m.bytes() == want.bytes() && (!n || std::memcmp(m.strip, want.strip, size_t(n) * n) == 0));
   }
-}
-
-// Every traced refusal of the drawing calls: no memory, no number, negative, too large; a usable
-// mask without a skip table.
-TEST(Ring, FailuresAreTraced) {
-  const std::string ring = "surface.cpp:N:\t\tsf_create: malloc\nsurface.cpp:N:\tsf_create.\n"
-                           "render.cpp:N:\t\tsf_render_ring: \nrender.cpp:N:\tsf_render_ring.\n";
-  const struct { float radius; long fail; std::string trace; } cases[] = {
-      {10, 0, ring}, {NAN, -1, ring}, {-3, -1, ring}, {1e9f, -1, ring}, {4, 1, "strip.cpp:N:\t\tsf_strip: malloc\nstrip.cpp:N:\tsf_strip.\n"}};
-  for (const auto& c : cases) {
+  // Every traced refusal: no memory, no number, negative, too large; a usable mask without a skip table.
+  const std::string ring = qtest::fail_lines("surface.cpp", "sf_create", "malloc") + qtest::fail_lines("render.cpp", "sf_render_ring");
+  for (auto [radius, fail] : {std::pair{10.0f, 0L}, {NAN, -1L}, {-3.0f, -1L}, {1e9f, -1L}, {4.0f, 1L}}) {
     sf_surface m;
     std::memset(&m, 0xAB, sizeof m);  // a failure leaves a zero record
-    EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(sf_render_ring(&m, c.radius, 0), c.fail == 1); }, c.fail), c.trace) << c.radius;
-    EXPECT_TRUE(c.fail == 1 ? m.pixels && !m.strip : !m.pixels) << c.radius;
-    if (c.fail == 1) sf_release(&m);
+    const std::string want = fail == 1 ? qtest::fail_lines("strip.cpp", "sf_strip", "malloc") : ring;
+    EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(sf_render_ring(&m, radius, 0), fail == 1); }, fail), want) << radius;
+    EXPECT_TRUE(fail == 1 ? m.pixels && !m.strip : !m.pixels) << radius;
+    if (fail == 1) sf_release(&m);
   }
 }
 
@@ -137,37 +130,29 @@ TEST(Frame, EveryInsetRunsTheFourPassesOfTheTable) {
       {{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}, 3}, {{INT32_MIN, -5, INT32_MAX, INT32_MAX}, INT32_MAX},
   };
   for (const auto& c : cases) {
-    Surf a(10, 8, 4);
-    a.paint(bg);
-    words want = a.words();
-    // Each pass of the table blends its rectangle, if it isn't inverted, over what the earlier
-    // passes left. On a 10 × 8 surface only the first and the last 40 insets can reach it.
+    // Each pass fills its rectangle over what the earlier ones left; on a 10 × 8 surface only the
+    // first and the last 40 insets can reach it.
+    Surf a(10, 8, 4), b(10, 8, 4);
+    a.paint(bg), b.paint(bg);
     const int64_t L = c.r.left, T = c.r.top, R = c.r.right, B = c.r.bottom, n = std::max(c.thickness, 0);
-    auto passes = [&](uint32_t color, auto rect) {
-      for (int64_t i = 0; i < n; i = i == 40 && n > 80 ? n - 40 : i + 1) {
-        const auto [l, t, r, b] = rect(i);
-        if (r < l || b < t) continue;
-        for (int64_t y = std::max<int64_t>(0, t); y < std::min<int64_t>(8, b); ++y)
-          for (int64_t x = std::max<int64_t>(0, l); x < std::min<int64_t>(10, r); ++x)
-            want[y * 10 + x] = over(want[y * 10 + x], 0x80, color);
-      }
+    auto fill = [&](uint32_t color, int64_t l, int64_t t, int64_t r, int64_t bt) {
+      const sf_rect part{int32_t(l), int32_t(t), int32_t(r), int32_t(bt)};
+      b.color = color, sf_fill(&b, &part);
     };
-    using r4 = std::array<int64_t, 4>;
-    passes(tl, [&](int64_t i) { return r4{L + i, T + i + 1, L + i + 1, B - i - 1}; });
-    passes(tl, [&](int64_t i) { return r4{L + i, T + i, R - i - 1, T + i + 1}; });
-    passes(br, [&](int64_t i) { return r4{R - i - 1, T + i, R - i, B - i}; });
-    passes(br, [&](int64_t i) { return r4{L + i, B - i - 1, R - i - 1, B - i}; });
+    for (int pass = 0; pass < 4; ++pass)
+      for (int64_t i = 0; i < n; i = i == 40 && n > 80 ? n - 40 : i + 1)
+        pass == 0 ? fill(tl, L + i, T + i + 1, L + i + 1, B - i - 1) : pass == 1 ? fill(tl, L + i, T + i, R - i - 1, T + i + 1)
+        : pass == 2 ? fill(br, R - i - 1, T + i, R - i, B - i) : fill(br, L + i, B - i - 1, R - i - 1, B - i);
     sf_frame(&a, &c.r, tl, br, c.thickness);
-    EXPECT_EQ(a.words(), want) << L << "," << T << "," << R << "," << B << " t " << c.thickness;
+    EXPECT_EQ(a.words(), b.words()) << L << "," << T << "," << R << "," << B << " t " << c.thickness;
     EXPECT_EQ(a.color, br);
   }
 }
 
 TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {
-  // Shapes of every size from 1 to 9, odd ones included, any coverage, with and without skip
-  // table, 1- and 4-byte, colours and a clip: the same pixels as the nine parts blended one row
-  // or column at a time. Those parts cover each pixel of the rectangle once, so a pixel blended
-  // twice, left out, or blended and filled shows.
+  // Shapes 1 to 9 wide and high, any coverage, with and without skip table, 1- and 4-byte, colours
+  // and a clip: the pixels of the nine parts blended one row or column at a time, which cover each
+  // pixel once, so that a pixel blended twice, left out, or blended and filled shows.
   std::mt19937 rng(5);
   const uint32_t colors[] = {0xFF204080, 0x80204080, 0x00FFFFFF, 0xFFFFFFFF, 0xFF000000, 0x01FF00FF};
   for (int k = 0; k < 500; ++k) {
@@ -195,7 +180,6 @@ TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {
     sf_fill(&b, &inside);
     ASSERT_EQ(a.words(), b.words()) << k;
     EXPECT_EQ(a.color, colors[k % 6]);
-    if (k % 3 == 0) sf_pop(&a), sf_pop(&b);
   }
   // On a huge rectangle only the inside reaches the surface, its alpha scaled by the centre's 128.
   sf_surface disc;

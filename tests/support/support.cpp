@@ -17,8 +17,7 @@
 
 #ifndef _WIN32
 // A counting allocator interposed in the test executable. It forwards to the sanitizer's
-// allocator when one is linked (its entry points are exported as __interceptor_*), else to
-// glibc's, so that the sanitizers still see every block.
+// allocator when one is linked (__interceptor_*), else to glibc's: the sanitizers see every block.
 extern "C" {
 void* __libc_malloc(size_t);
 void* __libc_calloc(size_t, size_t);
@@ -28,16 +27,14 @@ void* __interceptor_calloc(size_t, size_t) __attribute__((weak));
 void* __interceptor_realloc(void*, size_t) __attribute__((weak));
 }
 
-// These run before the sanitizer runtime is set up (the dynamic loader allocates early), so they
-// must not be instrumented: plain words with atomic builtins, no sanitizer checks.
+// These run before the sanitizer runtime is set up (the loader allocates early): not instrumented.
 #define QTEST_RAW __attribute__((no_sanitize("address", "undefined"), noinline))
 #else
 #define QTEST_RAW __attribute__((noinline))
 #endif
 
 namespace {
-long countdown = -1;
-long count = 0;
+long countdown = -1, count = 0;
 bool happened = false;
 
 QTEST_RAW bool should_fail() {
@@ -63,21 +60,17 @@ extern "C" QTEST_RAW void* realloc(void* p, size_t n) {
   return should_fail() ? nullptr : __interceptor_realloc ? __interceptor_realloc(p, n) : __libc_realloc(p, n);
 }
 #else
-// Windows has no symbol interposition: every DLL calls the C runtime through its own import
-// table. So the counting versions are written into the import tables of the test program and
-// of quelt.dll (which holds FreeType, libpng and zlib too) before any test runs. They forward
-// to the runtime's functions as the tables held them. FreeType's Windows build takes its
-// memory from the process heap (HeapAlloc) where elsewhere it calls malloc: in quelt.dll those
-// calls count too, so that FreeType's allocations fail on both systems alike. The runtime's
-// strdup and fopen allocate inside the runtime, out of reach of the tables: each counts as the
-// one allocation it makes with glibc, so that their callers meet the same failures. (On x86-64
-// WINAPI is the C calling convention: one template serves every signature, each its own.)
+// Windows has no symbol interposition: the counting versions are written into the import tables
+// of the test program and of quelt.dll (FreeType, libpng and zlib included) before any test runs.
+// In quelt.dll HeapAlloc counts too (FreeType's Windows build allocates there), and strdup and
+// fopen each count as the one malloc they make with glibc, so failures fall alike on both systems.
+// (On x86-64 WINAPI is the C calling convention: one template serves every signature.)
 namespace {
 template <typename R, typename... A>
 struct Counted {
   static inline R (*real)(A...) = nullptr;
   static R call(A... a) { return should_fail() ? nullptr : real(a...); }
-  // Replaces an import slot that holds the runtime's `wanted`, remembering the runtime's function.
+  // Points the import slot of `wanted` here, remembering the runtime's function.
   static bool hook(const char* name, const char* wanted, ULONG_PTR* slot) {
     if (std::strcmp(name, wanted) != 0) return false;
     if (reinterpret_cast<ULONG_PTR>(&call) == *slot) return true;
@@ -141,10 +134,9 @@ long peak_memory_kb() {
 #endif
 }
 
-// A temporary file (binary on Windows too, so "\n" stays "\n"), removed when it is closed.
+// A binary file for the capture, deleted when closed; on Windows in the user's temporary folder
+// (the runtime's tmpfile uses the drive's root, where a user may not write).
 namespace {
-// A file for the capture, deleted when closed. On Windows the runtime's tmpfile makes it in the
-// drive's root, where a user may not write: there it is made in the user's temporary folder.
 FILE* temporary() {
 #ifdef _WIN32
   wchar_t dir[MAX_PATH], name[MAX_PATH];
@@ -189,14 +181,10 @@ std::string fail_lines(const std::string& file, const std::string& fn, const std
   return file + ":N:\t\t" + fn + ": " + what + "\n" + file + ":N:\t" + fn + ".\n";
 }
 
-std::string slurp(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+std::string slurp(const std::string& path) { return {std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {}}; }
 void spill(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
-// A new directory in the system's temporary folder under a random name, with forward slashes so
-// that path() joins names the same way on both systems.
+// A new directory under a random name, with forward slashes so that path() joins alike everywhere.
 TempDir::TempDir() {
   std::error_code ec;
   for (int attempt = 0; attempt < 1000 && dir_.empty(); ++attempt) {

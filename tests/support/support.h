@@ -1,5 +1,5 @@
-// Test support shared by every suite: the headers they all use, allocation failure on purpose,
-// capture of standard output (where the failure trace goes), and files of one test.
+// Test support shared by every suite: allocation failure on purpose, capture of standard output
+// (where the failure trace goes), files of one test, surfaces that release themselves.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -29,13 +29,10 @@ long peak_memory_kb();     // the most memory the process has held resident so f
 
 // Captures everything written to standard output (file descriptor 1) between construction and
 // the first text(), which returns it (and so do later calls).
-class Stdout {
- public:
+struct Stdout {
   Stdout();
   ~Stdout() { text(); }
   std::string text();
-
- private:
   std::FILE* file_;
   int saved_ = -1;
   std::string text_;
@@ -43,8 +40,7 @@ class Stdout {
 
 // The trace with line numbers replaced by N: "vector.cpp:N:\t\tvect_size: malloc\n...".
 std::string trace_shape(const std::string& out);
-// The trace that `f` prints while the allocation after the next `fail` ones fails (-1: none),
-// in the shape of trace_shape.
+// The trace, so shaped, that `f` prints while the allocation after the next `fail` ones fails (-1: none).
 std::string traced(const std::function<void()>& f, long fail = -1);
 // The two trace lines of a failure in `fn` of `file`: what failed, then the way out.
 std::string fail_lines(const std::string& file, const std::string& fn, const std::string& what = "");
@@ -81,14 +77,11 @@ inline std::vector<uint8_t> noise(size_t n, unsigned seed, int levels = 256) {
 }
 
 // A fresh empty directory for files of one test; removed with its content by the destructor.
-class TempDir {
- public:
+struct TempDir {
   TempDir();
   ~TempDir();
   std::string path(const std::string& name) const { return dir_ + "/" + name; }
   const std::string& dir() const { return dir_; }
-
- private:
   std::string dir_;
 };
 
