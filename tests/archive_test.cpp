@@ -130,11 +130,10 @@ TEST(Archive, LoadEndsOnAnyInputAndCrossesTheReadersWindow) {
   EXPECT_EQ(tags(x.a), "[a] [g:] [b] [g.] [abcdef] [a] [g:] [b] [g.] [abcdef]");
   // Tags and payloads short and long around the reader's 64 KiB window all load as written.
   std::mt19937 rng(3);
-  const uint32_t sizes[] = {0, 1, 9, 4000, 65530, 65536, 70001, 140000};
   std::string bytes, want, got;
   for (int i = 0; i < 300; ++i) {
     const std::string tag = pad("[" + std::string(1 + rng() % 40, static_cast<char>('a' + i % 26)) + "]");
-    const uint32_t n = sizes[rng() % 8];
+    const uint32_t n = std::vector<uint32_t>{0, 1, 9, 4000, 65530, 65536, 70001, 140000}[rng() % 8];
     bytes += tag + le32(n), want += tag + std::to_string(bytes.size()), bytes += std::string(n, static_cast<char>(i));
   }
   spill(path, bytes), arch_unload(x.a);
