@@ -52,11 +52,19 @@ int distance(uint32_t p, uint32_t q, int channels = 3) {
   return d;
 }
 
+// The resolution that quelt reads from this display for text: Xft.dpi, else 96.
+int display_dpi() {
+  const char* resources = XResourceManagerString(qtest::x());
+  const char* at = resources ? std::strstr(resources, "Xft.dpi:") : nullptr;
+  return at ? static_cast<int>(std::lround(std::atof(at + 8))) : 96;
+}
+
 constexpr uint32_t kPanel = 0xFF262D3E, kHeader = 0xFF161A24, kInk = 0xFFE9EDF4, kAccent = 0xFF2EC4B6;
 
 struct Showcase : ::testing::Test {
   void SetUp() override {
     if (!qtest::x()) GTEST_SKIP() << "no X display";
+    if (display_dpi() != 96) GTEST_SKIP() << "the display sets Xft.dpi " << display_dpi() << ": the layout, Wine and the compositors use 96";
     showcase_layout_for(&l, SHOWCASE_WIDTH, SHOWCASE_HEIGHT, 96);
   }
   qtest::TempDir dir;
@@ -94,13 +102,6 @@ TEST_F(Showcase, ScreenshotShowsEveryRegion) {
   EXPECT_TRUE(coloured[0] > SHOWCASE_PICTURE_W * SHOWCASE_PICTURE_H / 2 && coloured[3] == 0 && edge > 300) << coloured[0] << " " << coloured[3] << " " << edge;
 }
 
-// The resolution that quelt reads from this display for text: Xft.dpi, else 96.
-int display_dpi() {
-  const char* resources = XResourceManagerString(qtest::x());
-  const char* at = resources ? std::strstr(resources, "Xft.dpi:") : nullptr;
-  return at ? static_cast<int>(std::lround(std::atof(at + 8))) : 96;
-}
-
 // The Windows build's quelt-showcase.exe (QUELT_WINDOWS_SHOWCASE) under Wine on the same X server, at
 // 96 dpi, against this build: both with new settings of one relative path, shot before time passes.
 struct ShowcaseOnWindows : Showcase {
@@ -109,7 +110,6 @@ struct ShowcaseOnWindows : Showcase {
     if (IsSkipped()) return;
     exe = std::getenv("QUELT_WINDOWS_SHOWCASE");
     if (!exe || !*exe) GTEST_SKIP() << "QUELT_WINDOWS_SHOWCASE names no quelt-showcase.exe";
-    if (display_dpi() != 96) GTEST_SKIP() << "the display sets Xft.dpi " << display_dpi() << ", Wine uses 96";
   }
   // Both builds with `args`, each in its own directory under `name`, writing their screenshots.
   void shoot(const std::string& name, std::vector<std::string> args) {
@@ -126,11 +126,9 @@ struct ShowcaseOnWindows : Showcase {
   std::unique_ptr<Picture> a, b;  // the native screenshot and the Windows one
 };
 
-// Text and all drawn with integers (FreeType in 26.6 fixed point, quelt's integer blends) match
-// exactly. What goes through the C library's sin, cos and exp (the cube, the picture's hills and
-// blur, the shadows) may round the other way on mingw-w64: by at most 2 per channel in at most 2%
-// of the region. The translucent window: X11 writes its premultiplied pixels straight with their
-// alpha, Windows shows them opaque; weighted by that alpha the first are the second, within 1.
+// Integer drawing (text, blends) matches exactly; what goes through sin, cos and exp (cube, picture,
+// blur, shadows) may round otherwise on mingw-w64: by at most 2 in at most 2% of a region. The
+// translucent window is premultiplied with alpha on X11, opaque on Windows: the same within 1.
 TEST_F(ShowcaseOnWindows, SameScreenshot) {
   shoot("plain", {"--size", "1000x640"});
   if (HasFatalFailure()) return;
@@ -172,7 +170,6 @@ TEST_F(ShowcaseOnWindows, SameScreenshot) {
 TEST_F(Showcase, SameFrameOnWaylandAsOnX11) {
   const char *sway = std::getenv("QUELT_SWAY_DIR"), *weston = std::getenv("QUELT_WESTON_DIR");
   if ((!sway || !*sway) && (!weston || !*weston)) GTEST_SKIP() << "no Wayland compositor";
-  if (display_dpi() != 96) GTEST_SKIP() << "a display at another resolution than the compositors'";
   ASSERT_EQ(finish(start(dir.dir(), {"--config", "./settings", "--screenshot", "shot.png"}, dir.path("x11"))), 0);
   const Picture x11(dir.path("x11/shot.png"));
   ASSERT_EQ(std::pair(x11.width, x11.height), std::pair(1000, 640));
