@@ -82,8 +82,7 @@ struct TestWindow {
   }
   // What onkey saw of `type`, once `n` events came and the queue settled.
   std::vector<std::string> typing(const std::function<void()>& type, size_t n) {
-    events.clear();
-    type();
+    events.clear(), type();
     EXPECT_TRUE(host::pump_until([&] { return events.size() >= n; }));
     host::settle(w);
     return events;
@@ -203,8 +202,7 @@ TEST_F(Windows, SizesRemakeThePixmapAndStylesChangeTheFrame) {
   fill(s, 0xFF123456);
   ctl_window_proc(t.w->hwnd, WM_SIZE, 0, pack(s->width, s->height));
   EXPECT_EQ(pixel(s, 3, 3), 0u);
-  messages.clear();
-  ctl_window_sizeable(t.w, 0);  // its style bits go, and come back
+  messages.clear(), ctl_window_sizeable(t.w, 0);  // its style bits go, and come back
   EXPECT_EQ(style(t.w), WS_OVERLAPPEDWINDOW & ~WS_THICKFRAME & ~WS_MAXIMIZEBOX);
   // The style messages and the frame change arrive inside the call.
   EXPECT_EQ(std::ranges::count(messages, WM_STYLECHANGED), 1);
@@ -255,13 +253,11 @@ TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheSystemShowsTheSurfaceLayered
   // The paint callback draws, then the drawing is copied to the screen.
   sf_rect r = {10, 20, 30, 25};
   on_event_hook = [&](ctl_window_rec*, int32_t code) { if (code == CTL_PAINT) fill(t.s, 0xFF204080), fill(t.s, 0xFFFF0000, &r); };
-  events.clear();
-  ctl_window_update(t.w);
+  events.clear(), ctl_window_update(t.w);
   EXPECT_TRUE(seen("event 11"));  // before the call returned
   EXPECT_EQ(host::shown_differs(t.w, 160, 120, [&](int px, int py) { return pixel(t.s, px, py); }), "");
   // Only the rectangle asked for is copied, at the same place.
-  on_event_hook = nullptr;
-  fill(t.s, 0xFF00FF00);
+  on_event_hook = nullptr, fill(t.s, 0xFF00FF00);
   sf_rect part = {40, 30, 90, 70}, corner = {40, 30, 50, 40};
   fill(t.s, 0xFFFFFF00, &corner);
   ctl_window_update_rect(t.w, &part);
@@ -316,7 +312,7 @@ TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheSystemShowsTheSurfaceLayered
   ctl_window_header(t.w, 0), ctl_window_sizeable(t.w, 0), ctl_window_move(t.w, 200, 120);
   for (int i = 0; i < 3; ++i) ctl_window_update(t.w);
   const host::Rect o = host::outer(t.w);
-  EXPECT_EQ((std::vector<long>{o.right - o.left, o.bottom - o.top, ctl_window_width(t.w), t.s->height}), (std::vector<long>{200, 120, 200, 120}));
+  EXPECT_EQ(std::tuple(o.right - o.left, o.bottom - o.top, ctl_window_width(t.w), t.s->height), std::tuple(200L, 120L, 200, 120));
 #endif
   ctl_window_layered(t.w, 0);
   EXPECT_EQ(style(t.w, GWL_EXSTYLE), 0u);
@@ -358,8 +354,7 @@ TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
     return 0;
   };
   if (d) XAutoRepeatOn(d), XkbSetAutoRepeatRate(d, XkbUseCoreKbd, 40, 20);  // quick repeats on X11
-  messages.clear();
-  host::key(t.w, 'C', true);
+  messages.clear(), host::key(t.w, 'C', true);
   host::pump_until([] { return messages.size() >= 4; }, 1500);
   host::key(t.w, 'C', false);
   ASSERT_TRUE(host::pump_until([] { return !messages.empty() && (messages.back() & 0xFFFF) == WM_KEYUP; }));
@@ -373,8 +368,7 @@ TEST_F(Input, KeysReachOnkeyAsVirtualKeysAndCharacters) {
     if (code == CTL_DOWN) ctl_main_quit();
     return note("key %ld %lx", code, key);
   });
-  events.clear();
-  host::tap(t.w, 'Q');
+  events.clear(), host::tap(t.w, 'Q');
   ctl_main();
   EXPECT_EQ(events, (std::vector<std::string>{"key 2 51", "key 3 71"}));
   t.w->onkey = onkey;
@@ -412,8 +406,7 @@ TEST_F(Input, MouseButtonsWheelAndCapture) {
     EXPECT_EQ(std::pair(ctl_window_mouse_state(t.w, code), ctl_window_mouse_state(t.w, 9)), std::pair(0, 0));
   }
   // The wheel: 120 a notch, at screen coordinates (on Wayland: where the program put the window).
-  host::move(t.w, 36, 40);
-  host::settle(t.w);
+  host::move(t.w, 36, 40), host::settle(t.w);
   const host::Rect c = !host::wayland() ? host::client(t.w) : host::own_frame() ? host::Rect{304, 228} : host::Rect{300, 200};
   const std::string on_screen = std::to_string(c.left + 36) + " " + std::to_string(c.top + 40);
   for (auto [up, delta] : {std::pair{true, 120}, {false, -120}}) {
@@ -510,8 +503,7 @@ TEST_F(Windows, ProcedureStagesInOrderAndLoopsEndOnTheQuitMessage) {
   EXPECT_EQ(std::pair(ctl_window_mouse_state(t.w, 0), t.w->press_x), std::pair(0, 11));
   // WM_ERASEBKGND with a pixmap marks the client area and still reaches the default.
   ASSERT_TRUE(t.show());
-  events.clear();
-  ctl_window_proc(h, WM_ERASEBKGND, 0, 0);
+  events.clear(), ctl_window_proc(h, WM_ERASEBKGND, 0, 0);
   EXPECT_TRUE(arrives("event 11"));
   EXPECT_EQ(ctl_window_proc(h, WM_GETMINMAXINFO, 0, 0), 0);
   host::settle(t.w);
@@ -519,8 +511,7 @@ TEST_F(Windows, ProcedureStagesInOrderAndLoopsEndOnTheQuitMessage) {
   EXPECT_EQ(ctl_do_events(), 0);
   ctl_main_quit();
   EXPECT_EQ(std::pair(ctl_do_events(), ctl_do_events()), std::pair(1, 1));
-  events.clear();
-  ctl_main();  // returns at once, nothing dispatched
+  events.clear(), ctl_main();  // returns at once, nothing dispatched
   EXPECT_TRUE(events.empty());
   EXPECT_EQ(ctl_do_events(), 0);
   // ctl_main_onidle: a pending quit returns without idle; idle quitting is called once.
@@ -534,17 +525,15 @@ TEST_F(Windows, ProcedureStagesInOrderAndLoopsEndOnTheQuitMessage) {
   ctl_main_onidle(nullptr);  // no idle function: returns at once
   // onevent cleared by onmessage is not called for that message; the default destroys the window.
   t.w->onmessage = [](ctl_window_rec* w, uint32_t, quelt_wparam, quelt_lparam) -> quelt_lresult { return w->onevent = nullptr, 0; };
-  events.clear();
-  ctl_window_proc(h, WM_CLOSE, 0, 0);
+  events.clear(), ctl_window_proc(h, WM_CLOSE, 0, 0);
   EXPECT_TRUE(events.empty());
   EXPECT_FALSE(host::exists(h));
 }
 
 #ifndef _WIN32
-// What a window asks of the compositor, where the compositor shows no effect: libwayland writes
-// each request to standard error when WAYLAND_DEBUG is set as a connection opens. `body` runs in a
-// child process (only its connection writes), which exits with 0 when every request it waits for
-// (`asked`: a text, and how many times it must appear) was written.
+// What a window asks of the compositor where it shows no effect, from libwayland's log of requests
+// (WAYLAND_DEBUG=client): `body` runs in a child process, whose connection alone writes it, and
+// exits with 0 once every request it waits for (`asked`: a text, how many times) was written.
 using Asked = std::function<void(const std::string&, int)>;
 void exits_when_asked(const std::function<void(const Asked&)>& body) {
   qtest::TempDir dir;
@@ -570,11 +559,10 @@ void exits_when_asked(const std::function<void(const Asked&)>& body) {
 }
 
 // Where the compositor draws no frame (weston, or sway told to leave it to the window), quelt draws
-// its own: a title bar with the caption and the buttons and a border, outside the client area. On
-// sway it answers the pointer: a drag on the title moves the window, one on the right edge widens
-// it; the maximise and minimise buttons and a double click on the title ask the compositor (seen as
-// requests: sway shows neither, and may call a window maximised while it tiles it before floating
-// it, when the button asks to unmaximise).
+// its own title bar (caption, buttons) and border outside the client area. On sway a drag on the
+// title moves the window, one on the right edge widens it; the maximise and minimise buttons and a
+// double click on the title are requests (sway shows neither, and may call a window maximised while
+// it tiles it before floating it: the button then asks to unmaximise).
 TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
   if (!host::own_frame()) GTEST_SKIP() << "the compositor draws the frame";
   const bool drags = host::way::sway_tree() && host::has_xtest();
@@ -583,8 +571,7 @@ TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
     TestWindow t(200, 100);
     ctl_window_caption(t.w, text16(u"Frame"));
     ASSERT_TRUE(t.show());
-    fill(t.s, 0xFF00FF00);
-    ctl_window_update(t.w);
+    fill(t.s, 0xFF00FF00), ctl_window_update(t.w);
     EXPECT_EQ(host::shown_differs(t.w, 200, 100, [](int, int) { return 0x00FF00u; }), "");
     const host::Rect o = host::outer(t.w), c = host::client(t.w);
     EXPECT_EQ((std::vector{c.left - o.left, c.top - o.top, o.right - c.right, o.bottom - c.bottom, c.right - c.left}),
@@ -603,8 +590,7 @@ TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
     EXPECT_EQ(light(90, 120), 0);    // nothing between
     if (!drags) return;
     auto drag = [&](int x, int y, int dx, int dy) {
-      host::pointer_to(x, y), host::button(t.w, 1, true);
-      host::settle(t.w);
+      host::pointer_to(x, y), host::button(t.w, 1, true), host::settle(t.w);
       host::pointer_to(x + dx, y + dy), host::button(t.w, 1, false);
     };
     drag(o.left + 60, o.top + 14, 50, 40);

@@ -225,8 +225,7 @@ inline bool input(const std::string& command) {
   return to && from && std::fprintf(to, "%s\n", command.c_str()) > 0 && std::fflush(to) == 0 && std::fgets(reply, sizeof reply, from) &&
          std::string(reply) == "ok\n";
 #else
-  (void)command;
-  return false;
+  return (void)command, false;
 #endif
 }
 }  // namespace way
@@ -270,8 +269,7 @@ inline Window xwindow(quelt_hwnd hwnd) {
     return display == x() && e->error_code == BadWindow ? 0 : handler_before_walk ? handler_before_walk(display, e) : 0;
   });
   const Window found = find_window(hwnd, DefaultRootWindow(x()));
-  XSync(x(), False);
-  XSetErrorHandler(handler_before_walk);
+  XSync(x(), False), XSetErrorHandler(handler_before_walk);
   return found;
 }
 inline bool exists(quelt_hwnd h) { return wayland() ? way::window(nullptr).found /* on weston: shown */ : xwindow(h) != 0; }
@@ -282,15 +280,13 @@ inline void send_protocol(Window xw, const char* protocol, long stamp = 0) {
   e.xclient = {ClientMessage, 0, False, x(), xw, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
   e.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), protocol, False));
   e.xclient.data.l[1] = stamp, e.xclient.data.l[2] = static_cast<long>(xw);
-  XSendEvent(x(), xw, False, NoEventMask, &e);
-  XSync(x(), False);
+  XSendEvent(x(), xw, False, NoEventMask, &e), XSync(x(), False);
 }
 // A _NET_WM_PING comes back on the root once the library has read every event sent before it.
 inline long send_ping(Window xw) {
   static long serial = 0;
   XSelectInput(x(), DefaultRootWindow(x()), SubstructureNotifyMask);
-  send_protocol(xw, "_NET_WM_PING", 0x5E771E00 + ++serial);
-  return 0x5E771E00 + serial;
+  return send_protocol(xw, "_NET_WM_PING", 0x5E771E00 + ++serial), 0x5E771E00 + serial;
 }
 inline bool pong_seen(long stamp) {
   bool back = false;
