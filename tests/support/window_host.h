@@ -154,9 +154,8 @@ inline std::vector<uint32_t> shot(Rect r, sf_surface* whole = nullptr) {
   if (!mkdtemp(dir)) return out;
   const bool grim = sway_tree() && !whole;
   const int s = scale(), width = (r.right - r.left) * s, height = (r.bottom - r.top) * s;
-  const std::string area = std::to_string(r.left) + "," + std::to_string(r.top) + " " + std::to_string(r.right - r.left) + "x" +
-                           std::to_string(r.bottom - r.top);
-  const std::string take = grim ? "grim -g '" + area + "' shot.png" : "weston-screenshooter && mv *.png shot.png";
+  char take[96] = "weston-screenshooter && mv *.png shot.png";
+  if (grim) std::snprintf(take, sizeof take, "grim -g '%d,%d %dx%d' shot.png", r.left, r.top, r.right - r.left, r.bottom - r.top);
   sf_surface image{};
   if (std::system(("cd " + std::string(dir) + " && (" + take + ") > /dev/null 2>&1").c_str()) == 0)
     sf_image_load(&image, (std::string(dir) + "/shot.png").c_str());
