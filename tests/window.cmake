@@ -11,8 +11,7 @@ endif()
 pkg_check_modules(QUELT_TEST_X11 REQUIRED IMPORTED_TARGET x11 xtst)
 target_link_libraries(window_test PRIVATE PkgConfig::QUELT_TEST_X11)
 foreach(run sway sway_own_frames weston kwin)
-  add_test(NAME window_test_on_${run} COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/support/on_wayland.sh ${run}
-           $<TARGET_FILE:window_test>)
+  add_test(NAME window_test_on_${run} COMMAND sh ${CMAKE_CURRENT_SOURCE_DIR}/support/on_wayland.sh ${run} $<TARGET_FILE:window_test>)
   set_tests_properties(window_test_on_${run} PROPERTIES SKIP_RETURN_CODE 77 RESOURCE_LOCK wayland TIMEOUT 300)
 endforeach()
 

@@ -3,8 +3,7 @@
 # quelt's, weston, or kwin (only the scaled-output test). Exits 77 (skipped) without that compositor.
 run=$1 suite=$2 frames=server sock="" only="*"
 case $run in
-  sway) dir=${QUELT_SWAY_DIR:-} sock=$dir/ipc.sock ;;
-  sway_own_frames) dir=${QUELT_SWAY_DIR:-} sock=$dir/ipc.sock frames=client ;;
+  sway*) dir=${QUELT_SWAY_DIR:-} sock=$dir/ipc.sock && [ $run = sway ] || frames=client ;;
   weston) dir=${QUELT_WESTON_DIR:-} ;;
   kwin) dir=${QUELT_KWIN_DIR:-} only="Windows.ScaledOutput*" && export QUELT_FRACTIONAL_RUN=1 ;;
 esac

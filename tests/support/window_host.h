@@ -33,8 +33,6 @@ inline Display* x() {
 
 namespace host {
 
-struct Rect { int left, top, right, bottom; };
-
 // Runs the loop until `done` holds or `ms` pass.
 inline bool pump_until(const std::function<bool()>& done, int ms = 3000) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
@@ -72,33 +70,26 @@ inline bool ready() { return true; }
 inline void settle(ctl_window_rec*) { ctl_do_events(); }
 inline bool exists(quelt_hwnd h) { return IsWindow(h); }
 inline bool shown_ready(ctl_window_rec* w) { return IsWindowVisible(w->hwnd); }
+using Rect = RECT;
 inline Rect outer(ctl_window_rec* w) {
-  RECT r{};
-  GetWindowRect(w->hwnd, &r);
-  return {r.left, r.top, r.right, r.bottom};
+  Rect r{};
+  return GetWindowRect(w->hwnd, &r), r;
 }
 inline Rect client(ctl_window_rec* w) {
-  POINT p{0, 0};
-  ClientToScreen(w->hwnd, &p);
-  return {p.x, p.y, p.x + ctl_window_width(w), p.y + ctl_window_height(w)};
+  Rect r{};
+  return GetClientRect(w->hwnd, &r), MapWindowPoints(w->hwnd, nullptr, reinterpret_cast<POINT*>(&r), 2), r;
 }
 inline Rect screen() { return {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)}; }
 inline std::string caption(ctl_window_rec* w) {
   char text[64] = "";
-  GetWindowTextA(w->hwnd, text, sizeof text);
-  return text;
+  return GetWindowTextA(w->hwnd, text, sizeof text), text;
 }
-// The client area as the window shows it, through a copy of its device context.
+// The client area as the window's device context has it, 0xRRGGBB.
 inline std::vector<uint32_t> pixels(ctl_window_rec* w, int width, int height) {
-  BITMAPINFO info{{sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0}, {}};
-  void* bits = nullptr;
-  HDC screen_dc = GetDC(w->hwnd), copy = CreateCompatibleDC(screen_dc);
-  HBITMAP bitmap = CreateDIBSection(copy, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-  HGDIOBJ old = SelectObject(copy, bitmap);
   std::vector<uint32_t> out;
-  if (BitBlt(copy, 0, 0, width, height, screen_dc, 0, 0, SRCCOPY))
-    GdiFlush(), out.assign(static_cast<uint32_t*>(bits), static_cast<uint32_t*>(bits) + width * height);
-  SelectObject(copy, old), DeleteObject(bitmap), DeleteDC(copy), ReleaseDC(w->hwnd, screen_dc);
+  const HDC dc = GetDC(w->hwnd);
+  for (int i = 0; i < width * height; ++i) out.push_back(__builtin_bswap32(GetPixel(dc, i % width, i / width)) >> 8);
+  ReleaseDC(w->hwnd, dc);
   return out;
 }
 inline void close_button(ctl_window_rec* w) { PostMessageW(w->hwnd, WM_SYSCOMMAND, SC_CLOSE, 0); }
@@ -116,6 +107,7 @@ inline void wheel(ctl_window_rec* w, bool up) {
 }
 #else
 using qtest::x;
+struct Rect { int left, top, right, bottom; };
 
 inline bool set(const char* variable) { return std::getenv(variable) && *std::getenv(variable); }
 inline bool wayland() { return set("WAYLAND_DISPLAY"); }
@@ -162,9 +154,8 @@ inline std::vector<uint32_t> shot(Rect r, sf_surface* whole = nullptr) {
   if (!mkdtemp(dir)) return out;
   const bool grim = sway_tree() && !whole;
   const int s = scale(), width = (r.right - r.left) * s, height = (r.bottom - r.top) * s;
-  const std::string area = std::to_string(r.left) + "," + std::to_string(r.top) + " " + std::to_string(r.right - r.left) + "x" +
-                           std::to_string(r.bottom - r.top);
-  const std::string take = grim ? "grim -g '" + area + "' shot.png" : "weston-screenshooter && mv *.png shot.png";
+  char take[96] = "weston-screenshooter && mv *.png shot.png";
+  if (grim) std::snprintf(take, sizeof take, "grim -g '%d,%d %dx%d' shot.png", r.left, r.top, r.right - r.left, r.bottom - r.top);
   sf_surface image{};
   if (std::system(("cd " + std::string(dir) + " && (" + take + ") > /dev/null 2>&1").c_str()) == 0)
     sf_image_load(&image, (std::string(dir) + "/shot.png").c_str());
@@ -233,8 +224,7 @@ inline bool input(const std::string& command) {
   return to && from && std::fprintf(to, "%s\n", command.c_str()) > 0 && std::fflush(to) == 0 && std::fgets(reply, sizeof reply, from) &&
          std::string(reply) == "ok\n";
 #else
-  (void)command;
-  return false;
+  return (void)command, false;
 #endif
 }
 }  // namespace way
@@ -249,9 +239,8 @@ inline bool reads_captions() { return !wayland() || way::sway_tree(); }
 
 // Up to `count` 32-bit items of a window's property.
 inline std::vector<unsigned long> property(Window w, const char* name, long count) {
-  Atom type;
+  unsigned long type, items = 0, after;  // (an Atom is an unsigned long)
   int format;
-  unsigned long items = 0, after;
   unsigned char* data = nullptr;
   XGetWindowProperty(x(), w, XInternAtom(x(), name, False), 0, count, False, AnyPropertyType, &type, &format, &items, &after, &data);
   const std::vector<unsigned long> out(reinterpret_cast<unsigned long*>(data), reinterpret_cast<unsigned long*>(data) + (data ? items : 0));
@@ -259,7 +248,7 @@ inline std::vector<unsigned long> property(Window w, const char* name, long coun
   return out;
 }
 // The X window of a handle, by the property the library puts on it (low half first), among the
-// root's children and, below them, a window manager's frames; 0 when none.
+// root's children and in a window manager's frames; 0 when none.
 inline Window find_window(quelt_hwnd hwnd, Window top, int depth = 2) {
   Window root, parent, *children = nullptr, found = 0;
   unsigned count = 0;
@@ -267,8 +256,8 @@ inline Window find_window(quelt_hwnd hwnd, Window top, int depth = 2) {
   for (unsigned i = 0; i < count && !found; ++i) {
     const std::vector<unsigned long> v = property(children[i], "_QUELT_HWND", 2);
     if (v.size() == 2 && (v[0] & 0xFFFFFFFFu) + ((v[1] & 0xFFFFFFFFull) << 32) == reinterpret_cast<uintptr_t>(hwnd)) found = children[i];
+    else if (depth > 0) found = find_window(hwnd, children[i], depth - 1);
   }
-  for (unsigned i = 0; i < count && !found && depth > 0; ++i) found = find_window(hwnd, children[i], depth - 1);
   if (children) XFree(children);
   return found;
 }
@@ -279,8 +268,7 @@ inline Window xwindow(quelt_hwnd hwnd) {
     return display == x() && e->error_code == BadWindow ? 0 : handler_before_walk ? handler_before_walk(display, e) : 0;
   });
   const Window found = find_window(hwnd, DefaultRootWindow(x()));
-  XSync(x(), False);
-  XSetErrorHandler(handler_before_walk);
+  XSync(x(), False), XSetErrorHandler(handler_before_walk);
   return found;
 }
 inline bool exists(quelt_hwnd h) { return wayland() ? way::window(nullptr).found /* on weston: shown */ : xwindow(h) != 0; }
@@ -291,15 +279,13 @@ inline void send_protocol(Window xw, const char* protocol, long stamp = 0) {
   e.xclient = {ClientMessage, 0, False, x(), xw, XInternAtom(x(), "WM_PROTOCOLS", False), 32, {}};
   e.xclient.data.l[0] = static_cast<long>(XInternAtom(x(), protocol, False));
   e.xclient.data.l[1] = stamp, e.xclient.data.l[2] = static_cast<long>(xw);
-  XSendEvent(x(), xw, False, NoEventMask, &e);
-  XSync(x(), False);
+  XSendEvent(x(), xw, False, NoEventMask, &e), XSync(x(), False);
 }
 // A _NET_WM_PING comes back on the root once the library has read every event sent before it.
 inline long send_ping(Window xw) {
   static long serial = 0;
   XSelectInput(x(), DefaultRootWindow(x()), SubstructureNotifyMask);
-  send_protocol(xw, "_NET_WM_PING", 0x5E771E00 + ++serial);
-  return 0x5E771E00 + serial;
+  return send_protocol(xw, "_NET_WM_PING", 0x5E771E00 + ++serial), 0x5E771E00 + serial;
 }
 inline bool pong_seen(long stamp) {
   bool back = false;
@@ -383,11 +369,10 @@ inline bool wmctrl(ctl_window_rec* w, const std::string& action) {
 
 // Keys go by their keysym, whose key XTest and wl_input find.
 inline KeySym keysym(uint32_t vk) {
-  const std::pair<uint32_t, KeySym> named[] = {{0x0D, XK_Return}, {0x10, XK_Shift_L}, {0x1B, XK_Escape}, {0x25, XK_Left},
-                                               {0x26, XK_Up},     {0x27, XK_Right},   {0x28, XK_Down},   {0x74, XK_F5}};
-  for (auto [v, sym] : named)
+  for (auto [v, sym] : {std::pair<uint32_t, KeySym>{0x0D, XK_Return}, {0x10, XK_Shift_L}, {0x1B, XK_Escape}, {0x74, XK_F5}})
     if (v == vk) return sym;
-  return vk >= 'A' && vk <= 'Z' ? vk - 'A' + XK_a : vk;  // letters and digits
+  if (vk >= 0x25 && vk <= 0x28) return XK_Left + (vk - 0x25);  // the arrows, in the same order
+  return vk >= 'A' && vk <= 'Z' ? vk - 'A' + XK_a : vk;        // letters and digits
 }
 inline void key(ctl_window_rec*, uint32_t vk, bool down) {
   if (wayland()) return (void)way::input("key " + std::to_string(keysym(vk)) + (down ? " 1" : " 0"));
@@ -448,16 +433,9 @@ struct KeepServer {
   void map(int code, KeySym* syms, int count) { remapped = true, XChangeKeyboardMapping(d, code, 1, syms, count); }
   ~KeepServer() {
     if (!d) { way::input("reset"); return; }
-    Window root, child;
-    int rx, ry, wx, wy;
-    unsigned held = 0;
-    XQueryPointer(d, DefaultRootWindow(d), &root, &child, &rx, &ry, &wx, &wy, &held);
-    for (unsigned b = 1; b <= 5; ++b)
-      if (held & (Button1Mask << (b - 1))) XTestFakeButtonEvent(d, b, False, CurrentTime);
-    char keys[32];
-    XQueryKeymap(d, keys);
-    for (unsigned code = 8; code < 256; ++code)
-      if (keys[code / 8] & (1 << (code % 8))) XTestFakeKeyEvent(d, code, False, CurrentTime);
+    // Every button and key up: the server drops the release of one that is not held.
+    for (unsigned b = 1; b <= 5; ++b) XTestFakeButtonEvent(d, b, False, CurrentTime);
+    for (unsigned code = 8; code < 256; ++code) XTestFakeKeyEvent(d, code, False, CurrentTime);
     if (mapping && remapped) XChangeKeyboardMapping(d, min_code, per, mapping, max_code - min_code + 1);
     if (mapping) XFree(mapping);
     XkbSetAutoRepeatRate(d, XkbUseCoreKbd, delay, interval);

@@ -1,12 +1,9 @@
 // Input for the window suite on a wlroots compositor: a virtual pointer and a virtual keyboard
 // (with the default xkb keymap), and an input method, driven by one command per line on standard
-// input; each command is answered "ok" once the compositor has handled it (a roundtrip).
-//   move X Y W H     the pointer to (X, Y) of a layout W x H
-//   button CODE 0|1  a button (evdev code) released or pressed
-//   wheel AXIS N     N notches on an axis (0 vertical, 1 horizontal), positive down or right
-//   key SYM 0|1      the key of a keysym (without modifiers, in the keymap) released or pressed
-//   text UTF-8       the input method commits the text (when a text input is active)
-//   reset            every held key and button released, the pointer in the top left corner
+// input; each command is answered "ok" once the compositor has handled it (a roundtrip):
+// "move X Y W H" (the pointer to X, Y of a layout W x H), "button CODE 0|1" (evdev code, 1 pressed),
+// "wheel AXIS N" (N notches, axis 0 vertical), "key KEYSYM 0|1" (the key that types it unshifted),
+// "text UTF-8" (committed by the input method), "reset" (keys and buttons up, pointer top left).
 #include <wayland-client.h>
 #include <xkbcommon/xkbcommon.h>
 
@@ -51,8 +48,7 @@ const zwp_input_method_v2_listener method_listener = {
     [](void*, Method*) {}};
 
 uint32_t now() {
-  using namespace std::chrono;
-  return static_cast<uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+  return uint32_t(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count());
 }
 
 xkb_state* state = nullptr;  // the keyboard's modifiers, which a virtual keyboard sends itself
@@ -61,16 +57,14 @@ xkb_state* state = nullptr;  // the keyboard's modifiers, which a virtual keyboa
 bool send_keymap(zwp_virtual_keyboard_v1* keyboard) {
   xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
   xkb_keymap* keymap = context ? xkb_keymap_new_from_names(context, nullptr, XKB_KEYMAP_COMPILE_NO_FLAGS) : nullptr;
-  if (keymap) state = xkb_state_new(keymap);
-  char* text = keymap ? xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1) : nullptr;
-  const size_t size = text ? std::strlen(text) + 1 : 0;
-  const int fd = text ? memfd_create("keymap", MFD_CLOEXEC) : -1;
+  if (!keymap) return false;
+  state = xkb_state_new(keymap);  // which holds its own reference to the keymap
+  char* text = xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1);
+  const size_t size = std::strlen(text) + 1;
+  const int fd = memfd_create("keymap", MFD_CLOEXEC);
   const bool ok = fd >= 0 && write(fd, text, size) == static_cast<ssize_t>(size);
   if (ok) zwp_virtual_keyboard_v1_keymap(keyboard, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, fd, static_cast<uint32_t>(size));
-  if (fd >= 0) close(fd);
-  std::free(text);
-  if (keymap) xkb_keymap_unref(keymap);  // the state holds its own reference
-  if (context) xkb_context_unref(context);
+  close(fd), std::free(text), xkb_keymap_unref(keymap), xkb_context_unref(context);
   return ok;
 }
 
@@ -111,14 +105,11 @@ int main() {
   if (!send_keymap(keyboard)) return end("no keymap");
   wl_display_roundtrip(display);
   std::set<uint32_t> keys, buttons;
-  auto key = [&](uint32_t code, uint32_t down) {  // with the modifiers it changes
+  auto key = [&](uint32_t code, uint32_t down) {  // with the held modifiers it changes (shift: nothing latches or locks)
     down ? (void)keys.insert(code) : (void)keys.erase(code);
     zwp_virtual_keyboard_v1_key(keyboard, now(), code, down);
     xkb_state_update_key(state, code + 8, down ? XKB_KEY_DOWN : XKB_KEY_UP);
-    zwp_virtual_keyboard_v1_modifiers(keyboard, xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED),
-                                      xkb_state_serialize_mods(state, XKB_STATE_MODS_LATCHED),
-                                      xkb_state_serialize_mods(state, XKB_STATE_MODS_LOCKED),
-                                      xkb_state_serialize_layout(state, XKB_STATE_LAYOUT_EFFECTIVE));
+    zwp_virtual_keyboard_v1_modifiers(keyboard, xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED), 0, 0, 0);
   };
   char line[4096];
   while (std::fgets(line, sizeof line, stdin)) {
@@ -147,8 +138,7 @@ int main() {
     }
     zwlr_virtual_pointer_v1_frame(pointer);  // the pointer's events so far as one
     if (wl_display_roundtrip(display) < 0) return end("the compositor went away");
-    std::fputs("ok\n", stdout);
-    std::fflush(stdout);
+    std::fputs("ok\n", stdout), std::fflush(stdout);
   }
   return end(nullptr);
 }
