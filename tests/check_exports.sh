@@ -18,8 +18,5 @@ fi
 find "$dir" -name '*.h' ! -name '*_p.h' -exec grep -h 'QUELT_API' {} + | grep -v '^[[:space:]]*#' |
   sed -E 's/[(;[].*//' | awk '{print $NF}' | tr -d '*' | grep -x -E '[a-z][a-z0-9_]*' | sort -u > "$want"
 [ -s "$want" ] || { echo "no QUELT_API declarations under $dir"; exit 1; }
-if ! diff -u "$want" "$have"; then
-  echo "exported symbols differ from the headers' declarations (- declared, + exported)"
-  exit 1
-fi
+diff -u "$want" "$have" || { echo "exported symbols differ from the headers' declarations (- declared, + exported)"; exit 1; }
 echo "$(wc -l < "$have") symbols, as listed"

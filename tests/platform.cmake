@@ -1,5 +1,4 @@
-# The platform suite builds the library's internal Win32 layer in, to call it directly, and opens
-# windows on the shared X server.
+# The platform suite links the library's internal Win32 layer and opens windows on the shared X server.
 if(NOT WIN32)
   target_link_libraries(platform_test PRIVATE quelt_platform)
   file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/platform_lock.cmake

@@ -13,8 +13,7 @@
 extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"; }
 
 using namespace quelt::x11;
-using quelt::platform::vk_of_keysym;
-using quelt::platform::vk_of_position;
+using namespace quelt::platform;
 
 namespace {
 
@@ -71,17 +70,16 @@ TEST(Keys, VirtualKeysByNameAndByPlace) {
     EXPECT_EQ(vk_of_position(keycode), vk) << keycode;
   // A key's scan code and extended flag (lParam bits 16-24; key code = Linux code + 8), and what a keysym types.
   for (auto [keycode, bits] : {std::pair<unsigned, DWORD>{38, 0x1E0000}, {104, 0x11C0000}, {111, 0x1480000}, {117, 0x1510000}, {135, 0x15D0000}, {97, 0}})
-    EXPECT_EQ(quelt::platform::key_lparam_bits(keycode), bits) << keycode;
+    EXPECT_EQ(key_lparam_bits(keycode), bits) << keycode;
   for (auto [keysym, ucs] : {std::pair<uint32_t, uint32_t>{0xffb0, '0'}, {0xffb9, '9'}, {0xff8d, 0x0D}, {0x20ac, 0x20AC}, {0x110ffff, 0x10FFFF}, {0xff51, 0}})
-    EXPECT_EQ(quelt::platform::keysym_to_ucs(keysym), ucs) << keysym;
-  // Typed UTF-8 as UTF-16: U+FFFD for each byte of a surrogate's or a too large code, pairs beyond
-  // the BMP, nothing past the room given.
+    EXPECT_EQ(keysym_to_ucs(keysym), ucs) << keysym;
+  // Typed UTF-8 as UTF-16: U+FFFD per byte of a surrogate or too large code, pairs beyond the BMP, no more than the room.
   for (auto [text, room, want] : {std::tuple<std::string, int, std::u16string>{"a\xC3\xA9", 4, u"a\u00e9"}, {"ab", 2, u"ab"},
                                   {"ab", 1, u"a"}, {"\xF0\x9F\x98\x80", 2, u"\U0001F600"}, {"\xF0\x9F\x98\x80", 1, u""},
                                   {"\xED\xA0\x80", 4, u"\uFFFD\uFFFD\uFFFD"}, {"\xED\x9F\xBF", 4, u"\uD7FF"},
                                   {"\xF4\x90\x80\x80", 4, u"\uFFFD\uFFFD\uFFFD\uFFFD"}, {"\xF4\x8F\xBF\xBF", 2, u"\U0010FFFF"}}) {
     uint16_t out[4];
-    const int n = quelt::platform::utf8_to_utf16(text.data(), int(text.size()), out, room);
+    const int n = utf8_to_utf16(text.data(), int(text.size()), out, room);
     EXPECT_EQ(std::u16string(out, out + n), want) << text;
   }
 }

@@ -1,3 +1,2 @@
-# The level test links the kernel objects itself, so that it reaches the hidden table of each
-# instruction-set level.
+# The level suite links the kernel objects itself to reach each instruction-set level's hidden table.
 target_sources(simd_test PRIVATE $<TARGET_OBJECTS:quelt_levels>)

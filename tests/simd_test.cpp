@@ -11,16 +11,14 @@
 
 namespace {
 
-using quelt::cpu_level;
+using quelt::cpu_level, qtest::Surf;
 using ops = quelt::blend_ops;
 using Bytes = std::vector<uint8_t>;
-
-using Surface = qtest::Surf;
 
 // Noise; the extremes 0 and 255 among noise; short strokes on empty runs, some longer than 256
 // pixels (like glyphs and rings); flat stretches, which a filter gives back exactly, rounding shown.
 enum content { noise, extremes, sparse, flat };
-void paint(Surface& t, int kind, std::mt19937& rng) {
+void paint(Surf& t, int kind, std::mt19937& rng) {
   uint8_t level = uint8_t(rng()), *p = t.pixels;
   for (size_t i = 0, bpp = size_t(t.bytes_per_pixel); i < t.size(); i += bpp) {
     const bool empty = kind == sparse && rng() % 1000 < ((i / bpp / 300) % 2 ? 995u : 600u);
@@ -36,16 +34,22 @@ const uint32_t colors[] = {0xFFFFFFFF, 0x80FFFFFF, 0x01FFFFFF, 0xFEFFFFFF, 0xFF1
                            0x7F80FF01, 0x00FFFFFF, 0x00123456, 0xFF000000, 0x40FF00FF};
 
 // The levels built and run here, from `first` up, then the exported functions (a null table).
+// Every level up to the best this processor runs has its table, and the best one is in use.
 struct Level { const char* name; const quelt::level_fns* fns; };
 std::vector<Level> levels(int first = 1) {
   std::vector<Level> out;
-  for (int l = first; l < quelt::cpu_level_count; ++l)
-    if (const quelt::level_fns* t = quelt::level_for(cpu_level(l))) out.push_back({quelt::cpu_level_name(cpu_level(l)), t});
+  const int best = int(quelt::cpu_best_level());
+  EXPECT_EQ(&quelt::level_active(), quelt::level_for(cpu_level(best)));
+  for (int l = first; l < quelt::cpu_level_count; ++l) {
+    const quelt::level_fns* t = quelt::level_for(cpu_level(l));
+    EXPECT_EQ(t != nullptr, l <= best) << quelt::cpu_level_name(cpu_level(l));
+    if (t) out.push_back({quelt::cpu_level_name(cpu_level(l)), t});
+  }
   return out.push_back({"exported", nullptr}), out;
 }
 
 // The bytes that `scalar` leaves on t; t is then as it was, for the level under test.
-template <typename F> Bytes scalar_result(Surface& t, F scalar) {
+template <typename F> Bytes scalar_result(Surf& t, F scalar) {
   const Bytes before = t.bytes(), want = (scalar(), t.bytes());
   return t.set(before), want;
 }
@@ -67,7 +71,7 @@ TEST(Levels, EveryLevelBlendsAndFillsLikeTheScalarLoops) {
         const bool wide = rng() % 5 == 0, flush = large || rng() % 4 == 0;
         const int32_t sw = large ? 701 : 1 + rng() % (wide ? 700 : 90), sh = large ? 401 : 1 + rng() % 5;
         const int32_t dw = flush ? sw : 1 + rng() % (wide ? 700 : 90), dh = large ? 401 : 1 + rng() % 5;
-        Surface src(sw, sh, k.src_bpp), dst(dw, dh, k.pick == &ops::blend_copy ? k.src_bpp : 4);
+        Surf src(sw, sh, k.src_bpp), dst(dw, dh, k.pick == &ops::blend_copy ? k.src_bpp : 4);
         paint(src, rng() % 3, rng), paint(dst, rng() % 2, rng);
         dst.color = rng() % 4 == 0 ? rng() : colors[rng() % std::size(colors)];
         if (!k.pick && (large || dst.color < 0x01000000))  // sf_fill refuses a colour of alpha 0
@@ -81,7 +85,7 @@ TEST(Levels, EveryLevelBlendsAndFillsLikeTheScalarLoops) {
         // Now and then the exported kernels blend a surface onto itself: they keep the walk order.
         const int32_t ox = rng() % (dw - w + 1), oy = rng() % (dh - h + 1);
         const bool shared = !l.fns && round % 8 == 0 && k.pick && k.src_bpp == dst.bytes_per_pixel;
-        Surface& from = shared ? dst : src;
+        Surf& from = shared ? dst : src;
         const sf_rect sr = shared ? sf_rect{ox, oy, ox + w, oy + h} : sf_rect{sx, sy, sx + w, sy + h}, dr{dx, dy, dx + w, dy + h};
         const auto& scalar = quelt::blend::scalar_ops;
         const Bytes want = scalar_result(dst, [&] { k.pick ? (scalar.*k.pick)(&dst, dr, &from, sr) : scalar.fill(&dst, dr); });
@@ -92,16 +96,6 @@ TEST(Levels, EveryLevelBlendsAndFillsLikeTheScalarLoops) {
     }
 }
 
-TEST(Levels, TablesExistUpToTheBestLevel) {
-  const int best = int(quelt::cpu_best_level());
-#if !defined(__x86_64__) && !defined(__i386__)
-  EXPECT_EQ(best, 0);  // the levels above scalar exist on x86 only
-#endif
-  for (int l = 0; l < quelt::cpu_level_count; ++l)
-    EXPECT_EQ(quelt::level_for(cpu_level(l)) != nullptr, l <= best) << quelt::cpu_level_name(cpu_level(l));
-  EXPECT_EQ(&quelt::level_active(), quelt::level_for(cpu_level(best))) << quelt::cpu_level_name(cpu_level(best));
-}
-
 // Skip tables hold per pixel the empty pixels from it to the end of its run in the row, modulo
 // 256. Sparse, extreme and noisy pixels, long runs, widths around the 16-pixel blocks, pixels
 // empty but for one byte.
@@ -109,7 +103,7 @@ TEST(Levels, EveryStripBuilderCountsTheRuns) {
   std::mt19937 rng(3);
   for (int round = 0; round < 600; ++round) {
     const int32_t bpp = round % 3 == 0 ? 1 : round % 3 == 1 ? 4 : 3, w = 1 + rng() % (round % 4 ? 70 : 900), h = 1 + rng() % 4;
-    Surface t(w, h, bpp);
+    Surf t(w, h, bpp);
     paint(t, round % 3 == 2 ? rng() % 3 : sparse, rng);
     for (size_t i = 0; round % 5 == 0 && i + 1 < t.size(); i += 1 + rng() % 40) t.pixels[i] = t.pixels[i] ? 0 : 1;
     Bytes want(size_t(w) * h);
@@ -149,7 +143,7 @@ TEST(FilterLevels, EveryLevelFiltersAndSmoothsLikeThePlainLoops) {
   std::mt19937 rng(11);
   for (int round = 0; round < 600; ++round) {
     const int32_t w = 1 + rng() % (round % 6 ? 70 : 300), h = 1 + rng() % 12, bpp = 1 + rng() % 6, kw = 1 + rng() % 7, kh = 1 + rng() % 7;
-    Surface s(w, h, bpp);
+    Surf s(w, h, bpp);
     paint(s, rng() % 4, rng);
     const Bytes src = s.bytes();
     const std::vector<float> weights = random_weights(kw * kh, rng);

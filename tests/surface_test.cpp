@@ -8,9 +8,7 @@ static bool operator==(const sf_rect& a, const sf_rect& b) { return std::memcmp(
 namespace {
 
 using Words = std::vector<uint32_t>;
-using Bytes = std::vector<uint8_t>;
-using Surface = qtest::Surf;
-using qtest::fail_lines;
+using qtest::Surf, qtest::fail_lines;
 
 // Every traced refusal of the surface calls: the call, the allocation made to fail, the trace;
 // a refused call leaves the record zeroed (a surface) or as it was (a clip stack).
@@ -18,7 +16,7 @@ TEST(Surface, RefusalsAreTraced) {
   const std::string create = fail_lines("surface.cpp", "sf_create", "malloc"), push = fail_lines("context.cpp", "sf_push"),
                     grow = fail_lines("vector.cpp", "vect_size", "malloc") + fail_lines("vector.cpp", "vect_alloc") + fail_lines("vector.cpp", "vect_push") + push;
   sf_surface made;
-  Surface full(10, 10, 4), empty(10, 10, 4), fresh(3, 3, 1);
+  Surf full(10, 10, 4), empty(10, 10, 4), fresh(3, 3, 1);
   sf_rect r{0, 0, 5, 5};
   for (int i = 0; i < 8; ++i) ASSERT_EQ(sf_push(&full, &r), 1);
   const sf_rect* top = full.clip;
@@ -69,8 +67,7 @@ TEST(Rect, ValidOverlapClip) {
   }
 }
 
-// One case per kernel, the fill (a source of 0 bytes) and colour case, with the numbers the over
-// rule gives, on the middle one of three pixels.
+// Each kernel, the fill (a source of 0 bytes) and colour case by the over rule, on the middle one of three pixels.
 TEST(Blend, KernelAndFillCases) {
   struct { int src_bpp; uint32_t color, source, target, want; } cases[] = {
       {4, 0xFFFFFFFF, 0xFF102030, 0x12345678, 0xFF0F1F2F}, {4, 0xFFFFFFFF, 0x00102030, 0x11223344, 0x10213243},
@@ -83,7 +80,7 @@ TEST(Blend, KernelAndFillCases) {
       {0, 0xFF123456, 0, 0x89ABCDEF, 0xFF123456}, {0, 0x00FFFFFF, 0, 0x89ABCDEF, 0x89ABCDEF},
   };
   for (auto c : cases) {
-    Surface dst(3, 1, 4), src(1, 1, c.src_bpp ? c.src_bpp : 1);
+    Surf dst(3, 1, 4), src(1, 1, c.src_bpp ? c.src_bpp : 1);
     dst.paint(c.target), src.set(0, 0, c.source), dst.color = c.color;
     const sf_rect middle{1, 0, 2, 1};
     ASSERT_EQ(c.src_bpp ? sf_blend(&dst, &src, nullptr, 1, 0, nullptr) : sf_fill(&dst, &middle), c.src_bpp || c.color >> 24);
@@ -92,11 +89,9 @@ TEST(Blend, KernelAndFillCases) {
 }
 
 TEST(Blend, ChoiceAnchorsAndRefusals) {
-  Surface dst(40, 40, 4), src(11, 4, 4), grey(2, 2, 1), odd(2, 2, 2);
+  Surf dst(40, 40, 4), src(11, 4, 4), grey(2, 2, 1), odd(2, 2, 2);
   src.paint(0xFFFFFFFF);
-  EXPECT_TRUE(sf_blend(&dst, &src, nullptr, 0, 0, nullptr) == 1 && dst.bytes() == Bytes(dst.size(), 0));  // colour 0: nothing drawn
-  dst.color = 0xFFFFFFFF;
-  dst.anchor_x = 0.5f, dst.anchor_y = 1.0f;
+  dst.color = 0xFFFFFFFF, dst.anchor_x = 0.5f, dst.anchor_y = 1.0f;
   EXPECT_TRUE(sf_blend(&dst, &src, nullptr, 20, 20, nullptr) == 1 && dst.anchor_x == 0.0f);  // the 11 × 4 block from (15, 16)
   EXPECT_EQ((Words{dst.px(15, 16), dst.px(14, 16), dst.px(25, 19), dst.px(26, 19)}), (Words{0xFFFEFEFE, 0, 0xFFFEFEFE, 0}));
   ASSERT_EQ(sf_blend(&dst, &src, nullptr, 28, 20, nullptr), 1);  // anchors were spent
@@ -120,15 +115,15 @@ TEST(Blend, ChoiceAnchorsAndRefusals) {
 TEST(Blend, StripWalkStaysInStepWhenEnteredMidRun) {
   std::mt19937 rng(7);
   for (int width : {1, 7, 255, 256, 257, 300, 600}) {
-    Surface mask(width, 3, 1);  // empty runs of up to 599 in the first row, up to 39 below
+    Surf mask(width, 3, 1);  // empty runs of up to 599 in the first row, up to 39 below
     for (int y = 0; y < 3; ++y)
       for (int x = 0; (x += static_cast<int>(rng() % (y == 0 ? 600 : 40))) < width; ++x)
         mask.pixels[y * width + x] = static_cast<uint8_t>(1 + rng() % 255);
     ASSERT_EQ(sf_strip(&mask), 1);
     for (int start : {0, 1, 3, width / 2, width - 1}) {
       if (start >= width) continue;
-      Surface with(width, 3, 4), without(width, 3, 4);
-      for (Surface* t : {&with, &without}) t->paint(0x80402010), t->color = 0xFF336699;
+      Surf with(width, 3, 4), without(width, 3, 4);
+      for (Surf* t : {&with, &without}) t->paint(0x80402010), t->color = 0xFF336699;
       sf_rect part{start, 0, width, 3};
       ASSERT_EQ(sf_blend(&with, &mask, &part, start, 0, nullptr), 1);
       uint8_t* strip = std::exchange(mask.strip, nullptr);  // without the table every pixel is processed
@@ -148,10 +143,10 @@ TEST(Blend, CopyKeepsWordsHonoursClipAndSurvivesOverlap) {
   auto word = [](int x, int y) { return static_cast<uint32_t>(y * 9 + x + 1) * 2654435761u; };
   for (bool same : {false, true})
     for (auto [dx, dy] : {std::pair{1, 0}, {-1, 0}, {0, 1}, {0, -1}, {2, 3}, {-3, -2}}) {
-      Surface s(9, 9, 4), other(9, 9, 4);
+      Surf s(9, 9, 4), other(9, 9, 4);
       for (int i = 0; i < 81; ++i)
-        for (Surface* t : {&s, &other}) t->set(i % 9, i / 9, word(i % 9, i / 9));
-      Surface& src = same ? s : other;
+        for (Surf* t : {&s, &other}) t->set(i % 9, i / 9, word(i % 9, i / 9));
+      Surf& src = same ? s : other;
       sf_rect r{2, 2, 7, 7}, clip{1, 0, 9, 8};
       ASSERT_EQ(sf_strip(&src) + sf_push(&s, &clip), 2);
       ASSERT_EQ(sf_blend(&s, &src, &r, 2 + dx, 2 + dy, sf_blend_copy), 1);
@@ -167,15 +162,14 @@ TEST(Blend, CopyKeepsWordsHonoursClipAndSurvivesOverlap) {
 TEST(Fill, RectsAndPixelSize) {
   for (auto [rect, bpp, result, want] : {std::tuple{sf_rect{2, 2, 2, 3}, 4, 1, 0x89ABCDEFu}, {sf_rect{0, 0, 0, 0}, 4, 0, 0x89ABCDEFu},
                                          {sf_rect{-9, -9, 99, 99}, 4, 1, 0xFF123456u}, {sf_rect{0, 0, 4, 4}, 1, 0, 0xEFu}}) {
-    Surface s(4, 4, bpp);
+    Surf s(4, 4, bpp);
     s.paint(0x89ABCDEF), s.color = 0xFF123456;
     EXPECT_TRUE(sf_fill(&s, &rect) == result && s.px(2, 2) == want && s.px(0, 0) == want) << result;
   }
 }
 
 TEST(ClipStack, PushNarrowsPopRestores) {
-  Surface s(100, 100, 4);
-  EXPECT_TRUE(sf_pop(&s) == 0 && !s.clip_stack);
+  Surf s(100, 100, 4);
   sf_rect a{0, 0, 10, 10}, b{5, 5, 20, 20}, apart{20, 20, 30, 30}, touching{10, 0, 20, 10};
   ASSERT_EQ(sf_push(&s, &a) + sf_push(&s, &b), 2);
   EXPECT_TRUE(b == (sf_rect{5, 5, 10, 10}) && *s.clip == b);
@@ -186,7 +180,7 @@ TEST(ClipStack, PushNarrowsPopRestores) {
   EXPECT_TRUE(sf_pop(&s) == 1 && !s.clip && !s.clip_stack && sf_pop(&s) == 0);
   // A first rectangle wholly outside the surface is accepted; then nothing draws.
   sf_rect outside{200, 200, 300, 300};
-  Surface src(4, 4, 4);
+  Surf src(4, 4, 4);
   EXPECT_TRUE(sf_push(&s, &outside) && sf_fill(&s, nullptr) + sf_blend(&s, &src, nullptr, 0, 0, nullptr) == 0 && sf_pop(&s));
   // Deep stacks: the clip follows the stack's block as it grows.
   for (int level = 0; level < 17; ++level) {

@@ -66,11 +66,9 @@ TEST(Enlarge, PlacesCropsAndCopiesThroughTheSkipTable) {
   ASSERT_EQ(sf_push(&t, &r), 1);
   EXPECT_EQ(sf_enlarge(&t, 1, 1, 1, 1), 0);
   sf_pop(&t);
-  t.clip = &r;  // a clip in force without a stack, and a surface without pixels
-  sf_surface detached = kDetached;
-  EXPECT_EQ(sf_enlarge(&t, 1, 1, 1, 1) + sf_enlarge(&detached, 1, 1, 1, 1), 0);
+  t.clip = &r;  // a clip in force without a stack
+  EXPECT_TRUE(sf_enlarge(&t, 1, 1, 1, 1) == 0 && t.bytes() == (Bytes{0, 0, 9, 0}));
   t.clip = nullptr;
-  EXPECT_EQ(t.bytes(), (Bytes{0, 0, 9, 0}));
 }
 
 // The allocation after `fail` ones fails, or sides that can't exist: the exact trace, nothing
@@ -111,9 +109,8 @@ TEST(Near, ListsNeighboursOnTheSurfaceInOrderAndMeasuresContrast) {
   const uint8_t ch1[9] = {3, 10, 20, 30, 99, 50, 60, 70, 200};
   for (int i = 0; i < 9; ++i) s.pixels[i * 2] = i == 4 ? 0 : 50, s.pixels[i * 2 + 1] = ch1[i];
   EXPECT_TRUE(sf_contrast(&s, 1, 1, 1) == 197 && sf_contrast(&s, 0, 0, 1) == 99 - 10 && sf_contrast(&s, 2, 2, 1) == 99 - 50);
-  EXPECT_EQ(sf_contrast(&s, 1, 1, 0), 0);  // uniform neighbours, whatever the centre holds
-  EXPECT_EQ(sf_contrast(&one, 0, 0, 0), -255);
-  for (int32_t channel : {2, -1}) EXPECT_EQ(sf_contrast(&s, 1, 1, channel), -255);  // no such byte
+  // Uniform neighbours, whatever the centre holds; no neighbours; no such byte.
+  EXPECT_TRUE(sf_contrast(&s, 1, 1, 0) == 0 && sf_contrast(&one, 0, 0, 0) == -255 && sf_contrast(&s, 1, 1, 2) == -255 && sf_contrast(&s, 1, 1, -1) == -255);
 }
 
 TEST(Gaussian, WeightsFollowFromTheSizeAlone) {
@@ -128,7 +125,6 @@ TEST(Gaussian, WeightsFollowFromTheSizeAlone) {
   Surf k, sq, zero;
   ASSERT_TRUE(sf_kernel_gaussian(&k, 100) && sf_kernel_gaussian(&sq, -3) && sf_kernel_gaussian(&zero, 0));
   EXPECT_EQ(weight(k, 50), float(1 / (2.5066282746310002L * 10)));  // σ = 10: the peak is 1 / (10 √(2π))
-  EXPECT_TRUE(weight(k, 49) < weight(k, 50) && weight(k, 49) == weight(k, 51));
   // Square: g, not g², at the centre; corners g e^(−2/d).
   const double sigma = std::sqrt(3.0) * std::exp(0.03 - 1);
   EXPECT_FLOAT_EQ(weight(sq, 4), 0.60759628f);
@@ -137,22 +133,13 @@ TEST(Gaussian, WeightsFollowFromTheSizeAlone) {
 }
 
 // The edge correction, negative sums and wrapping are compared with the plain loop on random
-// weights in the SIMD suite; these are the calls with no weights or no pixels.
+// weights in the SIMD suite; here: no weights (zero pixels), no pixels (success), no weight array.
 TEST(Kernel, NoWeightsNoPixelsAndRefusals) {
-  const struct { std::vector<float> weights; int32_t kw, kh, sw, sh; Bytes in, want; } cases[] = {
-      {{1}, 0, 1, 2, 1, {9, 9}, {0, 0}}, {{1}, -1, 2, 2, 1, {9, 9}, {0, 0}},  // no weights at all
-      {{1}, 3, 3, 0, 4, {}, {}},  // no pixels: nothing to do, and success
-  };
-  for (const auto& c : cases) {
-    Surf s(c.sw, c.sh, 1, c.in);
-    EXPECT_EQ(sf_kernel(&s, c.weights.data(), c.kw, c.kh), 1);
-    EXPECT_EQ(s.bytes(), c.want) << "weights " << c.weights[0] << ", kw " << c.kw;
-  }
-  Surf s(2, 2, 4, Bytes(16, 9));
-  sf_surface detached = kDetached;
-  qtest::Stdout out;
-  EXPECT_TRUE(sf_kernel(&s, nullptr, 3, 3) == 0 && sf_kernel(&detached, &cases[0].weights[0], 1, 1) == 0 && s.bytes() == Bytes(16, 9));
-  EXPECT_EQ(out.text(), "");
+  const float one = 1;
+  Surf s(2, 1, 1, {9, 9}), t(2, 1, 1, {9, 9}), none(0, 4, 1);
+  EXPECT_EQ(qtest::traced([&] { EXPECT_EQ(sf_kernel(&s, nullptr, 3, 3), 0); }), "");
+  EXPECT_TRUE(s.bytes() == (Bytes{9, 9}) && sf_kernel(&none, &one, 3, 3) == 1);
+  EXPECT_TRUE(sf_kernel(&s, &one, 0, 1) && sf_kernel(&t, &one, -1, 2) && s.bytes() == Bytes(2, 0) && t.bytes() == Bytes(2, 0));
 }
 
 TEST(Outline, EveryAlphaPairAgreesWithExactArithmetic) {

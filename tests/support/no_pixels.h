@@ -11,9 +11,7 @@ inline void expect_refused_without_pixels(sf_surface* bare, const char* font_pat
   ASSERT_EQ(bare->pixels, nullptr);
   Surf good(4, 4, 4, noise(64, 1)), ring;
   ASSERT_EQ(sf_render_ring(&ring, 3.0f, 1.0f), 1);
-  good.color = 0xFF102030;
-  bare->color = 0xFF405060;
-  bare->anchor_x = bare->anchor_y = 0.5f;
+  good.color = 0xFF102030, bare->color = 0xFF405060, bare->anchor_x = bare->anchor_y = 0.5f;
   sf_face* face = nullptr;
   ASSERT_EQ(sf_face_create(&face, font_path, 12), 1);
   const uint16_t text[] = {'H', 'i', 0};

@@ -136,8 +136,7 @@ long peak_memory_kb() {
 
 // A binary file for the capture, deleted when closed; on Windows in the user's temporary folder
 // (the runtime's tmpfile uses the drive's root, where a user may not write).
-namespace {
-FILE* temporary() {
+static FILE* temporary() {
 #ifdef _WIN32
   wchar_t dir[MAX_PATH], name[MAX_PATH];
   return GetTempPathW(MAX_PATH, dir) && GetTempFileNameW(dir, L"qso", 0, name) ? _wfopen(name, L"w+bD") : nullptr;
@@ -145,7 +144,6 @@ FILE* temporary() {
   return std::tmpfile();
 #endif
 }
-}  // namespace
 
 Stdout::Stdout() : file_(temporary()) {
   std::fflush(stdout);
@@ -166,10 +164,7 @@ std::string Stdout::text() {
   return text_;
 }
 
-std::string trace_shape(const std::string& out) {
-  static const std::regex line(R"(:[0-9]+:\t)");
-  return std::regex_replace(out, line, ":N:\t");
-}
+std::string trace_shape(const std::string& out) { return std::regex_replace(out, std::regex(R"(:[0-9]+:\t)"), ":N:\t"); }
 
 std::string traced(const std::function<void()>& f, long fail) {
   Stdout out;
