@@ -638,6 +638,9 @@ TEST_F(Windows, ScaledOutputShowsDevicePixels) {
   EXPECT_EQ(host::shown_differs(t.w, 200, 100, checker), "");
   const host::Rect o = host::outer(t.w);
   EXPECT_EQ(o.right - o.left, host::own_frame() ? 108 : 100);  // a frame of 4 logical pixels
+  // A change of scale under the open window keeps its logical size, even one of no height.
+  ctl_window_move(t.w, 200, 0), host::way::sway("output * scale 1");
+  EXPECT_TRUE(host::pump_until([&] { return ctl_window_width(t.w) == 100 && ctl_window_height(t.w) == 0; }));
 }
 
 // Under a real window manager (the suite runs on a bare server and under openbox): the frame

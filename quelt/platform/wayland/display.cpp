@@ -23,7 +23,7 @@ void output_mode(void* data, wl_output*, uint32_t flags, int32_t width, int32_t 
     o->height = height;
   }
 }
-void output_done(void*, wl_output*) {}
+void output_done(void*, wl_output*) { outputs_changed(); }
 void output_scale(void* data, wl_output*, int32_t factor) {
   static_cast<Output*>(data)->scale = std::clamp(factor, 1, 8);
 }

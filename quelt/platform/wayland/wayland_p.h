@@ -124,6 +124,7 @@ void destroy_surface(Wnd* w);
 void apply_title(Wnd* w);
 void apply_style(Wnd* w);
 void apply_size(Wnd* w);
+void outputs_changed();  // an output's scale or size changed: windows rescale
 void map(Wnd* w);
 void unmap(Wnd* w);
 

@@ -25,14 +25,17 @@ int buffer_scale(const Native* n, int scale) {
 // The scale of a surface: the one the compositor prefers for it, else the largest of the outputs
 // it is on, else of all outputs; a whole number where no viewport shows fractions. A change
 // keeps the logical size, so the device size, the client size and the frame change with it.
-void rescale(Wnd* w) {
-  Native* n = native(w);
+int wanted_scale(const Native* n) {
   int scale = 0;
   for (int i = 0; i < conn.output_count; ++i)
     if (n->outputs & (1u << i)) scale = std::max(scale, output_scale(conn.outputs[i]));
   if (n->preferred > 0) scale = n->preferred;
   if (scale == 0) scale = largest_scale();
-  scale = buffer_scale(n, scale);
+  return buffer_scale(n, scale);
+}
+void rescale(Wnd* w) {
+  Native* n = native(w);
+  const int scale = wanted_scale(n);
   if (scale == n->scale) return;
   const HWND hwnd = w->handle;  // the messages below may destroy the window
   const int cw = w->cw * scale / n->scale, ch = w->ch * scale / n->scale;
@@ -185,6 +188,20 @@ void apply_limits(Wnd* w) {
 }
 
 }  // namespace
+
+// An output told new properties: each shown window takes its scale anew. A window's messages may
+// destroy or make others, so the walk starts over after every change; each window changes once.
+void outputs_changed() {
+  for (Wnd* w = wnd_first(); w;) {
+    const Native* n = native(w);
+    if (n && n->configured && wanted_scale(n) != n->scale) {
+      rescale(w);
+      w = wnd_first();
+    } else {
+      w = w->next;
+    }
+  }
+}
 
 bool make_surface(Wnd* w) {
   auto* n = new (std::nothrow) Native;
