@@ -214,6 +214,7 @@ TEST_F(Windows, SizesRemakeThePixmapAndStylesChangeTheFrame) {
   ctl_window_header(t.w, 0);
   EXPECT_EQ(style(t.w), WS_OVERLAPPEDWINDOW & ~WS_CAPTION);
 #ifdef _WIN32
+  EXPECT_EQ(GetClassLongPtrW(t.w->hwnd, GCLP_HICON), LONG_PTR(LoadIconA(nullptr, IDI_APPLICATION)));  // the stock icon
   // Win32 keeps the outer size when the caption goes: the client area grows into it.
   EXPECT_EQ(host::outer(t.w).bottom - host::outer(t.w).top, before.bottom - before.top);
   EXPECT_GT(ctl_window_height(t.w), height);
@@ -265,11 +266,11 @@ TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheSystemShowsTheSurfaceLayered
               if (px >= 40 && px < 90 && py >= 30 && py < 70) return px < 50 && py < 40 ? 0xFFFF00 : 0x00FF00;
               return px >= 10 && px < 30 && py >= 20 && py < 25 ? 0xFF0000 : 0x204080;
             }), "");
-  // A rectangle beyond every edge is clipped to the window.
-  fill(t.s, 0xFF0000FF);
+  // A rectangle beyond every edge is clipped to the window, here of a new height.
+  ctl_window_move(t.w, 160, 150), fill(t.s, 0xFF0000FF);
   sf_rect beyond = {-50, -70, 1 << 30, 1 << 30};
   ctl_window_update_rect(t.w, &beyond);
-  EXPECT_EQ(host::shown_differs(t.w, 160, 120, [](int, int) { return 0x0000FFu; }), "");
+  EXPECT_EQ(host::shown_differs(t.w, 160, 150, [](int, int) { return 0x0000FFu; }), "");
   // A hidden window is not painted; showing it again brings a paint through the loop.
   ctl_window_hide(t.w), events.clear(), ctl_window_update(t.w);
   EXPECT_FALSE(seen("event 11"));
@@ -280,7 +281,7 @@ TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheSystemShowsTheSurfaceLayered
   ctl_window_layered(t.w, 1);
   EXPECT_EQ(style(t.w, GWL_EXSTYLE), uint32_t{WS_EX_LAYERED});
   sf_rect box = {8, 8, 40, 30};
-  std::memset(t.s->pixels, 0, 160 * 120 * 4), fill(t.s, 0x80FF0000, &box);
+  std::memset(t.s->pixels, 0, 160 * 150 * 4), fill(t.s, 0x80FF0000, &box);
   events.clear();
   EXPECT_EQ(traced([&] { ctl_window_update(t.w); }), "");
   EXPECT_FALSE(seen("event 11"));  // the layered path needs no paint message
@@ -576,17 +577,20 @@ TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
     const host::Rect o = host::outer(t.w), c = host::client(t.w);
     EXPECT_EQ((std::vector{c.left - o.left, c.top - o.top, o.right - c.right, o.bottom - c.bottom, c.right - c.left}),
               (std::vector{4, 28, 4, 4, 200}));
-    // The bar in its colour, with lighter pixels where the caption and the close button's cross are.
+    // The bar in its colour, with lighter pixels where the caption and the buttons' glyphs are.
     const std::vector<uint32_t> bar = host::way::shot({o.left, o.top, o.right, o.top + 28});
     ASSERT_EQ(bar.size(), 208u * 28);
-    auto light = [&](int from, int to) {  // pixels of the columns from `from` to `to`
+    auto light = [&](int from, int to, int top = 0, int bottom = 28) {  // pixels of columns [from, to), rows [top, bottom)
       int n = 0;
-      for (size_t i = 0; i < bar.size(); ++i) n += int(i % 208) >= from && int(i % 208) < to && (bar[i] & 0xFF) > 0xA0;
+      for (size_t i = 0; i < bar.size(); ++i)
+        n += int(i % 208) >= from && int(i % 208) < to && int(i / 208) >= top && int(i / 208) < bottom && (bar[i] & 0xFF) > 0xA0;
       return n;
     };
     EXPECT_GT(std::count(bar.begin(), bar.end(), 0xFF2B2F36u) + std::count(bar.begin(), bar.end(), 0xFF4A4E55u), 208 * 14);
     EXPECT_GT(light(4, 80), 20);     // "Frame"
     EXPECT_GT(light(180, 204), 10);  // the close button's cross
+    EXPECT_NEAR(light(148, 176, 0, 14), light(148, 176, 14, 28), 3);  // the maximise button's square:
+    EXPECT_NEAR(light(148, 162), light(162, 176), 3);                 // as much of it on either side
     EXPECT_EQ(light(90, 120), 0);    // nothing between
     if (!drags) return;
     auto drag = [&](int x, int y, int dx, int dy) {
@@ -597,7 +601,7 @@ TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
     EXPECT_TRUE(host::pump_until([&] { const host::Rect r = host::outer(t.w); return r.left == o.left + 50 && r.top == o.top + 40; }));
     const host::Rect moved = host::outer(t.w);
     drag(moved.right - 2, moved.top + 60, 30, 0);
-    EXPECT_TRUE(host::pump_until([&] { return ctl_window_width(t.w) == 230 && t.s->width == 230; }));
+    EXPECT_TRUE(host::pump_until([&] { return ctl_window_width(t.w) == 230 && t.s->width == 230 && ctl_window_height(t.w) == 100; }));
   }  // the window and its connection go before the child makes its own
   exits_when_asked([](const Asked& asked) {
     TestWindow t(200, 100);
