@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <tuple>
 
@@ -81,6 +82,14 @@ TEST(Keys, VirtualKeysByNameAndByPlace) {
     uint16_t out[4];
     const int n = utf8_to_utf16(text.data(), int(text.size()), out, room);
     EXPECT_EQ(std::u16string(out, out + n), want) << text;
+  }
+  // And back: a code point at each edge of the UTF-8 lengths takes its length and returns.
+  for (auto [text, length] : {std::pair<std::u16string, size_t>{u"\u007F", 1}, {u"\u0080", 2}, {u"\u07FF", 2}, {u"\u0800", 3},
+                              {u"\uFFFF", 3}, {u"\U00010000", 4}, {u"\U0010FFFF", 4}}) {
+    const std::unique_ptr<char, void (*)(void*)> utf8(utf16_to_utf8(reinterpret_cast<const WCHAR*>(text.c_str())), std::free);
+    uint16_t out[2];
+    EXPECT_EQ(std::strlen(utf8.get()), length);
+    EXPECT_EQ(std::u16string(out, out + utf8_to_utf16(utf8.get(), int(length), out, 2)), text);
   }
 }
 
