@@ -145,6 +145,8 @@ TEST_F(Windows, LayeredUpdateModes) {
        !native(w)->mapped && std::chrono::steady_clock::now() < end;)
     PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE);
   ASSERT_TRUE(native(w)->mapped);
+  Bitmap refused{};  // more shared memory than the system gives: refused, and later bitmaps still share
+  EXPECT_TRUE(!new_shared_bits(&refused, SIZE_MAX) && conn.shm);
   if (native(w)->depth != 32) GTEST_SKIP() << "no 32-bit visual";
   HDC source = CreateCompatibleDC(nullptr);  // a memory DC with a 2 × 1 bitmap
   HBITMAP bitmap = dib(2, -1);
