@@ -205,25 +205,25 @@ TEST_F(Windows, SizesRemakeThePixmapAndStylesChangeTheFrame) {
   messages.clear(), ctl_window_sizeable(t.w, 0);  // its style bits go, and come back
   EXPECT_EQ(style(t.w), WS_OVERLAPPEDWINDOW & ~WS_THICKFRAME & ~WS_MAXIMIZEBOX);
   // The style messages and the frame change arrive inside the call.
-  EXPECT_EQ(std::ranges::count(messages, WM_STYLECHANGED), 1);
-  EXPECT_EQ(std::ranges::count(messages, WM_WINDOWPOSCHANGED), 1);
+  EXPECT_EQ(std::pair(std::ranges::count(messages, WM_STYLECHANGED), std::ranges::count(messages, WM_WINDOWPOSCHANGED)), std::pair(std::ptrdiff_t{1}, std::ptrdiff_t{1}));
   ctl_window_sizeable(t.w, 1);
   EXPECT_EQ(style(t.w), uint32_t{WS_OVERLAPPEDWINDOW});
-  [[maybe_unused]] const int32_t height = ctl_window_height(t.w);
-  [[maybe_unused]] const host::Rect before = host::outer(t.w);
+  [[maybe_unused]] const int height = ctl_window_height(t.w), outer_height = host::outer(t.w).bottom - host::outer(t.w).top;
   ctl_window_header(t.w, 0);
   EXPECT_EQ(style(t.w), WS_OVERLAPPEDWINDOW & ~WS_CAPTION);
 #ifdef _WIN32
   EXPECT_EQ(GetClassLongPtrW(t.w->hwnd, GCLP_HICON), LONG_PTR(LoadIconA(nullptr, IDI_APPLICATION)));  // the stock icon
   // Win32 keeps the outer size when the caption goes: the client area grows into it.
-  EXPECT_EQ(host::outer(t.w).bottom - host::outer(t.w).top, before.bottom - before.top);
+  EXPECT_EQ(host::outer(t.w).bottom - host::outer(t.w).top, outer_height);
   EXPECT_GT(ctl_window_height(t.w), height);
   EXPECT_EQ(t.s->height, ctl_window_height(t.w));
-#else
-  std::vector<unsigned long> motif;  // no title bar
-  EXPECT_TRUE(host::wayland() || host::pump_until([&] {
-    return (motif = host::property(host::xwindow(t.w->hwnd), "_MOTIF_WM_HINTS", 5)).size() == 5 && (motif[2] & 8) == 0;
-  }));
+#else  // the Motif hints (functions; decorations): border and resizing, with a title also its menu and buttons
+  auto hints = [&](unsigned long decorations) { return host::wayland() || host::pump_until([&] {
+    return host::property(host::xwindow(t.w->hwnd), "_MOTIF_WM_HINTS", 5) == std::vector<unsigned long>{3, 62, decorations, 0, 0}; }); };
+  EXPECT_TRUE(hints(6));
+  ctl_window_header(t.w, 1);
+  EXPECT_TRUE(hints(126));
+  ctl_window_header(t.w, 0);
 #endif
   ctl_window_header(t.w, 0);  // neither bit set: nothing changes
   EXPECT_EQ(style(t.w), WS_OVERLAPPEDWINDOW & ~WS_CAPTION);
