@@ -268,7 +268,7 @@ TEST_F(Windows, UpdatePaintsThroughTheCallbackAndTheSystemShowsTheSurfaceLayered
             }), "");
   // A rectangle beyond every edge is clipped to the window, here of a new height (lower: a taller
   // one might reach past the screen's bottom, where weston may have placed it).
-  ctl_window_move(t.w, 160, 100), fill(t.s, 0xFF0000FF);
+  ctl_window_move(t.w, 160, 100), host::settle(t.w), fill(t.s, 0xFF0000FF);
   sf_rect beyond = {-50, -70, 1 << 30, 1 << 30};
   ctl_window_update_rect(t.w, &beyond);
   EXPECT_EQ(host::shown_differs(t.w, 160, 100, [](int, int) { return 0x0000FFu; }), "");
