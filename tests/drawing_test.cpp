@@ -6,8 +6,7 @@
 
 namespace {
 
-using words = std::vector<uint32_t>;
-using qtest::Surf;
+using qtest::Surf, qtest::Words;
 
 uint32_t over(uint32_t p, uint32_t w, uint32_t rgb) {
   uint32_t out = (((p >> 24) * (255 - w)) >> 8) + w;
@@ -32,7 +31,7 @@ TEST(Line, ExactPlotsBothWays) {
       {NAN, 1, 2, 3, {}}, {0, 0, 3e15f, 1, {}},
   };
   for (const auto& c : cases) {
-    words want(24 * 16);
+    Words want(24 * 16);
     for (const auto& [n, x, y, dx, dy, w] : c.runs)
       for (int k = 0; k < n; ++k) want[(y + k * dy) * 24 + x + k * dx] = over(0, uint32_t(w), 0xFFFFFF);
     for (bool reversed : {false, true}) {
@@ -44,7 +43,7 @@ TEST(Line, ExactPlotsBothWays) {
 }
 
 // The walk as defined, with truncation, for coordinates of 0 and above.
-void line_reference(words& px, int w, int h, double x0, double y0, double x1, double y1, uint32_t rgb) {
+void line_reference(Words& px, int w, int h, double x0, double y0, double x1, double y1, uint32_t rgb) {
   auto plot = [&](double x, double y, double wt) {
     if (x < w && y < h) px[size_t(y) * w + size_t(x)] = over(px[size_t(y) * w + size_t(x)], uint32_t(wt), rgb & 0xFFFFFF);
   };
@@ -66,7 +65,7 @@ TEST(Line, RandomLinesMatchTheWalkIgnoreTheClipAndReverse) {
   a.paint(0x40302010), b.paint(0x40302010);
   sf_rect clip{0, 0, 2, 2};
   ASSERT_EQ(sf_push(&a, &clip), 1);
-  words want = a.words();
+  Words want = a.words();
   for (int i = 0; i < 400; ++i) {
     float x0 = cx(rng), y0 = cy(rng), x1 = i % 5 ? cx(rng) : x0, y1 = cy(rng);
     if (i % 4 == 0) x0 = std::floor(x0), y0 = std::floor(y0);  // weight-0 neighbours still blend
@@ -188,7 +187,7 @@ TEST(Shape, CoversEachPixelOnceAsTheNinePartsBlendedOneByOne) {
   d.color = 0xFF102030;
   const sf_rect huge{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX};
   sf_shape(&d, &disc, &huge);
-  EXPECT_TRUE(d.words() == words(40 * 30, over(0, 0x7F, 0x102030)) && d.color == 0xFF102030u);
+  EXPECT_TRUE(d.words() == Words(40 * 30, over(0, 0x7F, 0x102030)) && d.color == 0xFF102030u);
 }
 
 }  // namespace

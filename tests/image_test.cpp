@@ -10,9 +10,8 @@
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
 using namespace std::string_literals;
-using qtest::Surf;
+using qtest::Surf, qtest::Bytes, qtest::traced, qtest::fail_lines;
 
 void save(const std::string& path, const Bytes& b) { qtest::spill(path, std::string(b.begin(), b.end())); }
 void put32(Bytes& b, size_t at, uint32_t v) { std::memcpy(&b[at], &v, 4); }
@@ -60,16 +59,6 @@ Bytes make_png(int w, int h, int type, int depth, const Bytes& data, bool interl
   return file;
 }
 
-std::string traced(const std::function<int32_t()>& op, int32_t want = 0) {
-  qtest::Stdout out;
-  EXPECT_EQ(op(), want);
-  return qtest::trace_shape(out.text());
-}
-// The two lines of a failure in `func` of `file`; `what` empty: only the line of its exit.
-std::string fail(const std::string& file, const std::string& func, const char* what = nullptr) {
-  return (what ? file + ":N:\t\t" + func + ": " + what + "\n" : "") + file + ":N:\t" + func + ".\n";
-}
-
 // Detection reads the first four bytes or the last four characters; load follows the content, store
 // the name (here a ".gif"; ".BMP" and ".png" where the stored files are checked).
 TEST(ImageFormat, DetectionAndDispatch) {
@@ -81,20 +70,20 @@ TEST(ImageFormat, DetectionAndDispatch) {
   for (const auto& c : cases) {
     int32_t format = 99;
     if (c.content) qtest::spill(f, c.input);
-    const std::string trace = traced([&] { return c.content ? sf_image_determinate_format(f.c_str(), &format) : sf_image_determinate_format_by_extension(c.input.c_str(), &format); }, c.format >= 0);
-    EXPECT_EQ(trace, c.format < 0 ? c.content ? fail("image.cpp", "sf_image_determinate_format", "fread") : fail("image.cpp", "sf_image_determinate_format_by_extension", "") : "") << c.input;
+    const std::string trace = traced([&] { EXPECT_EQ(c.content ? sf_image_determinate_format(f.c_str(), &format) : sf_image_determinate_format_by_extension(c.input.c_str(), &format), c.format >= 0); });
+    EXPECT_EQ(trace, c.format < 0 ? c.content ? fail_lines("image.cpp", "sf_image_determinate_format", "fread") : fail_lines("image.cpp", "sf_image_determinate_format_by_extension", "") : "") << c.input;
     EXPECT_EQ(format, c.format >= 0 ? c.format : 99) << c.input;
   }
   const std::string none = dir.path("none");
-  EXPECT_EQ(traced([&] { return sf_image_determinate_format(none.c_str(), nullptr); }), fail("image.cpp", "sf_image_determinate_format", "fopen"));
+  EXPECT_EQ(traced([&] { EXPECT_EQ(sf_image_determinate_format(none.c_str(), nullptr), 0); }), fail_lines("image.cpp", "sf_image_determinate_format", "fopen"));
   save(dir.path("bmp.png"), make_bmp(3, 2, 24));  // the content decides, not the name
   Surf a, b(2, 2, 4);
   ASSERT_EQ(sf_image_load(&a, dir.path("bmp.png").c_str()), 1);
   EXPECT_EQ(a.bytes(), picture(3, 2, false));
   qtest::spill(f, "GIF8");
-  EXPECT_EQ(traced([&] { return sf_image_load(&a, f.c_str()); }), fail("image.cpp", "sf_image_load", "unknown file format"));
-  EXPECT_EQ(traced([&] { return sf_image_load(&a, none.c_str()); }), fail("image.cpp", "sf_image_determinate_format", "fopen") + fail("image.cpp", "sf_image_load", ""));
-  EXPECT_EQ(traced([&] { return sf_image_store(&b, dir.path("x.gif").c_str()); }), fail("image.cpp", "sf_image_store", "unknown file format"));
+  EXPECT_EQ(traced([&] { EXPECT_EQ(sf_image_load(&a, f.c_str()), 0); }), fail_lines("image.cpp", "sf_image_load", "unknown file format"));
+  EXPECT_EQ(traced([&] { EXPECT_EQ(sf_image_load(&a, none.c_str()), 0); }), fail_lines("image.cpp", "sf_image_determinate_format", "fopen") + fail_lines("image.cpp", "sf_image_load", ""));
+  EXPECT_EQ(traced([&] { EXPECT_EQ(sf_image_store(&b, dir.path("x.gif").c_str()), 0); }), fail_lines("image.cpp", "sf_image_store", "unknown file format"));
   EXPECT_FALSE(std::ifstream(dir.path("x.gif")));
 }
 
@@ -133,7 +122,7 @@ TEST(ImageBmp, StoresTopDownFilesThatLoadBackUnchanged) {
   ASSERT_TRUE(sf_image_bmp_store(&dot, dir.path("d.bmp").c_str()) && sf_image_load(&dot_back, dir.path("d.bmp").c_str()));
   EXPECT_EQ(dot_back.bytes(), dot.bytes());  // the smallest picture, one pixel
   for (Surf* bad : {&grey, &empty}) {
-    EXPECT_EQ(traced([&] { return sf_image_bmp_store(bad, dir.path("b.bmp").c_str()); }), fail("image_bmp.cpp", "sf_image_bmp_store"));
+    EXPECT_EQ(traced([&] { EXPECT_EQ(sf_image_bmp_store(bad, dir.path("b.bmp").c_str()), 0); }), fail_lines("image_bmp.cpp", "sf_image_bmp_store", nullptr));
     EXPECT_FALSE(std::ifstream(dir.path("b.bmp")));
   }
 }
@@ -163,8 +152,8 @@ TEST(ImagePng, ReadsEveryEightBitColourType) {
 // Files either reader refuses: the exact trace, and whether the surface passed in was released (a
 // PNG refused before its surface is made leaves a live one untouched; one refused after is released).
 TEST(ImageFiles, RefusesBadFilesCleanly) {
-  const std::string exit = fail("image_bmp.cpp", "sf_image_bmp_read"), fread = fail("image_bmp.cpp", "sf_image_bmp_read", "fread");
-  const std::string depth = fail("image_png.cpp", "sf_image_png_read", "invalid bit depth"), jump = fail("image_png.cpp", "sf_image_png_read", "png_jmpbuf");
+  const std::string exit = fail_lines("image_bmp.cpp", "sf_image_bmp_read", nullptr), fread = fail_lines("image_bmp.cpp", "sf_image_bmp_read", "fread");
+  const std::string depth = fail_lines("image_png.cpp", "sf_image_png_read", "invalid bit depth"), jump = fail_lines("image_png.cpp", "sf_image_png_read", "png_jmpbuf");
   const Bytes bmp24 = make_bmp(2, 2, 24), bmp32 = make_bmp(2, 2, 32);
   auto with = [](Bytes b, std::initializer_list<std::pair<size_t, uint32_t>> fields) { for (auto [at, v] : fields) put32(b, at, v); return b; };
   // Random pixels: hardly compressible, so that half the file cuts the image data.
@@ -205,7 +194,7 @@ TEST(ImageFiles, RefusesBadFilesCleanly) {
     const bool png = c.file[0] == 0x89;
     Surf s;
     ASSERT_EQ((png && c.released) || sf_create(&s, 2, 2, 4), 1);
-    EXPECT_EQ(traced([&] { return png ? sf_image_png_read(&s, dir.path("f").c_str()) : sf_image_bmp_read(&s, dir.path("f").c_str()); }), c.trace);
+    EXPECT_EQ(traced([&] { EXPECT_EQ(png ? sf_image_png_read(&s, dir.path("f").c_str()) : sf_image_bmp_read(&s, dir.path("f").c_str()), 0); }), c.trace);
     EXPECT_EQ(!s.width && !s.height && !s.bytes_per_pixel && !s.pixels && !s.strip && !s.color && !s.clip && !s.clip_stack && !s.anchor_x && !s.anchor_y, c.released);
   }
   EXPECT_LT(qtest::peak_memory_kb() - peak_before, 256 * 1024);  // no buffer sized by what a file announces
@@ -229,7 +218,7 @@ TEST(ImagePng, StoresSurfacesThatReadBack) {
     EXPECT_TRUE(png_image_finish_read(&image, nullptr, read.data(), 0, nullptr) && read == s.bytes());
   }
   Surf empty;
-  EXPECT_EQ(traced([&] { return sf_image_png_store(&empty, dir.path("e.png").c_str()); }), fail("image_png.cpp", "sf_image_png_store"));
+  EXPECT_EQ(traced([&] { EXPECT_EQ(sf_image_png_store(&empty, dir.path("e.png").c_str()), 0); }), fail_lines("image_png.cpp", "sf_image_png_store", nullptr));
   EXPECT_FALSE(std::ifstream(dir.path("e.png")));
 }
 

@@ -4,15 +4,14 @@
 
 namespace {
 
-using bytes = std::vector<uint8_t>;
-using qtest::Surf;
+using qtest::Surf, qtest::Bytes;
 
 // The passes as defined: the lowest remaining level to 0, the highest to 255, until none is left
 // (of an odd count, the middle one goes to 0, as 7 levels of 8 show).
 TEST(Threshold, MatchesThePassesOnEveryPixelSize) {
   for (int bpp : {1, 3, 4, 5})
     for (int levels : {256, 8}) {
-      bytes want = qtest::noise(size_t(13) * 7 * bpp, levels + bpp, levels);
+      Bytes want = qtest::noise(size_t(13) * 7 * bpp, levels + bpp, levels);
       Surf s(13, 7, bpp, want);
       for (int c = 0; c < std::min(bpp, 3); ++c)
         for (int lo = 0, hi = 0; lo <= hi;) {
@@ -27,13 +26,13 @@ TEST(Threshold, MatchesThePassesOnEveryPixelSize) {
 }
 
 TEST(Grayscale, ModesRefusalsAndFailure) {
-  const bytes gray = {20, 20, 20, 99, 254, 254, 254, 7};
+  const Bytes gray = {20, 20, 20, 99, 254, 254, 254, 7};
   Surf a(2, 1, 4, {10, 20, 31, 99, 255, 255, 254, 7}), b(2, 1, 4, {10, 20, 31, 99, 3, 0, 0, 0});
   EXPECT_TRUE(sf_grayscale(&a, 0) == 1 && a.bytes() == gray);
   b.color = 0xFF123456;
   ASSERT_TRUE(sf_strip(&b) == 1 && sf_grayscale(&b, 1) == 1);
   EXPECT_EQ(std::make_tuple(b.bytes_per_pixel, b.width, b.height, b.color, b.strip), std::make_tuple(1, 2, 1, 0u, nullptr));
-  EXPECT_EQ(b.bytes(), (bytes{20, 1}));
+  EXPECT_EQ(b.bytes(), (Bytes{20, 1}));
   // Refused without a change and without a word: a 1-byte surface, unknown modes, a pushed clip.
   sf_rect r{0, 0, 1, 1};
   ASSERT_EQ(sf_push(&a, &r), 1);
@@ -46,7 +45,7 @@ TEST(Grayscale, ModesRefusalsAndFailure) {
 }
 
 TEST(PointFilters, NegativeAdjustAndSmooth) {
-  bytes in(87 * 3), want(in.size());  // every level; not a whole number of 16-byte chunks
+  Bytes in(87 * 3), want(in.size());  // every level; not a whole number of 16-byte chunks
   for (size_t i = 0; i < in.size(); ++i) in[i] = uint8_t(i), want[i] = uint8_t(~i);
   Surf n(87, 1, 3, in), id(87, 1, 3, in);
   EXPECT_TRUE(sf_negative(&n) == 1 && n.bytes() == want);
@@ -56,7 +55,7 @@ TEST(PointFilters, NegativeAdjustAndSmooth) {
   };
   for (const auto& c : cases) {
     Surf a(1, 1, 4, {c.in, c.in, c.in, c.in});
-    EXPECT_TRUE(sf_adjust(&a, c.gamma, c.gain, c.offset) == 1 && a.bytes() == (bytes{c.out, c.out, c.out, c.in}))
+    EXPECT_TRUE(sf_adjust(&a, c.gamma, c.gain, c.offset) == 1 && a.bytes() == (Bytes{c.out, c.out, c.out, c.in}))
         << c.gamma << " " << c.gain << " " << c.offset << ": " << int(a.pixels[0]);
   }
   sf_adjust(&id, 1, 1, 0);  // rounding r to a float keeps every level

@@ -11,9 +11,8 @@
 
 namespace {
 
-using quelt::cpu_level, qtest::Surf;
+using quelt::cpu_level, qtest::Surf, qtest::Bytes;
 using ops = quelt::blend_ops;
-using Bytes = std::vector<uint8_t>;
 
 // Noise; the extremes 0 and 255 among noise; short strokes on empty runs, some longer than 256
 // pixels (like glyphs and rings); flat stretches, which a filter gives back exactly, rounding shown.

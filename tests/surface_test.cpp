@@ -7,8 +7,7 @@ static bool operator==(const sf_rect& a, const sf_rect& b) { return std::memcmp(
 
 namespace {
 
-using Words = std::vector<uint32_t>;
-using qtest::Surf, qtest::fail_lines;
+using qtest::Surf, qtest::Words, qtest::fail_lines;
 
 // Every traced refusal of the surface calls: the call, the allocation made to fail, the trace;
 // a refused call leaves the record zeroed (a surface) or as it was (a clip stack).

@@ -3,8 +3,7 @@
 
 namespace {
 
-using qtest::fail_lines, qtest::noise, qtest::Surf;
-using Bytes = std::vector<uint8_t>;
+using qtest::fail_lines, qtest::noise, qtest::Surf, qtest::Bytes;
 const std::string kCreate = fail_lines("surface.cpp", "sf_create", "malloc");
 const sf_surface kDetached{4, 4, 4, nullptr, nullptr, 0, nullptr, nullptr, 0, 0};  // a size, no buffer
 float weight(const Surf& s, int i) { return reinterpret_cast<const float*>(s.pixels)[i]; }

@@ -8,16 +8,13 @@
 #ifndef _WIN32
 #include <fcntl.h>
 
-#include <filesystem>
-
 // Xlib keeps a few process-wide blocks (locale and input-method tables) for good.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"; }
 #endif
 
 namespace {
 
-using qtest::fail_lines;
-using qtest::traced;
+using qtest::fail_lines, qtest::traced;
 
 #ifdef _WIN32  // Win32 adds bits of its own to the style words (clip siblings, window edge)
 constexpr bool kWin32 = true;
@@ -118,7 +115,6 @@ TEST(Records, PixmapAndLayoutCreateReleaseAndFailures) {
   ASSERT_EQ(sf_strip(&p.surface), 1);  // a skip table goes with the surface; the bitmap is not freed
   ctl_pixmap_release(&p), ctl_pixmap_release(&p);  // a second release does nothing
   EXPECT_EQ(std::memcmp(&p, &zero, sizeof p), 0);
-  ctl_button_draw();
   // Each failure leaves a record that can be released (it does nothing) and takes a new pixmap.
   struct { long fail_after; int32_t width, height; const char* what; } const cases[] = {
       {-1, 0, 4, "CreateDIBSection"}, {-1, 65536, 65536, "CreateDIBSection"},  // sizes no bitmap can have

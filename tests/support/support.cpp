@@ -164,16 +164,14 @@ std::string Stdout::text() {
   return text_;
 }
 
-std::string trace_shape(const std::string& out) { return std::regex_replace(out, std::regex(R"(:[0-9]+:\t)"), ":N:\t"); }
-
 std::string traced(const std::function<void()>& f, long fail) {
   Stdout out;
   fail_after(fail), f(), fail_after(-1);
-  return trace_shape(out.text());
+  return std::regex_replace(out.text(), std::regex(R"(:[0-9]+:\t)"), ":N:\t");
 }
 
-std::string fail_lines(const std::string& file, const std::string& fn, const std::string& what) {
-  return file + ":N:\t\t" + fn + ": " + what + "\n" + file + ":N:\t" + fn + ".\n";
+std::string fail_lines(const std::string& file, const std::string& fn, const char* what) {
+  return (what ? file + ":N:\t\t" + fn + ": " + what + "\n" : "") + file + ":N:\t" + fn + ".\n";
 }
 
 std::string slurp(const std::string& path) { return {std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {}}; }

@@ -20,6 +20,9 @@
 
 namespace qtest {
 
+using Bytes = std::vector<uint8_t>;
+using Words = std::vector<uint32_t>;
+
 // The next `n` allocations (malloc, calloc, realloc, from anywhere in the process) succeed and
 // the one after fails; then allocation works again. fail_after(-1) disarms.
 void fail_after(long n);
@@ -38,12 +41,12 @@ struct Stdout {
   std::string text_;
 };
 
-// The trace with line numbers replaced by N: "vector.cpp:N:\t\tvect_size: malloc\n...".
-std::string trace_shape(const std::string& out);
-// The trace, so shaped, that `f` prints while the allocation after the next `fail` ones fails (-1: none).
+// The trace that `f` prints while the allocation after the next `fail` ones fails (-1: none), its
+// line numbers replaced by N: "vector.cpp:N:\t\tvect_size: malloc\n...".
 std::string traced(const std::function<void()>& f, long fail = -1);
-// The two trace lines of a failure in `fn` of `file`: what failed, then the way out.
-std::string fail_lines(const std::string& file, const std::string& fn, const std::string& what = "");
+// The two trace lines of a failure in `fn` of `file`: what failed, then the way out (only that
+// when `what` is null).
+std::string fail_lines(const std::string& file, const std::string& fn, const char* what = "");
 
 // A file's bytes, and a file made of bytes.
 std::string slurp(const std::string& path);
