@@ -1,15 +1,12 @@
-// The X11 platform layer on its own (built into this test): the screen's resolution, stale
-// handles, DIB sections, keys, the messages of creation and sizing, layered updates.
-#include <gtest/gtest.h>
+// The X11 platform layer on its own (built into this test): the screen's resolution, stale handles,
+// DIB sections, keys, the messages of creation and sizing, plain (also at 16 bits) and layered updates.
+#include "support.h"  // before Xlib, whose macros break GoogleTest
 
 #include <quelt/platform/win32.h>
 #include <quelt/platform/x11/x11_p.h>
 
-#include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <filesystem>
-#include <tuple>
 
 extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"; }
 
@@ -130,28 +127,40 @@ TEST_F(Windows, MessagesOfCreationSizingAndDestruction) {
   limit_size = true;  // the limits that WM_GETMINMAXINFO returns bound the size
   RECT r{};
   EXPECT_TRUE(MoveWindow(hwnd, 0, 0, 1000, 10, TRUE) && GetClientRect(hwnd, &r) && r.right == 300 && r.bottom == 40);
+  const Wnd framed{.frame_left = 1, .frame_top = 2, .frame_right = 3, .frame_bottom = 4};
+  MINMAXINFO info;  // by default a window maximises to the whole screen, its frame outside it
+  default_minmax(&framed, &info);
+  EXPECT_EQ(std::tuple(info.ptMaxSize.x - GetSystemMetrics(SM_CXSCREEN), info.ptMaxSize.y - GetSystemMetrics(SM_CYSCREEN), info.ptMaxPosition.y), std::tuple(4, 6, -2));
   EXPECT_EQ(messages([&] { return DestroyWindow(hwnd); }), (Seen{WM_DESTROY, WM_NCDESTROY}));
   EXPECT_FALSE(IsWindow(hwnd) || DestroyWindow(hwnd));  // a dead handle is harmless
 }
 
-TEST_F(Windows, LayeredUpdateModes) {
+// A plain window shows a DIB section's pixels as they are on a 24-bit server; a 16-bit one (the
+// suite's second run) keeps the top 5, 6 and 5 bits of red, green and blue. Then the layered modes.
+TEST_F(Windows, PlainAndLayeredUpdates) {
   HWND plain = make_window(0), hwnd = make_window(WS_EX_LAYERED);
-  ASSERT_NE(hwnd, nullptr);
-  ShowWindow(hwnd, SW_SHOW);
-  Wnd* w = wnd_get(hwnd);
-  ASSERT_NE(w, nullptr);
-  MSG m;
-  for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
-       !native(w)->mapped && std::chrono::steady_clock::now() < end;)
+  ASSERT_TRUE(plain && hwnd && MoveWindow(plain, 0, 0, 2, 2, TRUE));
+  Wnd *p = wnd_get(plain), *w = wnd_get(hwnd);
+  ShowWindow(plain, SW_SHOW), ShowWindow(hwnd, SW_SHOW);
+  MSG m;  // the messages run until the server has mapped both
+  for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3); !(native(p)->mapped && native(w)->mapped) && std::chrono::steady_clock::now() < end;)
     PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE);
-  ASSERT_TRUE(native(w)->mapped);
+  ASSERT_TRUE(native(p)->mapped && native(w)->mapped);
   Bitmap refused{};  // more shared memory than the system gives: refused, and later bitmaps still share
   EXPECT_TRUE(!new_shared_bits(&refused, SIZE_MAX) && conn.shm);
-  if (native(w)->depth != 32) GTEST_SKIP() << "no 32-bit visual";
-  HDC source = CreateCompatibleDC(nullptr);  // a memory DC with a 2 × 1 bitmap
-  HBITMAP bitmap = dib(2, -1);
+  uint32_t* bits = nullptr;
+  HDC source = CreateCompatibleDC(nullptr), dc = GetDC(plain);  // a memory DC with a 3 × 2 bitmap
+  HBITMAP bitmap = dib(3, -2, 32, reinterpret_cast<void**>(&bits));
   SelectObject(source, bitmap);
-  POINT at{0, 0}, outside{1, 0};
+  std::ranges::copy(std::vector<uint32_t>{0, 0xFF8040, 0x081020, 0, 0x07030F, 0x102030}, bits);
+  ASSERT_TRUE(BitBlt(dc, 0, 0, 2, 2, source, 1, 0, SRCCOPY));  // the source's right two columns
+  XImage* image = XGetImage(conn.display, native(p)->xwin, 0, 0, 2, 2, AllPlanes, ZPixmap);
+  ASSERT_TRUE(image);
+  const unsigned long want[2][4] = {{0xFF8040, 0x081020, 0x07030F, 0x102030}, {0xFC08, 0x0884, 0x0001, 0x1106}};
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(XGetPixel(image, i % 2, i / 2), want[image->depth == 16][i]) << i;
+  XDestroyImage(image), ReleaseDC(plain, dc);
+  if (native(w)->depth != 32) GTEST_SKIP() << "no 32-bit visual";
+  POINT at{0, 0}, outside{2, 0};
   SIZE size{2, 1};
   BLENDFUNCTION blend{AC_SRC_OVER, 0, 255, AC_SRC_ALPHA};
   EXPECT_FALSE(UpdateLayeredWindow(plain, nullptr, &at, &size, source, &at, 0, &blend, ULW_ALPHA));

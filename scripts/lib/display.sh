@@ -12,12 +12,12 @@ stop_displays() {
   QUELT_DISPLAY_PIDS=()
 }
 
-# Starts an Xvfb and sets QUELT_NEW_DISPLAY to its display (":N") once it accepts clients;
-# fails after 10 s.
-new_xvfb() {
+# Starts an Xvfb (of 24-bit colour unless a depth is given) and sets QUELT_NEW_DISPLAY to its
+# display (":N") once it accepts clients; fails after 10 s.
+new_xvfb() {  # [depth]
   local number_file number="" i
   number_file=$(mktemp)
-  Xvfb -displayfd 3 -screen 0 1920x1080x24 -nolisten tcp -noreset 3> "$number_file" \
+  Xvfb -displayfd 3 -screen 0 "1920x1080x${1:-24}" -nolisten tcp -noreset 3> "$number_file" \
     > /dev/null 2>&1 &
   QUELT_DISPLAY_PIDS+=($!)
   # Xvfb writes the number, with a line end, when it is ready.
