@@ -110,9 +110,8 @@ HWND make_window(DWORD ex_style) {
 
 struct Windows : ::testing::Test {
   void SetUp() override {
-    Display* d = XOpenDisplay(nullptr);
-    if (!d) GTEST_SKIP() << "no X display";
-    XCloseDisplay(d), seen.clear(), limit_size = false;
+    if (Display* d = XOpenDisplay(nullptr)) XCloseDisplay(d), seen.clear(), limit_size = false;
+    else GTEST_SKIP() << "no X display";
   }
 };
 
@@ -131,6 +130,12 @@ TEST_F(Windows, MessagesOfCreationSizingAndDestruction) {
   MINMAXINFO info;  // by default a window maximises to the whole screen, its frame outside it
   default_minmax(&framed, &info);
   EXPECT_EQ(std::tuple(info.ptMaxSize.x - GetSystemMetrics(SM_CXSCREEN), info.ptMaxSize.y - GetSystemMetrics(SM_CYSCREEN), info.ptMaxPosition.y), std::tuple(4, 6, -2));
+  if (!window_manager_running()) {  // a window manager announces itself on the root window: the test plays one
+    XChangeProperty(conn.display, conn.root, conn.atom[kNetSupportingWmCheck], XInternAtom(conn.display, "WINDOW", False), 32, PropModeReplace, reinterpret_cast<unsigned char*>(&conn.root), 1);
+    const bool announced = window_manager_running();
+    XDeleteProperty(conn.display, conn.root, conn.atom[kNetSupportingWmCheck]);
+    EXPECT_TRUE(announced && !window_manager_running());
+  }
   EXPECT_EQ(messages([&] { return DestroyWindow(hwnd); }), (Seen{WM_DESTROY, WM_NCDESTROY}));
   EXPECT_FALSE(IsWindow(hwnd) || DestroyWindow(hwnd));  // a dead handle is harmless
 }

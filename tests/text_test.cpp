@@ -29,8 +29,7 @@ struct Face {
 struct Target : qtest::Surf {
   Target(int32_t w, int32_t h, int32_t bpp = 4) : Surf(w, h, bpp) { color = 0xFF203040u, sf_fill(this, nullptr), color = 0xFFF0E080u; }
 };
-using qtest::fail_lines, qtest::traced;
-const uint16_t* units(const std::u16string& s) { return reinterpret_cast<const uint16_t*>(s.c_str()); }
+using qtest::fail_lines, qtest::traced, qtest::utf16;
 
 // FreeType's kerning of a pair in whole pixels, asked of a face directly.
 int kerning(FT_Face f, uint16_t a, uint16_t b) { FT_Vector d{}; return FT_Get_Kerning(f, FT_Get_Char_Index(f, a), FT_Get_Char_Index(f, b), FT_KERNING_DEFAULT, &d), int(d.x / 64); }
@@ -98,7 +97,7 @@ TEST(Face, RefusalsAreTraced) {
   // Not even "?" loads from the 2-bit font: nothing is measured or drawn, and the anchors stay.
   Target t(8, 8);
   t.anchor_x = 0.5f, gray->spacing = 4;
-  traced([&] { EXPECT_EQ(sf_face_glyph(gray, &t, 'A', 0, 0) + sf_face_width(gray, units(u"AA"), 0), -4); });
+  traced([&] { EXPECT_EQ(sf_face_glyph(gray, &t, 'A', 0, 0) + sf_face_width(gray, utf16(u"AA"), 0), -4); });
   EXPECT_TRUE(t.anchor_x == 0.5f && !gray->glyphs['A']);
   sf_face_release(&gray);
   // A fuzzed font's "?" and missing glyph, thousands of pixels tall, are refused before rendering.
@@ -107,7 +106,7 @@ TEST(Face, RefusalsAreTraced) {
     Target drawn(32, 32), before(32, 32);
     huge.f->lcd = lcd;
     EXPECT_EQ(traced([&] { EXPECT_EQ(sf_face_check(huge.f, '?') + sf_face_check(huge.f, 0x4E00), 0); }), "");
-    sf_face_string(huge.f, &drawn, units(u"??"), 0, 0, 0);
+    sf_face_string(huge.f, &drawn, utf16(u"??"), 0, 0, 0);
     EXPECT_TRUE(!huge['?'] && drawn.bytes() == before.bytes() && sf_face_check(huge.f, 'A') && huge['A']->surface.height < 256);
   }
 }
@@ -199,26 +198,26 @@ TEST(Strings, Width) {
     int expected = -spacing;
     for (size_t i = 0; i < text.size(); ++i)
       expected += sf_face_width_glyph(face.f, text[i]) + spacing + (i ? kerning(face.f->ft_face, text[i - 1], text[i]) : 0);
-    EXPECT_EQ(sf_face_width(face.f, units(text), 0), expected) << spacing << " at " << pixels;
+    EXPECT_EQ(sf_face_width(face.f, utf16(text), 0), expected) << spacing << " at " << pixels;
   }
   // Codes beyond the table draw as "?"; the halves of a surrogate pair are two characters.
   Target emoji(32, 32), question(32, 32);
   EXPECT_EQ(sf_face_width_glyph(face.f, 0x1F600), 0);
   EXPECT_TRUE(sf_face_glyph(face.f, &emoji, 0x1F600, 4, 4) + sf_face_glyph(face.f, &question, '?', 4, 4) == 2 && emoji.bytes() == question.bytes());
   const std::u16string pair = u"\U0001F600";
-  EXPECT_EQ(sf_face_width(face.f, units(pair), 0), sf_face_width_glyph(face.f, pair[0]) + sf_face_width_glyph(face.f, pair[1]));
+  EXPECT_EQ(sf_face_width(face.f, utf16(pair), 0), sf_face_width_glyph(face.f, pair[0]) + sf_face_width_glyph(face.f, pair[1]));
   sub.f->lcd = 1;  // sub-pixel glyphs carry an extra column: "W" measures by its bitmap
   EXPECT_TRUE(sf_face_check(sub.f, 'W') && sub['W']->surface.width > sub['W']->advance_x && sf_face_width_glyph(sub.f, 'W') == sub['W']->surface.width);
   for (int32_t spacing : {INT32_MAX, INT32_MIN}) {  // sums stop at the ends of the range
     Target t(16, 16);
     face.f->spacing = spacing;
-    EXPECT_EQ(sf_face_width(face.f, units(text), 0), spacing);
-    sf_face_string(face.f, &t, units(text), 0, 0, 0);
+    EXPECT_EQ(sf_face_width(face.f, utf16(text), 0), spacing);
+    sf_face_string(face.f, &t, utf16(text), 0, 0, 0);
   }
   const int advance = sf_face_width_glyph(mono.f, 'a');
   mono.f->spacing = 3;
   const struct { const uint16_t* text; int32_t length, glyphs; } cases[] = {
-      {units(abc), 0, 3}, {units(abc), 2, 2}, {units(abc), 5, 3}, {units(abc), -1, 0}, {units(empty), 0, 0}, {nullptr, 3, 0}};
+      {utf16(abc), 0, 3}, {utf16(abc), 2, 2}, {utf16(abc), 5, 3}, {utf16(abc), -1, 0}, {utf16(empty), 0, 0}, {nullptr, 3, 0}};
   for (const auto& c : cases) {
     Target drawn(64, 32), composed(64, 32);
     EXPECT_EQ(sf_face_width(mono.f, c.text, c.length), c.glyphs * (advance + 3) - 3) << c.length;
@@ -238,31 +237,31 @@ TEST(Strings, DrawnAsTheirGlyphsAlongThePen) {
       Face face(sans, 12);
       face.f->lcd = lcd, face.f->spacing = spacing;
       Target cold(width, 24), composed(width, 24), warm(width, 24);
-      sf_face_string(face.f, &cold, units(s), 0, x, 2);
+      sf_face_string(face.f, &cold, utf16(s), 0, x, 2);
       compose(face, true, &composed, s, x, 2);
-      sf_face_string(face.f, &warm, units(s), 0, x, 2);  // every glyph cached now
+      sf_face_string(face.f, &warm, utf16(s), 0, x, 2);  // every glyph cached now
       EXPECT_TRUE(cold.bytes() == composed.bytes() && warm.bytes() == composed.bytes()) << lcd << " " << s.size();
     }
     Face face(sans, 12);
     face.f->lcd = lcd, face.f->spacing = 1;
     Target anchored(200, 40), placed(200, 40);
     anchored.anchor_x = 0.5f, anchored.anchor_y = 1.0f;
-    sf_face_string(face.f, &anchored, units(text), 0, 100, 30);
-    sf_face_string(face.f, &placed, units(text), 0, 100 - sf_face_width(face.f, units(text), 0) / 2, 30 - sf_face_height(face.f));
+    sf_face_string(face.f, &anchored, utf16(text), 0, 100, 30);
+    sf_face_string(face.f, &placed, utf16(text), 0, 100 - sf_face_width(face.f, utf16(text), 0) / 2, 30 - sf_face_height(face.f));
     EXPECT_TRUE(anchored.bytes() == placed.bytes() && anchored.anchor_x == 0 && anchored.anchor_y == 0);
     anchored.anchor_x = 1.0f;
-    sf_face_string(face.f, &anchored, units(u""), 0, 0, 0);
+    sf_face_string(face.f, &anchored, utf16(u""), 0, 0, 0);
     EXPECT_TRUE(anchored.anchor_x == 0.0f && anchored.bytes() == placed.bytes());
     Target clipped(120, 30), full(120, 30), gray(40, 40, 1);
     sf_rect clip{20, 5, 70, 25};
     clipped.clip = &clip;
-    sf_face_string(face.f, &clipped, units(u"Hello, world"), 0, 2, 2);
-    sf_face_string(face.f, &full, units(u"Hello, world"), 0, 2, 2);
+    sf_face_string(face.f, &clipped, utf16(u"Hello, world"), 0, 2, 2);
+    sf_face_string(face.f, &full, utf16(u"Hello, world"), 0, 2, 2);
     std::vector<uint32_t> want = full.words();  // the clip's part of the full drawing on the background
     for (int i = 0; i < 120 * 30; ++i) want[size_t(i)] = i % 120 >= clip.left && i % 120 < clip.right && i / 120 >= clip.top && i / 120 < clip.bottom ? want[size_t(i)] : 0xFF203040u;
     EXPECT_EQ(clipped.words(), want) << lcd;
     EXPECT_EQ(sf_face_glyph(face.f, &gray, 'A', 5, 5), 0);
-    sf_face_string(face.f, &gray, units(u"AAA"), 0, 5, 5);
+    sf_face_string(face.f, &gray, utf16(u"AAA"), 0, 5, 5);
     EXPECT_EQ(gray.bytes(), std::vector<uint8_t>(40 * 40, 0));
   }
 }

@@ -14,7 +14,7 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:libX11.so\n"
 
 namespace {
 
-using qtest::fail_lines, qtest::traced;
+using qtest::fail_lines, qtest::traced, qtest::utf16;
 
 #ifdef _WIN32  // Win32 adds bits of its own to the style words (clip siblings, window edge)
 constexpr bool kWin32 = true;
@@ -27,7 +27,6 @@ uint32_t style(ctl_window_rec* w, int32_t which = GWL_STYLE) {
   return static_cast<uint32_t>(ctl_window_style_get(w, which)) & kStyleBits[which == GWL_EXSTYLE];
 }
 
-const uint16_t* text16(const char16_t* s) { return reinterpret_cast<const uint16_t*>(s); }
 quelt_lparam pack(int x, int y) { return quelt_lparam(uint32_t(uint16_t(x)) | uint32_t(uint16_t(y)) << 16); }
 
 // What the callbacks saw: "key CODE VK", "mouse ACTION BUTTON X Y", "event CODE"; the messages.
@@ -58,7 +57,7 @@ struct TestWindow {
 
   TestWindow(int width, int height, int at_x = 100, int at_y = 80) {
     events.clear(), messages.clear(), on_event_hook = nullptr;
-    s = ctl_window(&w, text16(u"quelt test window"), width, height);
+    s = ctl_window(&w, utf16(u"quelt test window"), width, height);
     if (!s) return;
     ctl_window_movc(w, width, height, at_x, at_y);
     w->onkey = [](ctl_window_rec*, int32_t code, uint32_t key) { return note("key %ld %lx", code, key); };
@@ -229,7 +228,7 @@ TEST_F(Windows, SizesRemakeThePixmapAndStylesChangeTheFrame) {
   EXPECT_EQ(style(t.w), uint32_t{WS_CAPTION});
   ASSERT_TRUE(t.show());  // the visible state shows in the style word
   EXPECT_EQ(style(t.w), WS_VISIBLE | WS_CAPTION);
-  ctl_window_caption(t.w, text16(u"caption \u00e9"));  // (a compositor's caption is on a shown window)
+  ctl_window_caption(t.w, utf16(u"caption \u00e9"));  // (a compositor's caption is on a shown window)
   EXPECT_TRUE(!host::reads_captions() ||
               host::pump_until([&] { return host::caption(t.w) == "caption \xc3\xa9" || host::caption(t.w) == "caption \xe9"; }));
 #ifndef _WIN32  // (a 64-bit Windows makes a section of 4 GiB)
@@ -417,7 +416,7 @@ TEST_F(Input, MouseButtonsWheelAndCapture) {
   host::move(t.w, 5, 5);
   ASSERT_TRUE(click(1, true, "mouse 2 6 5 5"));
   ctl_window_rec* other = nullptr;
-  ASSERT_NE(ctl_window(&other, text16(u"other"), 20, 20), nullptr);
+  ASSERT_NE(ctl_window(&other, utf16(u"other"), 20, 20), nullptr);
   ctl_window_release(&other);
   ASSERT_TRUE(to(-20, -30));
   ASSERT_TRUE(click(1, false, "mouse 1 6 -20 -30"));
@@ -566,7 +565,7 @@ TEST_F(Windows, OwnFrameOnWaylandDrawsAndAnswersThePointer) {
   host::KeepServer keep;  // no button held when the test ends, however it ends
   {
     TestWindow t(200, 100);
-    ctl_window_caption(t.w, text16(u"Frame"));
+    ctl_window_caption(t.w, utf16(u"Frame"));
     ASSERT_TRUE(t.show());
     fill(t.s, 0xFF00FF00), ctl_window_update(t.w);
     EXPECT_EQ(host::shown_differs(t.w, 200, 100, [](int, int) { return 0x00FF00u; }), "");

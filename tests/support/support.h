@@ -48,7 +48,8 @@ std::string traced(const std::function<void()>& f, long fail = -1);
 // when `what` is null).
 std::string fail_lines(const std::string& file, const std::string& fn, const char* what = "");
 
-// A file's bytes, and a file made of bytes.
+// A UTF-16 text as the library's calls take it; and a file's bytes, and a file made of bytes.
+inline const uint16_t* utf16(const std::u16string& s) { return reinterpret_cast<const uint16_t*>(s.c_str()); }
 std::string slurp(const std::string& path);
 void spill(const std::string& path, const std::string& bytes);
 
