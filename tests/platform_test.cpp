@@ -95,6 +95,7 @@ bool limit_size = false;
 
 LRESULT CALLBACK recording_proc(HWND hwnd, UINT message, WPARAM wparam, LPARAM lparam) {
   seen.push_back(message);
+  if (message == WM_DESTROY) EXPECT_FALSE(DestroyWindow(hwnd));  // not again while it goes
   if (message != WM_GETMINMAXINFO || !limit_size) return DefWindowProcW(hwnd, message, wparam, lparam);
   auto* info = reinterpret_cast<MINMAXINFO*>(lparam);
   return info->ptMinTrackSize = POINT{50, 40}, info->ptMaxTrackSize = POINT{300, 200}, 0;
@@ -105,7 +106,7 @@ HWND make_window(DWORD ex_style) {
   static const WNDCLASSW wc{.lpfnWndProc = recording_proc, .lpszClassName = name};
   static const bool registered = RegisterClassW(&wc) && !RegisterClassW(&wc);  // a second class of the name is refused
   EXPECT_TRUE(registered);
-  return CreateWindowExW(ex_style, name, nullptr, WS_OVERLAPPEDWINDOW, 10, 20, 0, 0, nullptr, nullptr, nullptr, nullptr);
+  return CreateWindowExW(ex_style, name, nullptr, WS_OVERLAPPEDWINDOW, 10, 20, 8, 8, nullptr, nullptr, nullptr, nullptr);
 }
 
 struct Windows : ::testing::Test {
@@ -130,6 +131,12 @@ TEST_F(Windows, MessagesOfCreationSizingAndDestruction) {
   MINMAXINFO info;  // by default a window maximises to the whole screen, its frame outside it
   default_minmax(&framed, &info);
   EXPECT_EQ(std::tuple(info.ptMaxSize.x - GetSystemMetrics(SM_CXSCREEN), info.ptMaxSize.y - GetSystemMetrics(SM_CYSCREEN), info.ptMaxPosition.y), std::tuple(4, 6, -2));
+  HWND other = make_window(0);  // unread moves merge into the newest of their own window only
+  for (auto [h, at] : {std::pair{hwnd, 1}, {hwnd, 2}, {other, 3}}) queue_motion(MSG{h, WM_MOUSEMOVE, 0, at});
+  std::vector<std::pair<HWND, LPARAM>> moves;
+  for (MSG m; PeekMessageW(&m, nullptr, 0, 0, PM_REMOVE);) if (m.message == WM_MOUSEMOVE) moves.emplace_back(m.hwnd, m.lParam);
+  EXPECT_EQ(moves, (std::vector<std::pair<HWND, LPARAM>>{{hwnd, 2}, {other, 3}}));
+  DestroyWindow(other);
   if (!window_manager_running()) {  // a window manager announces itself on the root window: the test plays one
     XChangeProperty(conn.display, conn.root, conn.atom[kNetSupportingWmCheck], XInternAtom(conn.display, "WINDOW", False), 32, PropModeReplace, reinterpret_cast<unsigned char*>(&conn.root), 1);
     const bool announced = window_manager_running();

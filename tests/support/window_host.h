@@ -71,19 +71,10 @@ inline void settle(ctl_window_rec*) { ctl_do_events(); }
 inline bool exists(quelt_hwnd h) { return IsWindow(h); }
 inline bool shown_ready(ctl_window_rec* w) { return IsWindowVisible(w->hwnd); }
 using Rect = RECT;
-inline Rect outer(ctl_window_rec* w) {
-  Rect r{};
-  return GetWindowRect(w->hwnd, &r), r;
-}
-inline Rect client(ctl_window_rec* w) {
-  Rect r{};
-  return GetClientRect(w->hwnd, &r), MapWindowPoints(w->hwnd, nullptr, reinterpret_cast<POINT*>(&r), 2), r;
-}
+inline Rect outer(ctl_window_rec* w) { Rect r{}; return GetWindowRect(w->hwnd, &r), r; }
+inline Rect client(ctl_window_rec* w) { Rect r{}; return GetClientRect(w->hwnd, &r), MapWindowPoints(w->hwnd, nullptr, reinterpret_cast<POINT*>(&r), 2), r; }
 inline Rect screen() { return {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)}; }
-inline std::string caption(ctl_window_rec* w) {
-  char text[64] = "";
-  return GetWindowTextA(w->hwnd, text, sizeof text), text;
-}
+inline std::string caption(ctl_window_rec* w) { char text[64] = ""; return GetWindowTextA(w->hwnd, text, sizeof text), text; }
 // The client area as the window's device context has it, 0xRRGGBB.
 inline std::vector<uint32_t> pixels(ctl_window_rec* w, int width, int height) {
   std::vector<uint32_t> out;
