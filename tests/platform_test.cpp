@@ -77,8 +77,7 @@ TEST(Keys, VirtualKeysByNameAndByPlace) {
                                   {"\xED\xA0\x80", 4, u"\uFFFD\uFFFD\uFFFD"}, {"\xED\x9F\xBF", 4, u"\uD7FF"},
                                   {"\xF4\x90\x80\x80", 4, u"\uFFFD\uFFFD\uFFFD\uFFFD"}, {"\xF4\x8F\xBF\xBF", 2, u"\U0010FFFF"}}) {
     uint16_t out[4];
-    const int n = utf8_to_utf16(text.data(), int(text.size()), out, room);
-    EXPECT_EQ(std::u16string(out, out + n), want) << text;
+    EXPECT_EQ(std::u16string(out, out + utf8_to_utf16(text.data(), int(text.size()), out, room)), want) << text;
   }
   // And back: a code point at each edge of the UTF-8 lengths takes its length and returns.
   for (auto [text, length] : {std::pair<std::u16string, size_t>{u"\u007F", 1}, {u"\u0080", 2}, {u"\u07FF", 2}, {u"\u0800", 3},

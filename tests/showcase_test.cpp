@@ -130,8 +130,7 @@ struct ShowcaseOnWindows : Showcase {
 // blur, shadows) may round otherwise on mingw-w64: by at most 2 in at most 2% of a region. The
 // translucent window is premultiplied with alpha on X11, opaque on Windows: the same within 1.
 TEST_F(ShowcaseOnWindows, SameScreenshot) {
-  shoot("plain", {"--size", "1000x640"});
-  if (HasFatalFailure()) return;
+  ASSERT_NO_FATAL_FAILURE(shoot("plain", {"--size", "1000x640"}));
   ASSERT_EQ(std::pair(a->width, a->height), std::pair(1000, 640));
   showcase_layout_for(&l, 1000, 640, 96);
   // A pixel's region is the first that holds it: cube view, pictures, panels (exact), the rest.
@@ -150,8 +149,7 @@ TEST_F(ShowcaseOnWindows, SameScreenshot) {
     EXPECT_TRUE(g.exact ? g.differ == 0 : g.worst <= 2 && g.differ * 50 <= g.pixels)
         << "region " << i << ": " << g.differ << " of " << g.pixels << " pixels differ, by at most " << g.worst;
   }
-  shoot("layered", {"--layered"});
-  if (HasFatalFailure()) return;
+  ASSERT_NO_FATAL_FAILURE(shoot("layered", {"--layered"}));
   EXPECT_EQ(std::pair(a->width, a->height), std::pair(460, 460));
   int worst = 0, translucent = 0;
   long opaque = 0;

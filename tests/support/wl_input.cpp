@@ -1,9 +1,9 @@
 // Input for the window suite on a wlroots compositor: a virtual pointer and a virtual keyboard
 // (with the default xkb keymap), and an input method, driven by one command per line on standard
-// input; each command is answered "ok" once the compositor has handled it (a roundtrip):
-// "move X Y W H" (the pointer to X, Y of a layout W x H), "button CODE 0|1" (evdev code, 1 pressed),
-// "wheel AXIS N" (N notches, axis 0 vertical), "key KEYSYM 0|1" (the key that types it unshifted),
-// "text UTF-8" (committed by the input method), "reset" (keys and buttons up, pointer top left).
+// input; each command is answered "ok" once the compositor has handled it (a roundtrip): "move X Y W H"
+// (the pointer to X, Y of a layout W x H), "button CODE 0|1" (evdev code, 1 pressed), "wheel AXIS N" (N
+// notches, axis 0 vertical), "key KEYSYM 0|1" (the key that types it unshifted), "text UTF-8" (committed
+// by the input method), "reset" (keys and buttons up, pointer top left, the keyboard plugged in anew).
 #include <wayland-client.h>
 #include <xkbcommon/xkbcommon.h>
 
@@ -135,6 +135,8 @@ int main() {
       buttons.clear();
       // The pointer rests in the screen's corner, away from the windows that tests make.
       zwlr_virtual_pointer_v1_motion_absolute(pointer, now(), 0, 0, 1, 1);
+      zwp_virtual_keyboard_v1_destroy(keyboard), xkb_state_unref(state), wl_display_roundtrip(display);
+      if (!send_keymap(keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(keyboards, seat))) return end("no keymap");
     }
     zwlr_virtual_pointer_v1_frame(pointer);  // the pointer's events so far as one
     if (wl_display_roundtrip(display) < 0) return end("the compositor went away");
