@@ -33,11 +33,11 @@ inline Display* x() {
 
 namespace host {
 
-// Runs the loop until `done` holds or `ms` pass.
-inline bool pump_until(const std::function<bool()>& done, int ms = 3000) {
+// Runs the loop (unless told not to) until `done` holds or `ms` pass.
+inline bool pump_until(const std::function<bool()>& done, int ms = 3000, bool loop = true) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
   while (std::chrono::steady_clock::now() < end) {
-    ctl_do_events();
+    if (loop) ctl_do_events();
     if (done()) return true;
 #ifdef _WIN32
     Sleep(2);
@@ -69,7 +69,8 @@ inline bool own_frame() { return false; }
 inline bool ready() { return true; }
 inline void settle(ctl_window_rec*) { ctl_do_events(); }
 inline bool exists(quelt_hwnd h) { return IsWindow(h); }
-inline bool shown_ready(ctl_window_rec* w) { return IsWindowVisible(w->hwnd); }
+inline bool shown_ready(ctl_window_rec* w, bool = true) { return IsWindowVisible(w->hwnd); }
+namespace way { inline bool input(const std::string&) { return false; } }  // no compositor here
 using Rect = RECT;
 inline Rect outer(ctl_window_rec* w) { Rect r{}; return GetWindowRect(w->hwnd, &r), r; }
 inline Rect client(ctl_window_rec* w) { Rect r{}; return GetClientRect(w->hwnd, &r), MapWindowPoints(w->hwnd, nullptr, reinterpret_cast<POINT*>(&r), 2), r; }
@@ -294,14 +295,14 @@ inline void settle(ctl_window_rec* w) {
   }
   ctl_do_events();
 }
-// Mapped and holding the keyboard focus (on weston: shown).
-inline bool shown_ready(ctl_window_rec* w) {
-  if (wayland()) return way::sway_tree() ? way::node().focused : way::window(w).found;
+// Mapped (on Wayland: nothing to ask before a frame) and, unless told not to, focused (on weston: shown).
+inline bool shown_ready(ctl_window_rec* w, bool focused = true) {
+  if (wayland()) return !focused || (way::sway_tree() ? way::node().focused : way::window(w).found);
   Window focus = 0, xw = xwindow(w->hwnd);
   int revert = 0;
   XGetInputFocus(x(), &focus, &revert);
   XWindowAttributes a{};
-  return xw && XGetWindowAttributes(x(), xw, &a) && a.map_state == IsViewable && focus == xw;
+  return xw && XGetWindowAttributes(x(), xw, &a) && a.map_state == IsViewable && (!focused || focus == xw);
 }
 // The client area on the screen, and the whole window with a window manager's frame.
 inline Rect client(ctl_window_rec* w) {
